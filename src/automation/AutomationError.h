@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <utility>
+
+namespace tsasync {
+
+// The one exception of the core: an automation error. It is thrown by the core and caught in two places only,
+// the COM boundary and the platform's notification dispatch.
+//
+// A number from 1 to 65535 is a runtime error (5: invalid procedure call, 53: file not found, 457: duplicate
+// key); a negative number is an HRESULT and reaches the host as it stands.
+struct AutomationError {
+    std::int32_t number = 0;
+    std::u16string source;
+    std::u16string description;  // empty: the boundary supplies the generic text of the number
+    std::u16string helpFile;
+    std::int32_t helpContext = 0;
+
+    // The same error as raised again by another procedure.
+    AutomationError From(std::u16string newSource) const {
+        AutomationError copy = *this;
+        copy.source = std::move(newSource);
+        return copy;
+    }
+};
+
+inline constexpr std::int32_t kErrInvalidProcedureCall = 5;
+inline constexpr std::int32_t kErrFileNotFound = 53;
+inline constexpr std::int32_t kErrObjectNotSet = 91;
+inline constexpr std::int32_t kErrDuplicateKey = 457;
+
+}  // namespace tsasync
