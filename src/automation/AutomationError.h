@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace tsasync {
@@ -30,5 +31,15 @@ inline constexpr std::int32_t kErrInvalidProcedureCall = 5;
 inline constexpr std::int32_t kErrFileNotFound = 53;
 inline constexpr std::int32_t kErrObjectNotSet = 91;
 inline constexpr std::int32_t kErrDuplicateKey = 457;
+
+// Runs `operation`; an automation error that leaves it goes on with `source` as its source.
+template <typename Operation>
+auto WithErrorSource(std::u16string_view source, Operation&& operation) {
+    try {
+        return operation();
+    } catch (const AutomationError& error) {
+        throw error.From(std::u16string(source));
+    }
+}
 
 }  // namespace tsasync
