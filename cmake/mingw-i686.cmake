@@ -1,0 +1,2 @@
+set(TSASYNC_MINGW_CPU i686)
+include(${CMAKE_CURRENT_LIST_DIR}/mingw.cmake)

@@ -1,0 +1,22 @@
+#include "platform/special_folders.h"
+
+#include <windows.h>
+// after windows.h, whose types it uses
+#include "wide.h"
+
+#include <shlobj.h>
+
+#include <array>
+
+namespace tsasync::platform {
+
+std::u16string SpecialFolder(std::int32_t number) {
+    LPITEMIDLIST list = nullptr;
+    if (SHGetSpecialFolderLocation(nullptr, number, &list) != S_OK) return {};
+    std::array<wchar_t, MAX_PATH> path{};
+    const bool found = SHGetPathFromIDListW(list, path.data()) != FALSE;
+    CoTaskMemFree(list);
+    return found ? FromWide(path.data()) : std::u16string();
+}
+
+}  // namespace tsasync::platform
