@@ -1,5 +1,5 @@
 #include "platform/file_system.h"
-#include "platform/linux/utf8.h"
+#include "platform/linux/native_path.h"
 
 #include <fcntl.h>
 #include <sys/random.h>

@@ -1,7 +1,7 @@
 #include "platform/file_system.h"
 
 #include "platform/linux/dos_attributes.h"
-#include "platform/linux/utf8.h"
+#include "platform/linux/native_path.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

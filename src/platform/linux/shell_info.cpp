@@ -1,6 +1,6 @@
 #include "platform/shell_info.h"
 
-#include "platform/linux/utf8.h"
+#include "platform/linux/native_path.h"
 
 #include <gio/gio.h>
 

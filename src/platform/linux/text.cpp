@@ -6,7 +6,8 @@ namespace tsasync::platform {
 
 namespace {
 
-// Case mapping per code unit: a result outside the Basic Multilingual Plane does not fit and leaves `unit` alone.
+// Case mapping per code unit: a result outside the Basic Multilingual Plane does not fit and leaves `unit`
+// alone.
 char16_t OneUnit(UChar32 mapped, char16_t unit) {
     return mapped <= 0xFFFF ? static_cast<char16_t>(mapped) : unit;
 }
