@@ -1,8 +1,8 @@
 #include "platform/clock.h"
 
-#include <cmath>
-
 #include "tests/platform/clock.h"
+
+#include <cmath>
 
 namespace tsasync {
 
