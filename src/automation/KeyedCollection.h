@@ -1,17 +1,17 @@
 #pragma once
 
+#include "automation/AutomationError.h"
+#include "automation/KeyFold.h"
+
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
 
-#include "automation/AutomationError.h"
-#include "automation/KeyFold.h"
-
 namespace tsasync {
 
-// A table of values under string keys that compare without regard to letter case. An unknown key raises error 5, a
-// key that is already there error 457. Every operation costs O(1).
+// A table of values under string keys that compare without regard to letter case. An unknown key raises error
+// 5, a key that is already there error 457. Every operation costs O(1).
 template <typename T>
 class KeyedCollection {
   public:

@@ -44,6 +44,9 @@ inline constexpr std::int32_t kErrCannotLoadData = static_cast<std::int32_t>(0x8
 inline constexpr std::int32_t kErrRedirectFailed = static_cast<std::int32_t>(0x800C0014u);
 inline constexpr std::int32_t kErrInvalidCertificate = static_cast<std::int32_t>(0x800C0019u);
 
+// The answer to a cancellation of a read that the reader does not know (any more).
+inline constexpr std::int32_t kErrNoSuchRead = 14;
+
 inline constexpr std::int32_t kReadIntoFile = 1;  // the one read type that is served
 
 // The failure of a read, as the value of its completion; reading that value raises it.
@@ -93,8 +96,8 @@ class UrlReader {
     // or unreachable URL is no refusal but a failed completion. The name must not be in use.
     std::int32_t AsyncRead(std::u16string_view target, std::int32_t type, std::u16string_view propertyName);
 
-    // Stops the read and forgets its name, which may be used again at once. Returns 0, or 5 when no read has
-    // the name.
+    // Stops the read and forgets its name, which may be used again at once. Returns 0, or kErrNoSuchRead when
+    // no read has the name.
     std::int32_t CancelAsyncRead(std::u16string_view propertyName);
 
   private:

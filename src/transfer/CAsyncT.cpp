@@ -1,11 +1,11 @@
 #include "transfer/CAsyncT.h"
 
+#include "automation/AutomationError.h"
+#include "transfer/frmAsyncT.h"
+
 #include <algorithm>
 #include <exception>
 #include <utility>
-
-#include "automation/AutomationError.h"
-#include "transfer/frmAsyncT.h"
 
 namespace tsasync {
 

@@ -1,16 +1,16 @@
 #pragma once
 
+#include "transfer/ctlAsyncT.h"
+
 #include <cstdint>
 #include <memory>
 #include <string_view>
 #include <vector>
 
-#include "transfer/ctlAsyncT.h"
-
 namespace tsasync {
 
-// The transfer channel: the one road from a thread's managers to its transfer control and back. It lives on the
-// thread's hidden form, which keeps the latest channel alive.
+// The transfer channel: the one road from a thread's managers to its transfer control and back. It lives on
+// the thread's hidden form, which keeps the latest channel alive.
 class CAsyncT : public std::enable_shared_from_this<CAsyncT> {
   public:
     // Loads the thread's hidden form where it is not loaded yet, and makes the new channel the form's.

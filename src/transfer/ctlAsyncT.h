@@ -1,11 +1,11 @@
 #pragma once
 
+#include "automation/KeyedCollection.h"
+#include "platform/url_reader.h"
+
 #include <cstdint>
 #include <string>
 #include <string_view>
-
-#include "automation/KeyedCollection.h"
-#include "platform/url_reader.h"
 
 namespace tsasync {
 
@@ -23,8 +23,8 @@ class ITransferEvents {
     ~ITransferEvents() = default;
 };
 
-// The transfer control: starts and stops reads of the platform's asynchronous reader under the caller's keys and
-// passes its notifications on. It looks at nothing in them but the key.
+// The transfer control: starts and stops reads of the platform's asynchronous reader under the caller's keys
+// and passes its notifications on. It looks at nothing in them but the key.
 class ctlAsyncT final : platform::IReadEvents {
   public:
     // `events` is not owned and must outlive the control.
@@ -33,24 +33,21 @@ class ctlAsyncT final : platform::IReadEvents {
     // Where the files of later reads will finally be wanted.
     void PlaceNear(std::u16string_view sFolder) { m_oReader.PlaceNear(sFolder); }
 
-    // Starts one read of `sPath`. Surrounding spaces of the key do not count; False when nothing else is left of
-    // it. Throws 457 while the key is in use, and what the reader raises when it refuses the start; the key then
-    // stays in use until it is cancelled.
+    // Starts one read of `sPath`. Surrounding spaces of the key do not count; False when nothing else is left
+    // of it. Throws 457 while the key is in use, and what the reader raises when it refuses the start; the
+    // key then stays in use until it is cancelled.
     bool DownloadFile(std::u16string_view sFileKey, std::u16string_view sPath, std::int32_t AsyncType,
                       std::u16string_view sData = {});
-    // Stops the read and forgets its key. False when the key is unknown.
+    // Stops the read and forgets its key, also that of a refused start. False when the key is unknown, or
+    // when the reader can't stop the read; the key then stays in use.
     bool CancelDownload(std::u16string_view sFileKey);
 
   private:
     void AsyncReadProgress(const platform::AsyncProperty& AsyncProp) override;
     void AsyncReadComplete(const platform::AsyncProperty& AsyncProp) override;
 
-    bool AddFileKey(std::u16string_view sFileKey, std::int32_t lngFileType);
-    void RemoveFileKey(std::u16string_view sFileKey);
-    std::int32_t GetFileType(std::u16string_view sFileKey) const;
-
     ITransferEvents& m_oEvents;
-    KeyedCollection<std::u16string> m_colFileKeys;  // key → key|type
+    KeyedCollection<std::int32_t> m_colFileKeys;    // key → file type
     KeyedCollection<std::u16string> m_colFileData;  // key → the caller's data
     platform::UrlReader m_oReader;                  // last: it ends before the tables its notifications need
 };

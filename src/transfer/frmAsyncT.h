@@ -1,14 +1,14 @@
 #pragma once
 
-#include <memory>
-
 #include "transfer/CAsyncT.h"
 #include "transfer/ctlAsyncT.h"
 
+#include <memory>
+
 namespace tsasync {
 
-// The thread's hidden form: carries the one transfer control and passes its events to the channel. Once loaded it
-// stays for the life of the thread.
+// The thread's hidden form: carries the one transfer control and passes its events to the channel. Once
+// loaded it stays for the life of the thread.
 class frmAsyncT final : ITransferEvents {
   public:
     // The thread's form, loaded on first use.

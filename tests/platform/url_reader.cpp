@@ -8,8 +8,6 @@ namespace tsasync {
 
 namespace {
 
-constexpr std::int32_t kErrNoSuchRead = 14;
-
 struct ReaderState {
     platform::IReadEvents* events = nullptr;
     std::vector<testplatform::OpenRead> reads;
@@ -60,7 +58,7 @@ std::int32_t platform::UrlReader::AsyncRead(std::u16string_view target, std::int
 
 std::int32_t platform::UrlReader::CancelAsyncRead(std::u16string_view propertyName) {
     const auto read = FindRead(propertyName);
-    if (read == g_reader.reads.end()) return kErrNoSuchRead;
+    if (read == g_reader.reads.end()) return platform::kErrNoSuchRead;
     if (g_reader.cancelRefusal != 0) return g_reader.cancelRefusal;
     g_reader.reads.erase(read);
     return 0;
