@@ -1,0 +1,334 @@
+#pragma once
+
+// What a C++ host would otherwise write itself: ownership by type, errors as exceptions, an event sink.
+// Header only; nothing of it crosses the border of the component.
+
+#include "tsasync/TSAsync.h"
+
+#include <atomic>
+#include <cstdio>
+#include <functional>
+#include <new>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace tsasync::host {
+
+// --- text
+// ----------------------------------------------------------------------------------------------------------
+
+// UTF-8 from UTF-16 and back. What is malformed becomes U+FFFD.
+inline std::string Utf8(std::u16string_view text) {
+    std::string result;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        char32_t point = text[i];
+        if (point >= 0xD800 && point < 0xE000) {
+            const bool pair = point < 0xDC00 && i + 1 < text.size() && (text[i + 1] & 0xFC00) == 0xDC00;
+            point = pair ? 0x10000 + ((point & 0x3FF) << 10) + (text[++i] & 0x3FFu) : 0xFFFD;
+        }
+        const auto put = [&result](char32_t byte) { result.push_back(static_cast<char>(byte)); };
+        if (point < 0x80) {
+            put(point);
+            continue;
+        }
+        const int trail = point < 0x800 ? 1 : point < 0x10000 ? 2 : 3;
+        constexpr char32_t kLead[] = {0, 0xC0, 0xE0, 0xF0};
+        put(kLead[trail] | (point >> (6 * trail)));
+        for (int n = trail - 1; n >= 0; --n) put(0x80 | ((point >> (6 * n)) & 0x3F));
+    }
+    return result;
+}
+
+inline std::u16string Utf16(std::string_view text) {
+    constexpr char32_t kSmallest[] = {0, 0x80, 0x800, 0x10000};
+    std::u16string result;
+    for (std::size_t i = 0; i < text.size();) {
+        const auto lead = static_cast<unsigned char>(text[i++]);
+        const int trail = lead < 0x80   ? 0
+                          : lead < 0xC0 ? -1
+                          : lead < 0xE0 ? 1
+                          : lead < 0xF0 ? 2
+                          : lead < 0xF8 ? 3
+                                        : -1;
+        char32_t point = trail <= 0 ? lead : lead & (0x3Fu >> trail);
+        int read = 0;
+        while (read < trail && i < text.size() && (static_cast<unsigned char>(text[i]) & 0xC0) == 0x80) {
+            point = (point << 6) | (static_cast<unsigned char>(text[i++]) & 0x3Fu);
+            ++read;
+        }
+        const bool surrogate = point >= 0xD800 && point < 0xE000;
+        if (trail < 0 || read < trail || point < kSmallest[trail] || surrogate || point > 0x10FFFF)
+            point = 0xFFFD;
+        if (point >= 0x10000) {
+            result.push_back(static_cast<char16_t>(0xD7C0 + (point >> 10)));
+            result.push_back(static_cast<char16_t>(0xDC00 + (point & 0x3FF)));
+        } else {
+            result.push_back(static_cast<char16_t>(point));
+        }
+    }
+    return result;
+}
+
+// An owned automation string. Passes as an [in] BSTR; Put takes an [out] one.
+class Bstr {
+  public:
+    Bstr() = default;
+    explicit Bstr(std::u16string_view text)
+        : m_value(SysAllocStringLen(nullptr, static_cast<UINT>(text.size()))) {
+        if (m_value == nullptr) throw std::bad_alloc();
+        for (std::size_t i = 0; i < text.size(); ++i) m_value[i] = static_cast<OLECHAR>(text[i]);
+    }
+    Bstr(Bstr&& other) noexcept : m_value(std::exchange(other.m_value, nullptr)) {}
+    Bstr& operator=(Bstr&& other) noexcept {
+        std::swap(m_value, other.m_value);
+        return *this;
+    }
+    ~Bstr() { SysFreeString(m_value); }
+
+    operator BSTR() const { return m_value; }
+    BSTR* Put() {
+        SysFreeString(std::exchange(m_value, nullptr));
+        return &m_value;
+    }
+    std::u16string Text() const {
+        return m_value == nullptr ? std::u16string()
+                                  : std::u16string(m_value, m_value + SysStringLen(m_value));
+    }
+
+  private:
+    BSTR m_value = nullptr;
+};
+
+// --- objects
+// -------------------------------------------------------------------------------------------------------
+
+// A counted reference to an object.
+template <typename T>
+class ComPtr {
+  public:
+    ComPtr() = default;
+    // Adds a reference of its own.
+    explicit ComPtr(T* object) : m_object(object) {
+        if (m_object != nullptr) m_object->AddRef();
+    }
+    ComPtr(const ComPtr& other) : ComPtr(other.m_object) {}
+    ComPtr(ComPtr&& other) noexcept : m_object(std::exchange(other.m_object, nullptr)) {}
+    ComPtr& operator=(ComPtr other) noexcept {
+        std::swap(m_object, other.m_object);
+        return *this;
+    }
+    ~ComPtr() { Reset(); }
+
+    T* Get() const { return m_object; }
+    T* operator->() const { return m_object; }
+    explicit operator bool() const { return m_object != nullptr; }
+    void Reset() {
+        if (T* object = std::exchange(m_object, nullptr)) object->Release();
+    }
+    // For an [out] parameter, which brings a reference with it.
+    T** Put() {
+        Reset();
+        return &m_object;
+    }
+    void** PutVoid() { return reinterpret_cast<void**>(Put()); }
+
+  private:
+    T* m_object = nullptr;
+};
+
+// --- errors
+// --------------------------------------------------------------------------------------------------------
+
+// A failed call. `what` is one line for a person: source, description and number.
+class Error : public std::runtime_error {
+  public:
+    Error(HRESULT number, std::u16string source, std::u16string description)
+        : std::runtime_error(Line(number, source, description)),
+          m_number(number),
+          m_source(std::move(source)),
+          m_description(std::move(description)) {}
+
+    HRESULT Number() const { return m_number; }  // 0x800A0000 + n stands for the runtime error n
+    const std::u16string& Source() const { return m_source; }
+    const std::u16string& Description() const { return m_description; }
+
+  private:
+    static std::string Line(HRESULT number, const std::u16string& source, const std::u16string& description) {
+        char code[16];
+        std::snprintf(code, sizeof code, "0x%08X", static_cast<unsigned>(number));
+        std::string line = source.empty() ? "" : Utf8(source) + ": ";
+        return line + (description.empty() ? "error" : Utf8(description)) + " (" + code + ")";
+    }
+
+    HRESULT m_number;
+    std::u16string m_source;
+    std::u16string m_description;
+};
+
+// Throws Error for a failed result, with the thread's error object where there is one. Use it right after the
+// call.
+inline void Check(HRESULT result) {
+    if (SUCCEEDED(result)) return;
+    ComPtr<IErrorInfo> info;
+    Bstr source;
+    Bstr description;
+    if (GetErrorInfo(0, info.Put()) == S_OK) {
+        info->GetSource(source.Put());
+        info->GetDescription(description.Put());
+    }
+    throw Error(result, source.Text(), description.Text());
+}
+
+template <typename T>
+ComPtr<T> Query(IUnknown* object, REFIID iid) {
+    ComPtr<T> result;
+    Check(object->QueryInterface(iid, result.PutVoid()));
+    return result;
+}
+
+// --- creating a manager
+// --------------------------------------------------------------------------------------------
+
+using GetClassObject = decltype(&::DllGetClassObject);
+
+// From a component that is linked or that the host has loaded itself.
+inline ComPtr<_CDLManager> CreateManager(GetClassObject getClassObject) {
+    ComPtr<IClassFactory> factory;
+    Check(getClassObject(CLSID_CDLManager, IID_IClassFactory, factory.PutVoid()));
+    ComPtr<_CDLManager> manager;
+    Check(factory->CreateInstance(nullptr, IID__CDLManager, manager.PutVoid()));
+    return manager;
+}
+
+// From the registered component, by class identifier.
+inline ComPtr<_CDLManager> CreateManager(REFCLSID classId = CLSID_CDLManager) {
+    ComPtr<_CDLManager> manager;
+    Check(CoCreateInstance(classId, nullptr, CLSCTX_INPROC_SERVER, IID__CDLManager, manager.PutVoid()));
+    return manager;
+}
+
+// From the registered component, by programmatic identifier ("TSAsync.CDLManager").
+inline ComPtr<_CDLManager> CreateManager(const OLECHAR* progId) {
+    CLSID classId{};
+    Check(CLSIDFromProgID(progId, &classId));
+    return CreateManager(classId);
+}
+
+// --- events
+// --------------------------------------------------------------------------------------------------------
+
+// What a host hears of. An Error thrown by a handler makes the manager's operation fail with it; any other
+// exception makes it fail with E_FAIL.
+struct Events {
+    std::function<void(_CDLItem& item)> stateChanged;
+    std::function<void(std::u16string_view logBuff, LONG evType)> traceEvent;
+};
+
+namespace detail {
+
+class Sink final : public IDispatch {
+  public:
+    explicit Sink(Events events) : m_events(std::move(events)) {}
+
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** object) override {
+        const bool known = riid == IID_IUnknown || riid == IID_IDispatch || riid == DIID___CDLManager;
+        *object = known ? static_cast<IDispatch*>(this) : nullptr;
+        if (!known) return E_NOINTERFACE;
+        AddRef();
+        return S_OK;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++m_references; }
+    ULONG STDMETHODCALLTYPE Release() override {
+        const ULONG left = --m_references;
+        if (left == 0) delete this;
+        return left;
+    }
+    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override {
+        *count = 0;
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
+        return E_NOTIMPL;
+    }
+
+    HRESULT STDMETHODCALLTYPE Invoke(DISPID member, REFIID, LCID, WORD, DISPPARAMS* arguments, VARIANT*,
+                                     EXCEPINFO* error, UINT*) override {
+        try {
+            return Dispatch(member, *arguments);
+        } catch (const Error& failure) {
+            if (error == nullptr) return failure.Number();
+            error->bstrSource = Copy(failure.Source());
+            error->bstrDescription = Copy(failure.Description());
+            error->scode = failure.Number();
+            return DISP_E_EXCEPTION;
+        } catch (...) {
+            return E_FAIL;
+        }
+    }
+
+  private:
+    ~Sink() = default;
+
+    static BSTR Copy(const std::u16string& text) {
+        const BSTR copy = SysAllocStringLen(nullptr, static_cast<UINT>(text.size()));
+        for (std::size_t i = 0; copy != nullptr && i < text.size(); ++i)
+            copy[i] = static_cast<OLECHAR>(text[i]);
+        return copy;
+    }
+
+    // Arguments stand in reverse order.
+    HRESULT Dispatch(DISPID member, const DISPPARAMS& arguments) {
+        const VARIANT* values = arguments.rgvarg;
+        if (member == DISPID_CDLManager_StateChanged) {
+            if (arguments.cArgs != 1 || values[0].vt != VT_DISPATCH) return DISP_E_TYPEMISMATCH;
+            const auto item = Query<_CDLItem>(values[0].pdispVal, IID__CDLItem);
+            if (m_events.stateChanged) m_events.stateChanged(*item.Get());
+            return S_OK;
+        }
+        if (member == DISPID_CDLManager_TraceEvent) {
+            if (arguments.cArgs != 2 || values[1].vt != VT_BSTR || values[0].vt != VT_I4)
+                return DISP_E_TYPEMISMATCH;
+            const BSTR text = values[1].bstrVal;
+            const std::u16string buffer(text, text + SysStringLen(text));
+            if (m_events.traceEvent) m_events.traceEvent(buffer, values[0].lVal);
+            return S_OK;
+        }
+        return DISP_E_MEMBERNOTFOUND;
+    }
+
+    Events m_events;
+    std::atomic<ULONG> m_references{0};
+};
+
+}  // namespace detail
+
+// Events go to the handlers for as long as this lives. It holds the manager.
+class Connection {
+  public:
+    Connection() = default;
+    Connection(const ComPtr<_CDLManager>& manager, Events events) {
+        const auto container = Query<IConnectionPointContainer>(manager.Get(), IID_IConnectionPointContainer);
+        Check(container->FindConnectionPoint(DIID___CDLManager, m_point.Put()));
+        const ComPtr<IDispatch> sink(new detail::Sink(std::move(events)));
+        Check(m_point->Advise(sink.Get(), &m_cookie));
+    }
+    Connection(Connection&& other) noexcept
+        : m_point(std::move(other.m_point)), m_cookie(std::exchange(other.m_cookie, 0)) {}
+    Connection& operator=(Connection&& other) noexcept {
+        std::swap(m_point, other.m_point);
+        std::swap(m_cookie, other.m_cookie);
+        return *this;
+    }
+    ~Connection() {
+        if (m_point) m_point->Unadvise(m_cookie);
+    }
+
+  private:
+    ComPtr<IConnectionPoint> m_point;
+    DWORD m_cookie = 0;
+};
+
+}  // namespace tsasync::host
