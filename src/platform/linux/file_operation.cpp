@@ -112,9 +112,11 @@ int Rename(const fs::path& from, const Target& target) {
             return RenameToNew(from, target.path);
         case Placing::OverPlaceholder:
             if (!IsEmptyFile(target.path)) return EEXIST;
-            if (IsFolder(from)) {  // a folder can't take the place of a file in one step
-                if (unlink(target.path.c_str()) != 0) return errno;
-                return RenameToNew(from, target.path);
+            if (IsFolder(from)) {  // can't replace a file, but change places with it
+                if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, target.path.c_str(), RENAME_EXCHANGE) != 0) {
+                    return errno;
+                }
+                return unlink(from.c_str()) == 0 ? 0 : errno;
             }
             return RenameOver(from, target.path);
         case Placing::Replace:

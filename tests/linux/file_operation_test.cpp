@@ -1,0 +1,311 @@
+#include "automation/AutomationError.h"
+#include "files/modFileOps.h"
+#include "platform/file_system.h"
+#include "tests/linux/scratch.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <set>
+#include <thread>
+
+namespace tsasync {
+namespace {
+
+using namespace linuxtest;  // NOLINT(google-build-using-namespace)
+using platform::Destination;
+using Names = std::vector<std::string>;
+
+constexpr std::int32_t kRename = platform::kFlagSilent | platform::kFlagRenameOnCollision;
+
+std::int32_t Operate(std::int32_t operation, const std::string& from, const std::string& to,
+                     Destination destination, std::uint16_t flags = 0) {
+    platform::FileOp op;
+    op.operation = operation;
+    op.from = Wide(from);
+    op.to = Wide(to);
+    op.destination = destination;
+    op.flags = flags;
+    return platform::RunFileOperation(op).code;
+}
+
+std::int32_t Move(const std::string& from, const std::string& to, Destination destination,
+                  std::uint16_t flags = 0) {
+    return Operate(platform::kOpMove, from, to, destination, flags);
+}
+
+std::int32_t ErrorOfMove(const std::string& from, const std::string& to) {
+    try {
+        modFileOps::FileOperation(Wide(from), Wide(to), platform::kOpMove, kRename, 0);
+    } catch (const AutomationError& error) {
+        return error.number;
+    }
+    return 0;
+}
+
+// Moves within one volume, and from another one.
+class FileOperation : public ::testing::TestWithParam<bool> {
+  protected:
+    void SetUp() override {
+        const auto base = GetParam() ? OtherVolume() : ScratchFolder::TemporaryBase();
+        if (!base) GTEST_SKIP() << "no second volume that can be written to";
+        m_source = std::make_unique<ScratchFolder>(*base);
+        Write(*m_source / "tmp", "new");
+    }
+    std::string Tmp() const { return *m_source / "tmp"; }
+
+    ScratchFolder m_assets;
+    std::unique_ptr<ScratchFolder> m_source;
+};
+
+INSTANTIATE_TEST_SUITE_P(Volumes, FileOperation, ::testing::Bool(),
+                         [](const auto& parameter) { return parameter.param ? "Other" : "Same"; });
+
+TEST_P(FileOperation, AMoveTakesContentPermissionsAndTimes) {
+    const timespec times[2] = {{1000, 0}, {2000, 5}};
+    ASSERT_EQ(chmod(Tmp().c_str(), 0640), 0);
+    ASSERT_EQ(utimensat(AT_FDCWD, Tmp().c_str(), times, 0), 0);
+    EXPECT_EQ(Move(Tmp(), m_assets / "a", Destination::Free), 0);
+    EXPECT_EQ(Read(m_assets / "a"), "new");
+    struct stat entry {};
+    ASSERT_EQ(stat((m_assets / "a").c_str(), &entry), 0);
+    EXPECT_EQ(entry.st_mode & 0777U, 0640U);
+    EXPECT_EQ(entry.st_mtim.tv_sec, 2000);
+    EXPECT_EQ(List(m_source->Path()), Names{});
+    EXPECT_EQ(List(m_assets.Path()), Names{"a"});
+}
+
+TEST_P(FileOperation, NothingThatCameMeanwhileIsReplaced) {
+    Write(m_assets / "taken", "old");
+    Write(m_assets / "filled", "theirs");
+    Write(m_assets / "mine", "");
+    ASSERT_EQ(symlink("nowhere", (m_assets / "link").c_str()), 0);
+    EXPECT_EQ(Move(Tmp(), m_assets / "taken", Destination::Free), platform::kOpExists);
+    EXPECT_EQ(Move(Tmp(), m_assets / "link", Destination::Free), platform::kOpExists);
+    EXPECT_EQ(Move(Tmp(), m_assets / "filled", Destination::Placeholder), platform::kOpExists);
+    EXPECT_EQ(Move(Tmp(), m_assets / "taken", Destination::AsItIs),
+              platform::kOpExists);  // nobody can be asked
+    EXPECT_EQ(Read(m_assets / "taken") + Read(m_assets / "filled") + Read(Tmp()), "oldtheirsnew");
+    EXPECT_EQ(Move(Tmp(), m_assets / "mine", Destination::Placeholder), 0);
+    EXPECT_EQ(Read(m_assets / "mine"), "new");
+    EXPECT_EQ(List(m_assets.Path()), (Names{"filled", "link", "mine", "taken"}));
+}
+
+TEST_P(FileOperation, FollowsTheShellsRulesWhereNothingElseIsSaid) {
+    Write(m_assets / "taken", "old");
+    ASSERT_EQ(mkdir((m_assets / "folder").c_str(), 0777), 0);
+    EXPECT_EQ(Operate(platform::kOpCopy, Tmp(), m_assets / "taken", Destination::AsItIs,
+                      platform::kFlagNoConfirmation),
+              0);
+    EXPECT_EQ(Read(m_assets / "taken"), "new");
+    EXPECT_EQ(Operate(platform::kOpCopy, Tmp(), m_assets / "folder", Destination::AsItIs), 0);
+    EXPECT_EQ(Read(m_assets / "folder/tmp"), "new");
+    EXPECT_EQ(Move(Tmp(), m_assets / "x/y/a", Destination::AsItIs), platform::kOpUnknownError);
+    EXPECT_EQ(Move(Tmp(), m_assets / "x/y/a", Destination::Free, platform::kFlagNoConfirmMkDir), 0);
+    EXPECT_EQ(Read(m_assets / "x/y/a"), "new");
+    EXPECT_EQ(Operate(platform::kOpDelete, m_assets / "x", "", Destination::AsItIs), 0);
+    EXPECT_EQ(Operate(platform::kOpDelete, m_assets / "x", "", Destination::AsItIs), 2);
+    EXPECT_EQ(Operate(9, m_assets / "taken", m_assets / "b", Destination::AsItIs), platform::kOpUnknownError);
+    EXPECT_EQ(List(m_assets.Path()), (Names{"folder", "taken"}));
+}
+
+TEST_P(FileOperation, MovesFoldersWithAllThatIsInThem) {
+    ASSERT_EQ(mkdir((*m_source / "d").c_str(), 0777), 0);
+    Write(*m_source / "d/f", "inside");
+    ASSERT_EQ(symlink("f", (*m_source / "d/l").c_str()), 0);
+    Write(m_assets / "reserved", "");
+    EXPECT_EQ(Move(*m_source / "d", m_assets / "reserved", Destination::Placeholder), 0);
+    EXPECT_EQ(List(m_assets / "reserved"), (Names{"f", "l"}));
+    EXPECT_EQ(Read(m_assets / "reserved/l"), "inside");
+    EXPECT_EQ(List(m_source->Path()), Names{"tmp"});
+    if (!GetParam()) {
+        EXPECT_NE(Move(m_assets / "reserved", m_assets / "reserved/in itself", Destination::Free), 0);
+        EXPECT_EQ(List(m_assets / "reserved"), (Names{"f", "l"}));
+    }
+}
+
+TEST_P(FileOperation, WorksOnFileSystemsThatCanDoLess) {
+    InChild([&]() -> std::optional<std::string> {
+        if (auto obstacle = RefuseModernCalls()) return obstacle;
+        Write(m_assets / "taken", "old");
+        EXPECT_EQ(Move(Tmp(), m_assets / "taken", Destination::Free), platform::kOpExists);
+        EXPECT_EQ(Read(m_assets / "taken") + Read(Tmp()), "oldnew");
+        EXPECT_EQ(Move(Tmp(), m_assets / "free", Destination::Free), 0);
+        EXPECT_EQ(Read(m_assets / "free"), "new");
+        EXPECT_EQ(Move(m_assets.Path(), m_assets / "in itself", Destination::Free), 31);
+        EXPECT_EQ(List(m_assets.Path()), (Names{"free", "taken"}));
+        return std::nullopt;
+    });
+}
+
+TEST_P(FileOperation, AFolderWithoutPermissionKeepsTheSource) {
+    ASSERT_EQ(chmod(m_source->Path().c_str(), 0777), 0);
+    ASSERT_EQ(chmod(m_assets.Path().c_str(), 0555), 0);
+    InChild([&]() -> std::optional<std::string> {
+        BecomeNobody();
+        EXPECT_EQ(Move(Tmp(), m_assets / "a", Destination::Free), 5);
+        EXPECT_EQ(ErrorOfMove(Tmp(), m_assets / "a"), modFileOps::kErrMoveFailed);
+        EXPECT_EQ(Read(Tmp()), "new");
+        return std::nullopt;
+    });
+    EXPECT_EQ(List(m_assets.Path()), Names{});
+}
+
+TEST_P(FileOperation, AFolderThatWentAwayKeepsTheSource) {
+    const std::string gone = m_assets / "gone/a";
+    EXPECT_EQ(Move(Tmp(), gone, Destination::Free), platform::kOpUnknownError);
+    EXPECT_EQ(ErrorOfMove(Tmp(), gone), modFileOps::kErrMoveUnknown);
+    EXPECT_EQ(ErrorOfMove(*m_source / "missing", m_assets / "a"), 53);
+    EXPECT_EQ(Read(Tmp()), "new");
+}
+
+TEST_P(FileOperation, AFullVolumeKeepsTheSource) {
+    InChild([&]() -> std::optional<std::string> {
+        if (auto obstacle = MountTmpfs(m_assets.Path(), std::size_t{1} << 20)) return obstacle;
+        const std::string big(std::size_t{3} << 20, 'x');
+        Write(Tmp(), big);
+        Write(m_assets / "a", "old");
+        EXPECT_EQ(Move(Tmp(), m_assets / "free", Destination::Free), platform::kOpDiskFull);
+        EXPECT_EQ(List(m_assets.Path()), Names{"a"});
+        EXPECT_EQ(ErrorOfMove(Tmp(), m_assets / "a"), modFileOps::kErrMoveFailed);
+        EXPECT_EQ(List(m_assets.Path()), (Names{"a", "a[1]."}));
+        EXPECT_EQ(Read(m_assets / "a"), "old");
+        EXPECT_EQ(Read(m_assets / "a[1]."), "");  // the reserved name stays
+        EXPECT_TRUE(Read(Tmp()) == big);
+        return std::nullopt;
+    });
+}
+
+TEST_P(FileOperation, AReadOnlyVolumeKeepsTheSource) {
+    InChild([&]() -> std::optional<std::string> {
+        if (auto obstacle = MountTmpfs(m_assets.Path(), std::size_t{1} << 20)) return obstacle;
+        Write(m_assets / "a", "old");
+        if (auto obstacle = MakeReadOnly(m_assets.Path())) return obstacle;
+        EXPECT_EQ(Move(Tmp(), m_assets / "free", Destination::Free), 19);
+        EXPECT_EQ(ErrorOfMove(Tmp(), m_assets / "a"), 70);
+        EXPECT_EQ(Read(Tmp()), "new");
+        EXPECT_EQ(Move(m_assets / "a", *m_source / "moved", Destination::Free), 19);  // can't leave its place
+        EXPECT_EQ(List(m_source->Path()), Names{"tmp"});
+        return std::nullopt;
+    });
+}
+
+// Content that tells whose it is, too long for one write.
+std::string ContentOf(int runner, int round) {
+    return std::to_string(runner) + ":" + std::to_string(round) +
+           std::string(100000, static_cast<char>('a' + runner));
+}
+
+constexpr int kRounds = 100;
+
+// One of two that finish the same name; `turn` lets both start every round together.
+void FinishTheSameName(int runner, const std::string& source, const std::string& assets,
+                       const std::function<void()>& turn) {
+    for (int round = 0; round < kRounds; ++round) {
+        const std::string tmp = source + "/" + std::to_string(runner);
+        const std::string content = ContentOf(runner, round);
+        Write(tmp, content);
+        turn();
+        const auto placed =
+            modFileOps::FileOperation(Wide(tmp), Wide(assets + "/photo.jpg"), platform::kOpMove, kRename, 0);
+        if (Read(Narrow(placed)) != content) ADD_FAILURE() << "not whole: " << Narrow(placed);
+    }
+}
+
+void ExpectAllWhole(const std::string& assets) {
+    std::set<std::string> contents;
+    for (const auto& name : List(assets)) contents.insert(Read(assets + "/" + name));
+    EXPECT_EQ(List(assets).size(), 2U * kRounds);
+    for (int round = 0; round < kRounds; ++round) {
+        EXPECT_TRUE(contents.contains(ContentOf(0, round)) && contents.contains(ContentOf(1, round)))
+            << round;
+    }
+}
+
+// Lets two ends, of threads or processes, wait for each other.
+class Meeting {
+  public:
+    Meeting() {
+        if (pipe(m_pipes[0].data()) != 0 || pipe(m_pipes[1].data()) != 0) throw std::runtime_error("pipe");
+    }
+    ~Meeting() {
+        for (const auto& ends : m_pipes) {
+            close(ends[0]);
+            close(ends[1]);
+        }
+    }
+    Meeting(const Meeting&) = delete;
+    Meeting& operator=(const Meeting&) = delete;
+
+    void Arrive(int runner) const {
+        char byte = 0;
+        if (write(m_pipes[runner][1], &byte, 1) != 1 || read(m_pipes[1 - runner][0], &byte, 1) != 1) {
+            throw std::runtime_error("the other end is gone");
+        }
+    }
+
+  private:
+    std::array<std::array<int, 2>, 2> m_pipes{};
+};
+
+TEST_P(FileOperation, TwoThreadsFinishingOneNameLeaveTwoHundredWholeFiles) {
+    const Meeting meeting;
+    const auto run = [&](int runner) {
+        FinishTheSameName(runner, m_source->Path(), m_assets.Path(), [&] { meeting.Arrive(runner); });
+    };
+    std::thread other(run, 1);
+    run(0);
+    other.join();
+    ExpectAllWhole(m_assets.Path());
+}
+
+TEST_P(FileOperation, TwoProcessesFinishingOneNameLeaveTwoHundredWholeFiles) {
+    const Meeting meeting;
+    const auto run = [&](int runner) {
+        FinishTheSameName(runner, m_source->Path(), m_assets.Path(), [&] { meeting.Arrive(runner); });
+    };
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        alarm(60);  // the other one may fail
+        run(1);
+        _exit(HasFailure() ? 1 : 0);
+    }
+    run(0);
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    ExpectAllWhole(m_assets.Path());
+}
+
+TEST_P(FileOperation, AKilledMoveLeavesNoPartOfAFile) {
+    const std::string content(std::size_t{8} << 20, 'x');
+    for (int round = 0; round < 15; ++round) {
+        Write(Tmp(), content);
+        const pid_t child = fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            Move(Tmp(), m_assets / "a", Destination::Free);
+            _exit(0);
+        }
+        std::this_thread::sleep_for(std::chrono::microseconds(round * 500));
+        kill(child, SIGKILL);
+        ASSERT_EQ(waitpid(child, nullptr, 0), child);
+        bool whole = false;
+        for (const auto& name : List(m_assets.Path())) {
+            EXPECT_TRUE(Read(m_assets / name) == content) << name;
+            whole = true;
+            unlink((m_assets / name).c_str());
+        }
+        EXPECT_TRUE(whole || Read(Tmp()) == content);
+    }
+}
+
+}  // namespace
+}  // namespace tsasync
