@@ -1,11 +1,12 @@
 #pragma once
 
+#include "manager/TSDLStateEnum.h"
+
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
-
-#include "manager/TSDLStateEnum.h"
 
 namespace tsasync {
 
@@ -39,8 +40,10 @@ class CDLItem {
 
     TSDLStateEnum State() const { return m_State; }
     void SetState(TSDLStateEnum value);
-    // When the job was registered or last stopped, or the earliest time at which it may start (automation date,
-    // local time).
+    // A transfer is under way for the job: it is starting or downloading.
+    bool IsRunning() const { return m_State == tsdStarting || m_State == tsdDownloading; }
+    // When the job was registered or last stopped, or the earliest time at which it may start (automation
+    // date, local time).
     double Start() const { return m_dtStart; }
     void SetStart(double value);
 
@@ -57,13 +60,18 @@ class CDLItem {
     const std::shared_ptr<frmProgress>& ProgressForm() const { return m_oProgressForm; }
     void SetProgressForm(std::shared_ptr<frmProgress> value) { m_oProgressForm = std::move(value); }
 
-    // The object through which hosts see this record, so that they always see the same one. That object sets it
-    // when it is made and clears it when it ends; it owns the record, never the other way round.
+    // The object through which hosts see this record, so that they always see the same one. That object sets
+    // it when it is made and clears it when it ends; it owns the record, never the other way round.
     void* HostObject() const { return m_pHostObject; }
     void SetHostObject(void* value) { m_pHostObject = value; }
 
-    // The registry that the record is in; null when it is in none. Set by the registry.
-    void SetObserver(IScheduleObserver* observer) { m_pObserver = observer; }
+    // The registry that the record is in, null when it is in none, and the record's place there. Set by the
+    // registry.
+    void SetPlace(IScheduleObserver* registry, std::size_t place) {
+        m_pRegistry = registry;
+        m_place = place;
+    }
+    std::size_t Place() const { return m_place; }
 
   private:
     std::u16string m_sHandle;
@@ -75,7 +83,8 @@ class CDLItem {
     double m_dtStart = 0;
     std::shared_ptr<frmProgress> m_oProgressForm;
     void* m_pHostObject = nullptr;
-    IScheduleObserver* m_pObserver = nullptr;
+    IScheduleObserver* m_pRegistry = nullptr;
+    std::size_t m_place = 0;
     TSDLStateEnum m_State = tsdStopped;
     std::int32_t m_lSize = 0;
     std::int32_t m_lTotalSize = 0;

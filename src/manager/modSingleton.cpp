@@ -1,0 +1,30 @@
+#include "manager/modSingleton.h"
+
+#include "automation/AutomationError.h"
+
+namespace tsasync::modSingleton {
+
+namespace {
+
+thread_local bool g_hasEnded = false;  // has no destructor, so it can be read to the very end
+
+struct EndingState : ThreadState {
+    ~EndingState() { g_hasEnded = true; }
+};
+
+}  // namespace
+
+ThreadState& State() {
+    thread_local EndingState state;
+    return state;
+}
+
+JobRegistry& Jobs() {
+    const auto& jobs = State().g_colJobs;
+    if (!jobs) throw AutomationError{kErrObjectNotSet, {}, {}, {}, 0};
+    return *jobs;
+}
+
+bool HasEnded() { return g_hasEnded; }
+
+}  // namespace tsasync::modSingleton
