@@ -12,8 +12,8 @@ void SetResModule(std::int32_t hModule);
 // 0 or a negative value selects the user's default language. Counts for every later look-up on this thread.
 void SetLangID(std::int32_t iLangID);
 
-// The text in the chosen language, else in the system's neutral choice, else in English (1033), decided block by
-// block; empty when there is none.
+// The text in the chosen language, else in the system's neutral choice, else in English (1033), decided block
+// by block; empty when there is none.
 std::u16string LoadResText(std::int32_t lID);
 
 }  // namespace tsasync::modRes
