@@ -1,0 +1,25 @@
+#pragma once
+
+#include <curl/curl.h>
+
+#include <memory>
+#include <vector>
+
+namespace tsasync::platform::reader {
+
+struct FreeEasy {
+    void operator()(CURL* easy) const { curl_easy_cleanup(easy); }
+};
+using EasyHandle = std::unique_ptr<CURL, FreeEasy>;
+
+// libcurl's transfer handles with all the options that are the same for every read. They are used again.
+class EasyHandlePool {
+  public:
+    EasyHandle Take();
+    void GiveBack(EasyHandle handle) { m_free.push_back(std::move(handle)); }
+
+  private:
+    std::vector<EasyHandle> m_free;
+};
+
+}  // namespace tsasync::platform::reader

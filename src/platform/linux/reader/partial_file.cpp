@@ -1,0 +1,178 @@
+#include "platform/linux/reader/partial_file.h"
+
+#include <fcntl.h>
+#include <glib.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <utility>
+
+namespace tsasync::platform::reader {
+
+namespace {
+
+constexpr std::string_view kSuffix = ".part";
+constexpr std::size_t kMaxMetadata = 64 * 1024;
+
+std::optional<PartialMeta> ReadMetadata(int file) {
+    std::string text(kMaxMetadata, '\0');
+    const ssize_t count = pread(file, text.data(), text.size(), 0);
+    if (count <= 0) return std::nullopt;
+    return ParsePartialMeta(std::string_view(text).substr(0, static_cast<std::size_t>(count)));
+}
+
+bool IsThere(const FinishedFile& file) {
+    return faccessat(file.folder->Descriptor(), file.meta.data.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+bool Remember(const FinishedFile& file) {
+    auto metadata = MetadataFile::Hold(file.folder->Descriptor(), MetadataName(file.meta.url), true);
+    return metadata && metadata.Store(file.meta);
+}
+
+}  // namespace
+
+std::string MetadataName(const std::string& url) {
+    gchar* hash = g_compute_checksum_for_data(G_CHECKSUM_SHA256, reinterpret_cast<const guchar*>(url.data()),
+                                              url.size());
+    std::string name(hash, 32);
+    g_free(hash);
+    return name.append(kSuffix);
+}
+
+bool IsMetadataName(std::string_view name) { return name.ends_with(kSuffix); }
+
+std::optional<PartialMeta> LoadMetadata(int folder, const std::string& name) {
+    const FileHandle file(openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    return file ? ReadMetadata(file.Get()) : std::nullopt;
+}
+
+MetadataFile MetadataFile::Hold(int folder, const std::string& name, bool create) {
+    // The file may be removed by its last holder between opening and locking: then once more from the start.
+    for (int attempt = 0; attempt < 10; ++attempt) {
+        MetadataFile held;
+        held.m_folder = folder;
+        held.m_name = name;
+        const int flags = O_RDWR | O_NOFOLLOW | O_CLOEXEC | (create ? O_CREAT : 0);
+        held.m_file = FileHandle(openat(folder, name.c_str(), flags, 0600));
+        if (!held || flock(held.m_file.Get(), LOCK_EX | LOCK_NB) != 0) break;
+        struct stat found {};
+        if (fstat(held.m_file.Get(), &found) == 0 && found.st_nlink > 0) return held;
+    }
+    return {};
+}
+
+std::optional<PartialMeta> MetadataFile::Load() const { return ReadMetadata(m_file.Get()); }
+
+bool MetadataFile::Store(const PartialMeta& meta) {
+    const std::string text = FormatPartialMeta(meta);
+    return ftruncate(m_file.Get(), 0) == 0 &&
+           pwrite(m_file.Get(), text.data(), text.size(), 0) == static_cast<ssize_t>(text.size());
+}
+
+void MetadataFile::Remove() {
+    unlinkat(m_folder, m_name.c_str(), 0);
+    m_file.Close();
+}
+
+PartialFile::PartialFile(std::shared_ptr<PrivateFolder> folder, std::string url)
+    : m_folder(std::move(folder)), m_url(std::move(url)) {}
+
+PartialFile::~PartialFile() {
+    if (!m_kept) StartOver();
+}
+
+void PartialFile::FindEarlier() {
+    auto metadata = MetadataFile::Hold(m_folder->Descriptor(), MetadataName(m_url), false);
+    if (!metadata) return;
+    m_metadata = std::move(metadata);
+    m_earlier = m_metadata.Load();
+    if (m_earlier) m_dataName = m_earlier->data;
+    struct stat found {};
+    if (m_earlier && m_earlier->url == m_url && !m_earlier->validator.empty()) {
+        m_data =
+            FileHandle(openat(m_folder->Descriptor(), m_dataName.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC));
+        if (m_data && fstat(m_data.Get(), &found) == 0 && S_ISREG(found.st_mode))
+            m_size = lseek(m_data.Get(), 0, SEEK_END);
+    }
+    m_kept = m_size > 0 && (!m_earlier->total || m_size <= *m_earlier->total);
+    if (!m_kept) StartOver();
+}
+
+int PartialFile::Create() {
+    m_dataName = m_folder->NewDataName();
+    m_data = FileHandle(
+        openat(m_folder->Descriptor(), m_dataName.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    return m_data ? 0 : errno;
+}
+
+int PartialFile::Write(const char* bytes, std::size_t count) {
+    if (!m_data) {
+        if (const int error = Create()) return error;
+    }
+    while (count > 0) {
+        const ssize_t written = write(m_data.Get(), bytes, count);
+        if (written < 0 && errno == EINTR) continue;
+        if (written < 0) return errno;
+        bytes += written;
+        count -= static_cast<std::size_t>(written);
+        m_size += written;
+    }
+    return 0;
+}
+
+void PartialFile::StartOver() {
+    // The metadata goes first: at no moment does it speak of other data than its own.
+    if (m_metadata) m_metadata.Remove();
+    if (!m_dataName.empty()) unlinkat(m_folder->Descriptor(), m_dataName.c_str(), 0);
+    m_data.Close();
+    m_dataName.clear();
+    m_metadata = {};
+    m_earlier.reset();
+    m_size = 0;
+    m_kept = false;
+}
+
+void PartialFile::Keep(const PartialMeta& meta) {
+    if (!m_data || m_kept) return;
+    if (!m_metadata) m_metadata = MetadataFile::Hold(m_folder->Descriptor(), MetadataName(m_url), true);
+    if (!m_metadata) return;
+    PartialMeta whole = meta;
+    whole.url = m_url;
+    whole.data = m_dataName;
+    // Another reader's leavings, which this read found locked when it began: the newer data wins.
+    if (const auto other = m_metadata.Load()) unlinkat(m_folder->Descriptor(), other->data.c_str(), 0);
+    m_kept = m_metadata.Store(whole);
+    if (!m_kept) m_metadata.Remove();
+}
+
+std::variant<FinishedFile, int> PartialFile::Finish(PartialMeta meta) {
+    if (!m_data) {
+        if (const int error = Create()) return error;  // a file without content
+    }
+    if (!m_folder->IsOwn(m_dataName)) {
+        // Out of the session of a process that is gone, whose files the next sweep removes.
+        const std::string own = m_folder->NewDataName();
+        if (renameat(m_folder->Descriptor(), m_dataName.c_str(), m_folder->Descriptor(), own.c_str()) != 0)
+            return errno;
+        m_dataName = own;
+    }
+    if (m_metadata) m_metadata.Remove();
+    m_data.Close();
+    m_kept = true;  // by the receiver
+    meta.url = m_url;
+    meta.data = m_dataName;
+    return FinishedFile{m_folder, std::move(meta)};
+}
+
+void FinishedFile::Delivered() const {
+    if (IsThere(*this)) Remember(*this);
+}
+
+void FinishedFile::Dropped() const {
+    if (!IsThere(*this) || (!meta.validator.empty() && Remember(*this))) return;
+    unlinkat(folder->Descriptor(), meta.data.c_str(), 0);
+}
+
+}  // namespace tsasync::platform::reader

@@ -1,0 +1,95 @@
+#pragma once
+
+#include "platform/linux/reader/file_handle.h"
+#include "platform/linux/reader/partial_meta.h"
+#include "platform/linux/reader/private_folder.h"
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+
+namespace tsasync::platform::reader {
+
+// The metadata file of one URL, held under a lock: whoever holds it is the only one to touch the partial file
+// that it leads to.
+class MetadataFile {
+  public:
+    MetadataFile() = default;
+    // Holds the file `name` of the private folder `folder`; `create`: also when it doesn't exist yet. Holds
+    // nothing when that can't be, among other reasons because another reader holds it.
+    static MetadataFile Hold(int folder, const std::string& name, bool create);
+
+    explicit operator bool() const { return static_cast<bool>(m_file); }
+    std::optional<PartialMeta> Load() const;
+    bool Store(const PartialMeta& meta);
+    void Remove();
+
+  private:
+    int m_folder = -1;
+    std::string m_name;
+    FileHandle m_file;
+};
+
+std::string MetadataName(const std::string& url);
+bool IsMetadataName(std::string_view name);
+// What a metadata file says, whoever holds it.
+std::optional<PartialMeta> LoadMetadata(int folder, const std::string& name);
+
+// A finished file that its receiver has not heard of, or has left where it was.
+struct FinishedFile {
+    std::shared_ptr<PrivateFolder> folder;
+    PartialMeta meta;
+
+    std::string Path() const { return folder->PathOf(meta.data); }
+    // The receiver has heard of it. What it has left stays until it is swept, and the next read of the URL
+    // may use it.
+    void Delivered() const;
+    // The receiver will not hear of it any more. It stays only where the next read can use it.
+    void Dropped() const;
+};
+
+// The file that a read's data goes to, beginning with what an earlier read of the same URL has left. Unless
+// it is kept or finished it leaves nothing behind. Calls that can fail give 0 or the system's error number.
+class PartialFile {
+  public:
+    PartialFile(std::shared_ptr<PrivateFolder> folder, std::string url);
+    ~PartialFile();
+    PartialFile(const PartialFile&) = delete;
+    PartialFile& operator=(const PartialFile&) = delete;
+
+    // Takes over what an earlier read has left, if it can be continued.
+    void FindEarlier();
+    // Set after FindEarlier found something, until StartOver.
+    const std::optional<PartialMeta>& Earlier() const { return m_earlier; }
+
+    std::int64_t Size() const { return m_size; }
+    int Descriptor() const { return m_data.Get(); }
+    std::string Path() const { return m_folder->PathOf(m_dataName); }
+
+    int Write(const char* bytes, std::size_t count);
+    // Drops all data.
+    void StartOver();
+    // From now on the data is worth continuing: it stays when the read breaks or the process dies. Does
+    // nothing when another reader keeps the data of the same URL.
+    void Keep(const PartialMeta& meta);
+    bool IsKept() const { return m_kept; }
+    // Gives the whole file up to its receiver. `meta` goes along for the case that it is left behind.
+    std::variant<FinishedFile, int> Finish(PartialMeta meta);
+
+  private:
+    int Create();
+
+    std::shared_ptr<PrivateFolder> m_folder;
+    std::string m_url;
+    std::string m_dataName;
+    FileHandle m_data;
+    MetadataFile m_metadata;
+    std::optional<PartialMeta> m_earlier;
+    std::int64_t m_size = 0;
+    bool m_kept = false;
+};
+
+}  // namespace tsasync::platform::reader

@@ -1,0 +1,161 @@
+#include "platform/linux/reader/private_folder.h"
+
+#include "platform/linux/reader/partial_file.h"
+#include "platform/linux/reader/read_error.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <glib.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <ctime>
+#include <optional>
+#include <set>
+#include <vector>
+
+namespace tsasync::platform::reader {
+
+namespace {
+
+constexpr std::int64_t kKeptFor = 7 * 24 * 3600;  // seconds since the last write
+constexpr const char* kNameInCache = "QMASYN10";
+constexpr const char* kNameBeside = ".QMASYN10";
+
+// The nearest ancestor of `path`, or itself, that exists.
+std::string ExistingPart(std::string path, struct stat& found) {
+    while (stat(path.c_str(), &found) != 0 && path.size() > 1) {
+        const std::size_t slash =
+            path.find_last_not_of('/') == path.npos ? 0 : path.rfind('/', path.find_last_not_of('/'));
+        path.resize(slash == path.npos ? 0 : slash);
+        if (path.empty()) path = "/";
+    }
+    return path;
+}
+
+std::string Parent(const std::string& path) {
+    const std::size_t end = path.find_last_not_of('/');
+    const std::size_t slash = end == path.npos ? path.npos : path.rfind('/', end);
+    return slash == path.npos || slash == 0 ? "/" : path.substr(0, slash);
+}
+
+std::vector<std::string> Entries(int folder) {
+    std::vector<std::string> names;
+    DIR* list = fdopendir(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (list == nullptr) return names;
+    // readdir is safe on a stream that no other thread uses. NOLINTNEXTLINE(concurrency-mt-unsafe)
+    while (const dirent* entry = readdir(list)) {
+        if (entry->d_name[0] != '.') names.emplace_back(entry->d_name);
+    }
+    closedir(list);
+    return names;
+}
+
+std::string RandomName() {
+    gchar* uuid = g_uuid_string_random();
+    std::string name;
+    for (const char c : std::string_view(uuid)) {
+        if (c != '-') name.push_back(c);
+    }
+    g_free(uuid);
+    return name;
+}
+
+}  // namespace
+
+std::string PrivateFolder::PathFor(const std::string& near) {
+    const std::string cache = g_get_user_cache_dir();
+    const std::string inCache = cache + "/" + kNameInCache;
+    if (near.empty() || near.front() != '/') return inCache;
+    struct stat wanted {};
+    struct stat there {};
+    const std::string existing = ExistingPart(near, wanted);
+    ExistingPart(cache, there);
+    if (wanted.st_dev == there.st_dev) return inCache;
+    const std::string beside = existing == near ? Parent(near) : existing;
+    if (stat(beside.c_str(), &there) != 0 || there.st_dev != wanted.st_dev || there.st_uid != geteuid())
+        return inCache;
+    return beside + "/" + kNameBeside;
+}
+
+std::variant<std::shared_ptr<PrivateFolder>, ReadFailure> PrivateFolder::Open(const std::string& path) {
+    const std::shared_ptr<PrivateFolder> folder(new PrivateFolder);
+    folder->m_path = path;
+    if (g_mkdir_with_parents(path.c_str(), 0700) != 0) return FileFailure(errno, path);
+    folder->m_folder = FileHandle(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    struct stat found {};
+    if (!folder->m_folder || fstat(folder->m_folder.Get(), &found) != 0) return FileFailure(errno, path);
+    if (found.st_uid != geteuid()) return FileFailure(EPERM, path);
+    if ((found.st_mode & 0777) != 0700 && fchmod(folder->m_folder.Get(), 0700) != 0)
+        return FileFailure(errno, path);
+    if (const int error = folder->StartSession()) return FileFailure(error, path);
+    folder->Sweep();
+    return folder;
+}
+
+int PrivateFolder::StartSession() {
+    // Somebody else's sweep may take the new folder for an abandoned one before it is locked: then another.
+    for (int attempt = 0; attempt < 10; ++attempt) {
+        m_session = RandomName();
+        if (mkdirat(m_folder.Get(), m_session.c_str(), 0700) != 0) return errno;
+        m_sessionFolder =
+            FileHandle(openat(m_folder.Get(), m_session.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        if (m_sessionFolder && flock(m_sessionFolder.Get(), LOCK_EX | LOCK_NB) == 0 && StillThere()) return 0;
+    }
+    return EBUSY;
+}
+
+bool PrivateFolder::StillThere() const {
+    struct stat found {};
+    return fstat(m_sessionFolder.Get(), &found) == 0 && found.st_nlink > 0;
+}
+
+PrivateFolder::~PrivateFolder() {
+    if (!m_sessionFolder) return;
+    // Both fail where something is left inside, as they should.
+    if (unlinkat(m_folder.Get(), m_session.c_str(), AT_REMOVEDIR) == 0) rmdir(m_path.c_str());
+}
+
+void PrivateFolder::Sweep() const {
+    const std::int64_t now = std::time(nullptr);
+    const auto names = Entries(m_folder.Get());
+    for (const std::string& name : names) {
+        if (IsMetadataName(name)) SweepMetadata(name, now);
+    }
+    for (const std::string& name : names) {
+        if (!IsMetadataName(name) && name != m_session) SweepSession(name);
+    }
+}
+
+// Removes a partial file that is too old, with its metadata; likewise metadata that leads to none.
+void PrivateFolder::SweepMetadata(const std::string& name, std::int64_t now) const {
+    MetadataFile file = MetadataFile::Hold(m_folder.Get(), name, false);
+    if (!file) return;  // in use
+    const auto meta = file.Load();
+    struct stat found {};
+    if (meta && fstatat(m_folder.Get(), meta->data.c_str(), &found, AT_SYMLINK_NOFOLLOW) == 0) {
+        if (now - found.st_mtime < kKeptFor) return;
+        unlinkat(m_folder.Get(), meta->data.c_str(), 0);
+    }
+    file.Remove();
+}
+
+// Removes what a process that lives no longer has left and no metadata leads to.
+void PrivateFolder::SweepSession(const std::string& name) const {
+    const FileHandle session(
+        openat(m_folder.Get(), name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!session || flock(session.Get(), LOCK_EX | LOCK_NB) != 0) return;
+    // Looked up under the lock: from here on nobody makes new data here.
+    std::set<std::string> wanted;
+    for (const std::string& entry : Entries(m_folder.Get())) {
+        if (!IsMetadataName(entry)) continue;
+        if (const auto meta = LoadMetadata(m_folder.Get(), entry)) wanted.insert(meta->data);
+    }
+    for (const std::string& data : Entries(session.Get())) {
+        if (!wanted.contains(name + "/" + data)) unlinkat(session.Get(), data.c_str(), 0);
+    }
+    unlinkat(m_folder.Get(), name.c_str(), AT_REMOVEDIR);
+}
+
+}  // namespace tsasync::platform::reader

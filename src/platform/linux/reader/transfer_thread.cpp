@@ -1,0 +1,278 @@
+#include "platform/linux/reader/transfer_thread.h"
+
+#include "platform/linux/reader/read_error.h"
+
+#include <algorithm>
+#include <climits>
+#include <utility>
+
+namespace tsasync::platform::reader {
+
+namespace {
+
+constexpr std::size_t kConnectionsPerHost = 6;
+constexpr std::size_t kConnections = 64;
+
+// Ends the thread before the libraries that it uses shut down; whoever still holds it then finds it stopped.
+struct ProcessThread {
+    std::shared_ptr<TransferThread> thread;
+    ~ProcessThread() { thread->Stop(); }
+};
+
+}  // namespace
+
+std::shared_ptr<TransferThread> TransferThread::OfThisProcess() {
+    static const ProcessThread process{std::shared_ptr<TransferThread>(new TransferThread)};
+    return process.thread;
+}
+
+TransferThread::TransferThread() : m_multi(nullptr), m_gate(kConnectionsPerHost, kConnections) {
+    curl_global_init(CURL_GLOBAL_DEFAULT);
+    m_multi = curl_multi_init();
+    curl_multi_setopt(m_multi, CURLMOPT_MAXCONNECTS, static_cast<long>(kConnections));
+}
+
+TransferThread::~TransferThread() { Stop(); }
+
+void TransferThread::Stop() {
+    {
+        const std::lock_guard lock(m_mutex);
+        m_stop = true;
+    }
+    if (!m_thread.joinable()) return;
+    curl_multi_wakeup(m_multi);
+    m_thread.join();
+}
+
+std::uint64_t TransferThread::NewId() {
+    const std::lock_guard lock(m_mutex);
+    return ++m_lastId;
+}
+
+void TransferThread::Start(std::shared_ptr<Read> read) {
+    const std::uint64_t id = read->id;
+    Send({Command::Kind::Start, id, std::move(read)}, true);
+}
+
+void TransferThread::Cancel(std::uint64_t id) { Send({Command::Kind::Cancel, id, nullptr}, true); }
+
+// There is no hurry: whatever wakes the thread next will do.
+void TransferThread::Delivered(std::uint64_t id) { Send({Command::Kind::Delivered, id, nullptr}, false); }
+
+void TransferThread::Send(Command command, bool wake) {
+    const std::lock_guard lock(m_mutex);
+    if (m_stop) return;
+    m_commands.push_back(std::move(command));
+    if (!m_thread.joinable()) {
+        m_thread = std::thread([this] { Run(); });
+    } else if (wake) {
+        curl_multi_wakeup(m_multi);
+    }
+}
+
+void TransferThread::Run() {
+    while (TakeCommands()) {
+        LetIn();
+        int running = 0;
+        curl_multi_perform(m_multi, &running);
+        TakeResults();
+        StepFileReads();
+        const int wait = CheckTimes();
+        m_outbox.Send();
+        curl_multi_poll(m_multi, nullptr, 0, wait, nullptr);
+    }
+    for (auto& [id, transfer] : m_transfers) {
+        if (CURL* easy = transfer->Handle()) curl_multi_remove_handle(m_multi, easy);
+    }
+    m_transfers.clear();
+    m_fileReads.clear();
+    m_waiting.clear();
+    for (auto& [id, finished] : m_finished) finished.Dropped();
+    m_finished.clear();
+    m_folders.clear();
+    m_handles = {};
+    curl_multi_cleanup(m_multi);
+    m_multi = nullptr;
+}
+
+bool TransferThread::TakeCommands() {
+    std::vector<Command> commands;
+    bool stop = false;
+    {
+        const std::lock_guard lock(m_mutex);
+        commands.swap(m_commands);
+        stop = m_stop;
+    }
+    for (Command& command : commands) {
+        // A start that nobody will see the end of is not begun.
+        if (!stop || command.kind != Command::Kind::Start) Do(command);
+    }
+    return !stop;
+}
+
+void TransferThread::Do(Command& command) {
+    switch (command.kind) {
+        case Command::Kind::Start:
+            Begin(std::move(command.read));
+            break;
+        case Command::Kind::Cancel:
+            Drop(command.id);
+            break;
+        case Command::Kind::Delivered:
+            if (auto finished = m_finished.extract(command.id)) finished.mapped().Delivered();
+            break;
+    }
+}
+
+void TransferThread::Begin(std::shared_ptr<Read> read) {
+    auto source = ParseSourceUrl(read->url);
+    if (auto* failure = std::get_if<ReadFailure>(&source)) {
+        Report(std::move(read), m_outbox).Fail(std::move(*failure));
+        return;
+    }
+    const std::uint64_t id = read->id;
+    m_gate.Enter(id, std::get<SourceUrl>(source).origin);
+    m_waiting.emplace(id, std::move(read));
+}
+
+void TransferThread::Drop(std::uint64_t id) {
+    m_gate.Leave(id);
+    m_waiting.erase(id);
+    if (auto finished = m_finished.extract(id)) finished.mapped().Dropped();
+    if (const auto found = m_transfers.find(id); found != m_transfers.end()) {
+        Transfer& transfer = *found->second;
+        if (CURL* easy = transfer.Handle()) {
+            curl_multi_remove_handle(m_multi, easy);
+            m_handles.GiveBack(transfer.Detach());
+        }
+        End(id, transfer.Origin(), std::nullopt);
+    }
+    if (m_fileReads.contains(id)) End(id, "file:", std::nullopt);
+}
+
+// Lets as many reads start as there are places.
+void TransferThread::LetIn() {
+    while (const auto id = m_gate.Next()) {
+        if (const auto found = m_transfers.find(*id); found != m_transfers.end()) {
+            Request(*found->second);
+        } else {
+            auto read = std::move(m_waiting.extract(*id).mapped());
+            Open(read, std::get<SourceUrl>(ParseSourceUrl(read->url)));
+        }
+    }
+}
+
+void TransferThread::Open(std::shared_ptr<Read> read, SourceUrl source) {
+    const std::uint64_t id = read->id;
+    ReadFailure failure;
+    auto folder = FolderFor(*read, failure);
+    if (!folder) {
+        m_gate.Release(source.origin);
+        Report(std::move(read), m_outbox).Fail(std::move(failure));
+    } else if (source.scheme == "file") {
+        m_fileReads.emplace(
+            id, std::make_unique<FileRead>(std::move(read), std::move(source), std::move(folder), m_outbox));
+    } else {
+        auto transfer =
+            std::make_unique<Transfer>(std::move(read), std::move(source), std::move(folder), m_outbox);
+        Request(*m_transfers.emplace(id, std::move(transfer)).first->second);
+    }
+}
+
+std::shared_ptr<PrivateFolder> TransferThread::FolderFor(const Read& read, ReadFailure& failure) {
+    auto& known = m_folders[read.folder];
+    if (known && known->StillThere()) return known;
+    known = nullptr;
+    const std::string path = PrivateFolder::PathFor(read.folder);
+    for (const auto& [near, folder] : m_folders) {
+        if (folder && folder->PathOf("") == path + "/" && folder->StillThere()) return known = folder;
+    }
+    auto opened = PrivateFolder::Open(path);
+    if (auto* refused = std::get_if<ReadFailure>(&opened)) {
+        failure = std::move(*refused);
+        return nullptr;
+    }
+    return known = std::get<std::shared_ptr<PrivateFolder>>(std::move(opened));
+}
+
+void TransferThread::Request(Transfer& transfer) {
+    curl_multi_add_handle(m_multi, transfer.Attach(m_handles.Take()));
+}
+
+void TransferThread::TakeResults() {
+    int left = 0;
+    while (const CURLMsg* message = curl_multi_info_read(m_multi, &left)) {
+        CURL* const easy = message->easy_handle;
+        const CURLcode code = message->data.result;
+        Transfer* transfer = nullptr;
+        curl_easy_getinfo(easy, CURLINFO_PRIVATE, &transfer);
+        Judge(*transfer, code);
+    }
+    LetIn();
+}
+
+void TransferThread::Judge(Transfer& transfer, CURLcode code) {
+    const std::string origin = transfer.Origin();
+    const std::uint64_t id = transfer.Id();
+    const Verdict verdict = transfer.Ended(code);
+    curl_multi_remove_handle(m_multi, transfer.Handle());
+    m_handles.GiveBack(transfer.Detach());
+    switch (verdict.next) {
+        case Verdict::Next::Finished:
+            End(id, origin, transfer.Finish());
+            break;
+        case Verdict::Next::Failed:
+            End(id, origin, std::nullopt);
+            break;
+        case Verdict::Next::Again:
+            m_pauses.emplace(Clock::now() + verdict.wait, id);
+            break;
+        case Verdict::Next::Elsewhere:
+            m_gate.Release(origin);
+            m_gate.Enter(id, transfer.Origin());
+            break;
+    }
+}
+
+// The read `id`, which holds a place at `origin`, is over.
+void TransferThread::End(std::uint64_t id, const std::string& origin, std::optional<FinishedFile> finished) {
+    m_gate.Release(origin);
+    m_transfers.erase(id);
+    m_fileReads.erase(id);
+    if (finished) m_finished.emplace(id, std::move(*finished));
+}
+
+void TransferThread::StepFileReads() {
+    for (auto next = m_fileReads.begin(); next != m_fileReads.end();) {
+        const auto current = next++;
+        if (!current->second->Step()) {
+            End(current->first, "file:", std::move(current->second->Finished()));
+        }
+    }
+}
+
+// Does what is due now. Returns the milliseconds until something is due next.
+int TransferThread::CheckTimes() {
+    if (!m_fileReads.empty()) return 0;
+    const auto now = Clock::now();
+    while (!m_pauses.empty() && m_pauses.begin()->first <= now) {
+        const auto pause = m_pauses.extract(m_pauses.begin());
+        if (const auto found = m_transfers.find(pause.mapped()); found != m_transfers.end())
+            Request(*found->second);
+    }
+    auto next = m_pauses.empty() ? Clock::time_point::max() : m_pauses.begin()->first;
+    std::vector<Transfer*> silent;
+    for (const auto& [id, transfer] : m_transfers) {
+        if (transfer->Handle() == nullptr) continue;
+        transfer->Report().SendHeld(now);
+        next = std::min({next, transfer->Report().Due(), transfer->SilentAt()});
+        if (transfer->SilentAt() <= now) silent.push_back(transfer.get());
+    }
+    for (Transfer* transfer : silent) Judge(*transfer, CURLE_OPERATION_TIMEDOUT);
+    if (!silent.empty()) LetIn();
+    if (next == Clock::time_point::max()) return INT_MAX;
+    return static_cast<int>(
+        std::chrono::ceil<std::chrono::milliseconds>(std::max(next - now, Clock::duration(0))).count());
+}
+
+}  // namespace tsasync::platform::reader

@@ -1,0 +1,88 @@
+#pragma once
+
+#include "platform/linux/reader/connection_gate.h"
+#include "platform/linux/reader/easy_handle.h"
+#include "platform/linux/reader/file_read.h"
+#include "platform/linux/reader/report.h"
+#include "platform/linux/reader/transfer.h"
+
+#include <curl/curl.h>
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <unordered_map>
+#include <vector>
+
+namespace tsasync::platform::reader {
+
+// The process's one thread that does the reading. It starts with the first read, sleeps while there is
+// nothing to do, and ends with the process. Its public calls may come from any thread and return at once.
+class TransferThread {
+  public:
+    static std::shared_ptr<TransferThread> OfThisProcess();
+
+    ~TransferThread();
+    TransferThread(const TransferThread&) = delete;
+    TransferThread& operator=(const TransferThread&) = delete;
+
+    std::uint64_t NewId();
+    void Start(std::shared_ptr<Read> read);
+    void Cancel(std::uint64_t id);
+    // The owner has heard of the completion of the read.
+    void Delivered(std::uint64_t id);
+    // Ends everything that runs and the thread; what is asked for later is never done.
+    void Stop();
+
+  private:
+    struct Command {
+        enum class Kind { Start, Cancel, Delivered } kind;
+        std::uint64_t id;
+        std::shared_ptr<Read> read;  // Start
+    };
+
+    TransferThread();
+    void Send(Command command, bool wake);
+    void Run();
+    bool TakeCommands();
+    void Do(Command& command);
+    void Begin(std::shared_ptr<Read> read);
+    void Open(std::shared_ptr<Read> read, SourceUrl source);
+    void Drop(std::uint64_t id);
+    void LetIn();
+    void Request(Transfer& transfer);
+    void TakeResults();
+    void Judge(Transfer& transfer, CURLcode code);
+    void End(std::uint64_t id, const std::string& origin, std::optional<FinishedFile> finished);
+    void StepFileReads();
+    int CheckTimes();
+    std::shared_ptr<PrivateFolder> FolderFor(const Read& read, ReadFailure& failure);
+
+    std::mutex m_mutex;
+    std::vector<Command> m_commands;  // guarded by m_mutex, like the two below
+    bool m_stop = false;
+    std::uint64_t m_lastId = 0;
+    std::thread m_thread;
+
+    // The thread's own.
+    CURLM* m_multi;
+    EasyHandlePool m_handles;
+    Outbox m_outbox;
+    ConnectionGate m_gate;
+    struct Waiting {
+        std::shared_ptr<Read> read;
+        SourceUrl source;
+    };
+    std::unordered_map<std::uint64_t, std::shared_ptr<Read>> m_waiting;  // for a first place in the gate
+    std::unordered_map<std::uint64_t, std::unique_ptr<Transfer>> m_transfers;
+    std::unordered_map<std::uint64_t, std::unique_ptr<FileRead>> m_fileReads;
+    std::multimap<Clock::time_point, std::uint64_t>
+        m_pauses;  // transfers that wait before their next request
+    std::unordered_map<std::uint64_t, FinishedFile> m_finished;  // whose owner has not heard of it yet
+    std::unordered_map<std::string, std::shared_ptr<PrivateFolder>> m_folders;  // by the folder they are near
+};
+
+}  // namespace tsasync::platform::reader

@@ -1,0 +1,204 @@
+#include "automation/AutomationError.h"
+#include "automation/Utf8.h"
+#include "tests/linux/reader_host.h"
+
+#include <gtest/gtest.h>
+#include <httplib.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <thread>
+
+namespace tsasync::tests {
+namespace {
+
+using platform::AsyncProperty;
+
+std::string Pattern(std::size_t size) {
+    std::string bytes(size, '\0');
+    for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<char>((i * 31 + i / 251) & 0xFF);
+    return bytes;
+}
+
+// A normal web server on a free port of the loopback.
+class WebServer {
+  public:
+    WebServer() {
+        server.Get("/text", [](const auto&, auto& answer) {
+            answer.set_content("hello", "text/html; charset=utf-8");
+        });
+        server.Get("/big",
+                   [](const auto&, auto& answer) { answer.set_content(Pattern(3'000'000), "video/mp4"); });
+        server.Get("/moved", [](const auto&, auto& answer) { answer.set_redirect("/text", 302); });
+        server.Get("/photo.png", [](const auto&, auto& answer) {
+            answer.set_content("\x89PNG\r\n\x1a\n", "application/octet-stream");
+        });
+        server.Get("/empty", [](const auto&, auto& answer) { answer.set_content("", "image/gif"); });
+        server.Get(R"(/small/(\d+))", [](const auto& asked, auto& answer) {
+            answer.set_content(asked.matches[1].str(), "text/css");
+        });
+        server.set_keep_alive_timeout(1);
+        server.set_keep_alive_max_count(100'000);
+        m_port = server.bind_to_any_port("127.0.0.1");
+        m_thread = std::thread([this] { server.listen_after_bind(); });
+    }
+    ~WebServer() {
+        server.stop();
+        m_thread.join();
+    }
+    std::string operator/(const std::string& path) const {
+        return "http://127.0.0.1:" + std::to_string(m_port) + "/" + path;
+    }
+
+    httplib::Server server;
+
+  private:
+    int m_port;
+    std::thread m_thread;
+};
+
+struct UrlReaderTest : testing::Test {
+    TempFolder folder;
+    WebServer web;
+    ReaderHost host{folder.Path()};
+};
+
+TEST_F(UrlReaderTest, NotifiesInOrderAndGivesTheWholeFile) {
+    const Heard heard = host.Read(web / "big");
+    EXPECT_EQ(heard.codes, (std::vector<std::int32_t>{1, 2, 11, 13, 4, 5, 6}));
+    EXPECT_EQ(heard.mimeType, "video/mp4");
+    EXPECT_EQ(heard.bytesRead, 3'000'000);
+    EXPECT_EQ(heard.bytesMax, 3'000'000);
+    EXPECT_EQ(heard.target, web / "big");
+    ASSERT_NE(heard.path, "") << heard.description;
+    EXPECT_EQ(ReadFile(heard.path), Pattern(3'000'000));
+}
+
+TEST_F(UrlReaderTest, FollowsARedirectionAndTellsWhereItLed) {
+    const Heard heard = host.Read(web / "moved");
+    EXPECT_EQ(heard.codes, (std::vector<std::int32_t>{1, 2, 11, 3, 13, 4, 5, 6}));
+    EXPECT_EQ(heard.target, web / "text");
+    EXPECT_EQ(heard.mimeType, "text/html");
+    EXPECT_EQ(ReadFile(heard.path), "hello");
+}
+
+TEST_F(UrlReaderTest, LetsTheContentDecideWhatTheServerDoesNotSay) {
+    EXPECT_EQ(host.Read(web / "photo.png").mimeType, "image/png");
+}
+
+TEST_F(UrlReaderTest, ReadsAnEmptyFile) {
+    const Heard heard = host.Read(web / "empty");
+    EXPECT_EQ(heard.mimeType, "image/gif");
+    ASSERT_NE(heard.path, "") << heard.description;
+    EXPECT_EQ(std::filesystem::file_size(heard.path), 0U);
+}
+
+TEST_F(UrlReaderTest, ReadsAFileOfThisMachine) {
+    WriteFile(folder / "a b.html", Pattern(2'500'000));
+    const Heard heard = host.Read("file://" + (folder / "a%20b.html"));
+    ASSERT_NE(heard.path, "") << heard.description;
+    EXPECT_EQ(ReadFile(heard.path), Pattern(2'500'000));
+    EXPECT_EQ(heard.bytesMax, 2'500'000);
+    EXPECT_EQ(heard.codes.back(), 6);
+}
+
+struct BadUrl {
+    const char* url;
+    std::int32_t failure;
+};
+
+TEST_F(UrlReaderTest, FailsWithTheNumberOfTheKind) {
+    const BadUrl cases[] = {
+        {"", platform::kErrInvalidUrl},
+        {"not a url", platform::kErrInvalidUrl},
+        {"http://", platform::kErrInvalidUrl},
+        {"gopher://127.0.0.1/x", platform::kErrUnknownProtocol},
+        {"file:///no/such/file", platform::kErrObjectNotFound},
+        {"file:///tmp", platform::kErrObjectNotFound},
+        {"http://no-such-host.invalid/x", platform::kErrResourceNotFound},
+        {"http://127.0.0.1:1/x", platform::kErrCannotConnect},
+    };
+    for (const BadUrl& bad : cases) {
+        const Heard heard = host.Read(bad.url);
+        EXPECT_EQ(heard.failure, bad.failure) << bad.url << ": " << heard.description;
+        const std::string culprit =
+            std::string(bad.url).substr(std::string_view(bad.url).starts_with("file://") ? 7 : 0);
+        EXPECT_NE(heard.description.find(culprit), std::string::npos) << heard.description;
+    }
+    EXPECT_EQ(host.Read(web / "missing").failure, platform::kErrObjectNotFound);
+}
+
+TEST_F(UrlReaderTest, ReadsThousandsAtOnce) {
+    constexpr int kCount = 3000;
+    for (int i = 0; i < kCount; ++i)
+        ASSERT_EQ(host.Start(web / ("small/" + std::to_string(i)), std::to_string(i)), 0);
+    ASSERT_TRUE(host.RunUntil([&] { return host.AllCompleted(); }));
+    for (int i = 0; i < kCount; ++i) EXPECT_EQ(ReadFile(host.Of(std::to_string(i)).path), std::to_string(i));
+}
+
+TEST_F(UrlReaderTest, DeliversNothingAfterACancelEvenUnderTheSameName) {
+    host.Start(web / "big", "Key");
+    ASSERT_TRUE(host.RunUntil([&] { return !host.Of("Key").codes.empty(); }));
+    EXPECT_EQ(host.Reader().AsyncRead(u"http://x/", platform::kReadIntoFile, u"KEY"), kErrDuplicateKey);
+    ASSERT_EQ(host.Reader().CancelAsyncRead(u"key"), 0);
+    EXPECT_EQ(host.Reader().CancelAsyncRead(u"key"), platform::kErrNoSuchRead);
+    host.Of("Key") = {};
+    host.Start(web / "text", "Key");
+    ASSERT_TRUE(host.RunUntil([&] { return host.AllCompleted(); }));
+    EXPECT_EQ(host.Of("Key").codes, (std::vector<std::int32_t>{1, 2, 11, 13, 4, 5, 6}));
+    EXPECT_EQ(ReadFile(host.Of("Key").path), "hello");
+}
+
+// While a host's handler runs a modal loop, the other kind of notification goes on.
+TEST_F(UrlReaderTest, KeepsBackWhatIsOfTheKindThatIsBeingHandled) {
+    int inProgress = 0;
+    int deepest = 0;
+    bool modal = true;
+    host.onNotice = [&](const AsyncProperty& property, bool complete) {
+        if (complete) return;
+        deepest = std::max(deepest, ++inProgress);
+        if (modal && property.StatusCode == platform::kStatusEndDownload) {
+            modal = false;
+            // The end of the read itself comes through, the progress of the other waits.
+            EXPECT_TRUE(host.RunUntil([&] { return host.Of("one").completed; }));
+            host.Start(web / "text", "two");
+            EXPECT_FALSE(host.RunUntil([&] { return !host.Of("two").codes.empty(); }, 1));
+        }
+        --inProgress;
+    };
+    host.Start(web / "text", "one");
+    ASSERT_TRUE(host.RunUntil([&] { return host.Of("one").completed && host.Of("two").completed; }));
+    EXPECT_EQ(deepest, 1);
+    EXPECT_EQ(host.Of("two").codes, (std::vector<std::int32_t>{1, 2, 11, 13, 4, 5, 6}));
+}
+
+TEST_F(UrlReaderTest, LogsTheErrorOfAHandlerAndGoesOn) {
+    Logged().clear();
+    host.onNotice = [](const AsyncProperty&, bool complete) {
+        if (complete) throw AutomationError{2001, u"CDLManager.FileReadComplete", u"no such job", {}, 0};
+    };
+    EXPECT_TRUE(host.Read(web / "text").completed);
+    ASSERT_EQ(Logged().size(), 1U);
+    EXPECT_EQ(Logged()[0], u"Error 2001 of CDLManager.FileReadComplete: no such job");
+}
+
+TEST_F(UrlReaderTest, MayBeReleasedInsideItsOwnHandler) {
+    host.onNotice = [&](const AsyncProperty&, bool) { host.ReleaseReader(); };
+    host.Start(web / "text", "one");
+    host.Start(web / "big", "two");
+    EXPECT_FALSE(host.RunUntil([&] { return host.Of("one").completed || host.Of("two").completed; }, 1));
+}
+
+TEST_F(UrlReaderTest, EndsWithReadsRunningAndNoLoop) {
+    for (int round = 0; round < 20; ++round) {
+        std::thread([&] {
+            ReaderHost other(folder.Path());
+            for (int i = 0; i < 50; ++i) other.Start(web / "big", std::to_string(i));
+            if (round % 2 == 0) other.RunUntil([&] { return other.Of("1").completed; });
+        }).join();
+    }
+    EXPECT_EQ(ReadFile(host.Read(web / "text").path), "hello");
+}
+
+}  // namespace
+}  // namespace tsasync::tests
