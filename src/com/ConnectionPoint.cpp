@@ -1,0 +1,58 @@
+#include "com/ConnectionPoint.h"
+
+#include "com/Enumerator.h"
+#include "com/ErrorBoundary.h"
+
+#include <utility>
+#include <vector>
+
+namespace tsasync::com {
+
+HRESULT ConnectionPoint::QueryInterface(REFIID riid, void** object) {
+    if (object == nullptr) return E_POINTER;
+    const bool known = riid == IID_IUnknown || riid == IID_IConnectionPoint;
+    *object = known ? static_cast<IConnectionPoint*>(this) : nullptr;
+    if (!known) return E_NOINTERFACE;
+    AddRef();
+    return S_OK;
+}
+
+HRESULT ConnectionPoint::GetConnectionInterface(IID* iid) {
+    if (iid == nullptr) return E_POINTER;
+    *iid = DIID___CDLManager;
+    return S_OK;
+}
+
+HRESULT ConnectionPoint::GetConnectionPointContainer(IConnectionPointContainer** container) {
+    if (container == nullptr) return E_POINTER;
+    *container = &m_owner;
+    m_owner.AddRef();
+    return S_OK;
+}
+
+HRESULT ConnectionPoint::Advise(IUnknown* sink, DWORD* cookie) {
+    if (sink == nullptr || cookie == nullptr) return E_POINTER;
+    *cookie = 0;
+    for (const IID& iid : {DIID___CDLManager, DIID___CDLManager___v0, IID_IDispatch}) {
+        host::ComPtr<IDispatch> events;
+        if (FAILED(sink->QueryInterface(iid, events.PutVoid())) || !events) continue;
+        return Guarded(IID_NULL, [&] { *cookie = m_sinks.Connect(std::move(events)); });
+    }
+    return CONNECT_E_CANNOTCONNECT;
+}
+
+HRESULT ConnectionPoint::Unadvise(DWORD cookie) {
+    return m_sinks.Disconnect(cookie) ? S_OK : CONNECT_E_NOCONNECTION;
+}
+
+HRESULT ConnectionPoint::EnumConnections(IEnumConnections** connections) {
+    if (connections == nullptr) return E_POINTER;
+    *connections = nullptr;
+    return Guarded(IID_NULL, [&] {
+        std::vector<CONNECTDATA> all;
+        for (const ConnectedSink& each : m_sinks.All()) all.push_back({each.sink.Get(), each.cookie});
+        *connections = new Enumerator<IEnumConnections, CONNECTDATA>(IID_IEnumConnections, std::move(all));
+    });
+}
+
+}  // namespace tsasync::com

@@ -1,0 +1,82 @@
+#pragma once
+
+#include "com/ErrorBoundary.h"
+#include "com/ModuleLock.h"
+#include "tsasync/com.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <utility>
+#include <vector>
+
+namespace tsasync::com {
+
+inline void Retain(IConnectionPoint* point) { point->AddRef(); }
+inline void Retain(const CONNECTDATA& connection) { connection.pUnk->AddRef(); }
+inline void Drop(IConnectionPoint* point) { point->Release(); }
+inline void Drop(const CONNECTDATA& connection) { connection.pUnk->Release(); }
+
+// Walks over a copy of a list. The elements are counted while they are in it, and again for their receiver.
+template <typename Interface, typename Element>
+class Enumerator final : public Interface {
+  public:
+    Enumerator(REFIID iid, std::vector<Element> elements, std::size_t position = 0)
+        : m_iid(iid), m_elements(std::move(elements)), m_position(position) {
+        for (const Element& element : m_elements) Retain(element);
+    }
+    Enumerator(const Enumerator&) = delete;
+    Enumerator& operator=(const Enumerator&) = delete;
+
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** object) override {
+        if (object == nullptr) return E_POINTER;
+        const bool known = riid == IID_IUnknown || riid == m_iid;
+        *object = known ? static_cast<Interface*>(this) : nullptr;
+        if (!known) return E_NOINTERFACE;
+        AddRef();
+        return S_OK;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++m_references; }
+    ULONG STDMETHODCALLTYPE Release() override {
+        const ULONG left = --m_references;
+        if (left == 0) delete this;
+        return left;
+    }
+
+    HRESULT STDMETHODCALLTYPE Next(ULONG count, Element* elements, ULONG* fetched) override {
+        if (elements == nullptr || (fetched == nullptr && count != 1)) return E_POINTER;
+        const auto given = static_cast<ULONG>(std::min<std::size_t>(count, m_elements.size() - m_position));
+        for (ULONG i = 0; i < given; ++i) {
+            elements[i] = m_elements[m_position++];
+            Retain(elements[i]);
+        }
+        if (fetched != nullptr) *fetched = given;
+        return given == count ? S_OK : S_FALSE;
+    }
+    HRESULT STDMETHODCALLTYPE Skip(ULONG count) override {
+        const std::size_t left = m_elements.size() - m_position;
+        m_position += std::min<std::size_t>(count, left);
+        return count <= left ? S_OK : S_FALSE;
+    }
+    HRESULT STDMETHODCALLTYPE Reset() override {
+        m_position = 0;
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE Clone(Interface** copy) override {
+        if (copy == nullptr) return E_POINTER;
+        *copy = nullptr;
+        return Guarded(IID_NULL, [&] { *copy = new Enumerator(m_iid, m_elements, m_position); });
+    }
+
+  private:
+    ~Enumerator() {
+        for (const Element& element : m_elements) Drop(element);
+    }
+
+    LiveObject m_live;
+    const IID m_iid;
+    std::vector<Element> m_elements;
+    std::size_t m_position;
+    ULONG m_references = 1;
+};
+
+}  // namespace tsasync::com
