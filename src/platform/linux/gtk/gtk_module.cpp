@@ -1,0 +1,32 @@
+#include "platform/linux/gtk/gtk_module.h"
+
+#include "platform/linux/gtk/gtk_progress_window.h"
+
+#include <gtk/gtk.h>
+#include <gtkmm/main.h>
+
+namespace tsasync::platform {
+
+namespace {
+
+// Opens the display without taking anything over from the host: its locale stays, and a missing display is an
+// answer.
+bool GtkIsReady() {
+    if (!gdk_display_get_default()) {
+        gtk_disable_setlocale();
+        if (!gtk_init_check(nullptr, nullptr)) return false;
+    }
+    Gtk::Main::init_gtkmm_internals();
+    return true;
+}
+
+}  // namespace
+
+}  // namespace tsasync::platform
+
+extern "C" __attribute__((visibility("default"))) tsasync::platform::ProgressWindow*
+qmasyn10_create_gtk_window(tsasync::platform::IProgressWindowEvents& events,
+                           void (*logEntry)(std::u16string_view)) {
+    using namespace tsasync::platform;
+    return GtkIsReady() ? new GtkProgressWindow(events, logEntry) : nullptr;
+}

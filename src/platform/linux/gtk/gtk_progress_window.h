@@ -1,0 +1,76 @@
+#pragma once
+
+#include "platform/linux/gtk/clip_view.h"
+#include "platform/progress_window.h"
+
+#include <glibmm/main.h>
+#include <gtkmm/button.h>
+#include <gtkmm/cssprovider.h>
+#include <gtkmm/fixed.h>
+#include <gtkmm/label.h>
+#include <gtkmm/progressbar.h>
+#include <gtkmm/window.h>
+
+#include <array>
+#include <functional>
+#include <string>
+
+namespace tsasync::platform {
+
+// The dialog's window on GTK 3. It keeps the places of the layout at 96 dots per inch and grows, but never
+// shrinks, where a text needs more room.
+class GtkProgressWindow final : public ProgressWindow {
+  public:
+    // Errors that `events` throws are written with `logEntry`.
+    GtkProgressWindow(IProgressWindowEvents& events, void (*logEntry)(std::u16string_view));
+
+    void SetTitle(std::u16string_view title) override;
+    void SetCaption(ProgressControl control, std::u16string_view caption) override;
+    void SetTooltip(ProgressControl control, std::u16string_view tooltip) override;
+    void SetProgress(float value) override;
+    void OpenClip(ClipSource source, std::int32_t number) override;
+    double ControlWidth(ProgressControl control) const override;
+    double OuterWidth() const override;
+    std::optional<std::u16string> FitPath(std::u16string_view path, std::int32_t width) const override;
+    ScreenDepth ScreenColors() const override;
+    void ShowModal() override;
+    void Refresh() override;
+    void Unload() override;
+
+  private:
+    using Place = ProgressPlace;
+
+    void MakeControls();
+    void NameForAssistants();
+    void Arrange();
+    int ArrangeRows(int clientWidth);
+    int NeededWidth() const;
+    int NeededHeight(ProgressControl control) const;
+    int ValueLeft(const Place& value) const;
+    void ComeBefore();
+    // Runs one operation of the receiver and writes its error to the log.
+    void Tell(const std::function<void()>& operation) const;
+    bool CloseByUser();
+
+    Gtk::Widget& Widget(ProgressControl control) const {
+        return *m_widgets.at(static_cast<std::size_t>(control));
+    }
+    // Null for the three controls that are no labels.
+    Gtk::Label* Label(ProgressControl control) const { return dynamic_cast<Gtk::Label*>(&Widget(control)); }
+
+    IProgressWindowEvents& m_events;
+    void (*m_logEntry)(std::u16string_view);
+    Gtk::Window m_window;
+    Gtk::Fixed m_client;
+    ClipView m_animation;
+    Gtk::ProgressBar m_progress;
+    Gtk::Button m_cancel;
+    std::array<Gtk::Label, 8> m_labels;
+    std::array<Gtk::Widget*, kProgressLayout.size()> m_widgets{};
+    Glib::RefPtr<Gtk::CssProvider> m_style;
+    Glib::RefPtr<Glib::MainLoop> m_loop;
+    int m_clientWidth = 0;
+    bool m_unloaded = false;
+};
+
+}  // namespace tsasync::platform
