@@ -26,7 +26,7 @@ bool WriteSetting(std::int32_t root, std::u16string_view keyPath, std::u16string
 // False when the key or the value does not exist or the store refuses.
 bool DeleteSettingValue(std::int32_t root, std::u16string_view keyPath, std::u16string_view valueName);
 
-// Deletes the key `name` below `parentPath` with its values. False when there is none, when it has keys below
+// Deletes the key `name` below `parentPath` (empty: the root itself) with its values. False when there is none, when it has keys below
 // it, or when the store refuses.
 bool DeleteSettingKey(std::int32_t root, std::u16string_view parentPath, std::u16string_view name);
 

@@ -56,7 +56,8 @@ bool platform::DeleteSettingValue(std::int32_t root, std::u16string_view keyPath
 
 bool platform::DeleteSettingKey(std::int32_t root, std::u16string_view parentPath, std::u16string_view name) {
     if (g_refuseWrites) return false;
-    const std::u16string path = FoldKey(std::u16string(parentPath) + u"\\" + std::u16string(name));
+    const std::u16string parent = parentPath.empty() ? u"" : std::u16string(parentPath) + u"\\";
+    const std::u16string path = FoldKey(parent + std::u16string(name));
     return !HasKeysBelow(root, path) && g_keys.erase({root, path}) != 0;
 }
 

@@ -1,0 +1,102 @@
+// Errors, early and late bound.
+#include "com/ErrorBoundary.h"
+#include "tests/com/com_test.h"
+#include "tests/com/late_bound.h"
+
+#include <gtest/gtest.h>
+
+namespace tsasync::test {
+namespace {
+
+using Errors = ComTest;
+
+constexpr auto kUnknownHandle = static_cast<HRESULT>(0x800407D1u);
+constexpr auto kInvalidCall = static_cast<HRESULT>(0x800A0005u);
+constexpr const char16_t* kGeneric = u"Application-defined or object-defined error";
+
+TEST_F(Errors, ReachEarlyBoundHostsInTheErrorObject) {
+    try {
+        host::Check(manager->ChangeState(host::Bstr(u"nobody"), ::tsdStarting, 0, nullptr));
+        FAIL() << "nothing was thrown";
+    } catch (const host::Error& error) {
+        EXPECT_EQ(error.Number(), kUnknownHandle);
+        EXPECT_EQ(error.Source(), u"CDLManager.ChangeState");
+        EXPECT_EQ(error.Description(), kGeneric);
+    }
+    ASSERT_EQ(manager->RemoveURL(host::Bstr(u"nobody")), kInvalidCall);
+    host::ComPtr<IErrorInfo> info;
+    ASSERT_EQ(GetErrorInfo(0, info.Put()), S_OK);
+    GUID raiser{};
+    host::Bstr text;
+    EXPECT_EQ(info->GetGUID(&raiser), S_OK);
+    EXPECT_EQ(raiser, IID__CDLManager);
+    EXPECT_EQ(info->GetSource(text.Put()), S_OK);
+    EXPECT_EQ(text.Text(), u"CDLManager.RemoveURL");
+    EXPECT_EQ(info->GetDescription(text.Put()), S_OK);
+    EXPECT_EQ(text.Text(), u"Invalid procedure call or argument");
+}
+
+TEST_F(Errors, ReachLateBoundHostsInTheExceptionRecord) {
+    const Outcome removed = Call(Late(), DISPID_CDLManager_RemoveURL, {Value(u"nobody")});
+    EXPECT_EQ(removed.result, DISP_E_EXCEPTION);
+    EXPECT_EQ(removed.scode, kInvalidCall);
+    EXPECT_EQ(removed.source, u"CDLManager.RemoveURL");
+    EXPECT_EQ(removed.description, u"Invalid procedure call or argument");
+    const Outcome changed =
+        Call(Late(), DISPID_CDLManager_ChangeState, {Value(u"nobody"), Value::Long(tsdStopped)});
+    EXPECT_EQ(changed.result, DISP_E_EXCEPTION);
+    EXPECT_EQ(changed.scode, kUnknownHandle);
+    EXPECT_EQ(changed.source, u"CDLManager.ChangeState");
+    EXPECT_EQ(changed.description, kGeneric);
+    host::ComPtr<IErrorInfo> left;
+    EXPECT_EQ(GetErrorInfo(0, left.Put()), S_FALSE) << "the error was handed over, not doubled";
+}
+
+TEST_F(Errors, AreAnnouncedForTheInterfacesOfTheObject) {
+    const auto support = host::Query<ISupportErrorInfo>(manager.Get(), IID_ISupportErrorInfo);
+    for (const IID& iid : {IID__CDLManager, IID_CDLManager___v0, IID_CDLManager___v1}) {
+        EXPECT_EQ(support->InterfaceSupportsErrorInfo(iid), S_OK);
+    }
+    EXPECT_EQ(support->InterfaceSupportsErrorInfo(IID__CDLItem), S_FALSE);
+}
+
+struct NumberPair {
+    std::int32_t number;
+    HRESULT result;
+};
+
+TEST(ErrorNumbers, MapBothWays) {
+    const NumberPair pairs[] = {{1, static_cast<HRESULT>(0x800A0001u)},
+                                {53, static_cast<HRESULT>(0x800A0035u)},
+                                {65535, static_cast<HRESULT>(0x800AFFFFu)},
+                                {kUnknownHandle, kUnknownHandle},
+                                {E_FAIL, E_FAIL}};
+    for (const NumberPair& pair : pairs) {
+        EXPECT_EQ(com::ResultOf(pair.number), pair.result);
+        EXPECT_EQ(com::NumberOf(pair.result), pair.number);
+    }
+    EXPECT_EQ(com::ResultOf(0), E_FAIL) << "an error must not look like success";
+    EXPECT_EQ(com::ResultOf(65536), E_FAIL);
+    EXPECT_EQ(com::NumberOf(static_cast<HRESULT>(0x800A0000u)), static_cast<HRESULT>(0x800A0000u));
+}
+
+TEST(ErrorNumbers, NothingIsThrownAcrossTheBoundary) {
+    EXPECT_EQ(com::Guarded(IID_NULL, [] { throw std::bad_alloc(); }), E_OUTOFMEMORY);
+    EXPECT_EQ(com::Guarded(IID_NULL, [] { throw std::length_error("text"); }), E_UNEXPECTED);
+    EXPECT_EQ(com::Guarded(IID_NULL,
+                           [] {
+                               throw AutomationError{53, u"Source", u"Text", u"Help", 9};
+                           }),
+              static_cast<HRESULT>(0x800A0035u));
+    EXCEPINFO info{};
+    ASSERT_TRUE(com::TakeError(static_cast<HRESULT>(0x800A0035u), info));
+    const AutomationError back = com::ErrorOf(DISP_E_EXCEPTION, info);
+    EXPECT_EQ(back.number, 53);
+    EXPECT_EQ(back.source, u"Source");
+    EXPECT_EQ(back.description, u"Text");
+    EXPECT_EQ(back.helpFile, u"Help");
+    EXPECT_EQ(back.helpContext, 9);
+}
+
+}  // namespace
+}  // namespace tsasync::test

@@ -1,0 +1,139 @@
+#pragma once
+
+#include "tsasync/TSAsync.h"
+#include "tsasync/host.hpp"
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+// A client that knows nothing but IDispatch.
+namespace tsasync::test {
+
+// A variant that owns its content.
+class Value {
+  public:
+    Value() { VariantInit(&m_variant); }
+    Value(const Value& other) : Value() { VariantCopy(&m_variant, &other.m_variant); }
+    Value& operator=(Value other) noexcept {
+        std::swap(m_variant, other.m_variant);
+        return *this;
+    }
+    ~Value() { VariantClear(&m_variant); }
+
+    explicit Value(std::u16string_view text) : Value() {
+        m_variant.vt = VT_BSTR;
+        m_variant.bstrVal = SysAllocStringLen(nullptr, static_cast<UINT>(text.size()));
+        std::copy(text.begin(), text.end(), m_variant.bstrVal);
+    }
+    static Value Long(LONG number) {
+        return Plain(VT_I4, [&](VARIANT& v) { v.lVal = number; });
+    }
+    static Value Real(double number) {
+        return Plain(VT_R8, [&](VARIANT& v) { v.dblVal = number; });
+    }
+    static Value Date(DATE date) {
+        return Plain(VT_DATE, [&](VARIANT& v) { v.date = date; });
+    }
+    static Value Bool(bool value) {
+        return Plain(VT_BOOL, [&](VARIANT& v) { v.boolVal = value ? VARIANT_TRUE : VARIANT_FALSE; });
+    }
+    static Value ByRef(VARIANT_BOOL& value) {
+        return Plain(VT_BYREF | VT_BOOL, [&](VARIANT& v) { v.pboolVal = &value; });
+    }
+    static Value ByRef(VARIANT& value) {
+        return Plain(VT_BYREF | VT_VARIANT, [&](VARIANT& v) { v.pvarVal = &value; });
+    }
+    static Value Null() {
+        return Plain(VT_NULL, [](VARIANT&) {});
+    }
+    static Value Omitted() {
+        return Plain(VT_ERROR, [](VARIANT& v) { v.scode = DISP_E_PARAMNOTFOUND; });
+    }
+
+    VARIANT& Get() { return m_variant; }
+    VARTYPE Type() const { return m_variant.vt; }
+    LONG Number() const { return m_variant.vt == VT_I4 ? m_variant.lVal : m_variant.iVal; }
+    double RealNumber() const { return m_variant.dblVal; }
+    std::u16string Text() const {
+        const BSTR string = m_variant.bstrVal;
+        return m_variant.vt == VT_BSTR ? std::u16string(string, string + SysStringLen(string)) : u"(no text)";
+    }
+
+  private:
+    template <typename Fill>
+    static Value Plain(int type, const Fill& fill) {
+        Value value;
+        fill(value.m_variant);
+        value.m_variant.vt = static_cast<VARTYPE>(type);
+        return value;
+    }
+
+    VARIANT m_variant;
+};
+
+struct Outcome {
+    HRESULT result = S_OK;
+    Value value;
+    std::u16string source;
+    std::u16string description;
+    SCODE scode = 0;
+    UINT badArgument = 99;
+};
+
+// `positional` in the order of the parameters, then named ones.
+inline Outcome Invoke(IDispatch& object, DISPID id, WORD flags, std::vector<Value> positional = {},
+                      std::vector<std::pair<DISPID, Value>> named = {}) {
+    std::vector<VARIANT> arguments;
+    std::vector<DISPID> names;
+    for (auto& [name, value] : named) {
+        names.push_back(name);
+        arguments.push_back(value.Get());
+    }
+    for (auto value = positional.rbegin(); value != positional.rend(); ++value)
+        arguments.push_back(value->Get());
+    DISPPARAMS parameters{arguments.data(), names.data(), static_cast<UINT>(arguments.size()),
+                          static_cast<UINT>(names.size())};
+    Outcome outcome;
+    EXCEPINFO error{};
+    outcome.result = object.Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, flags, &parameters,
+                                   &outcome.value.Get(), &error, &outcome.badArgument);
+    const auto take = [](BSTR string) {
+        const std::u16string text =
+            string == nullptr ? u"" : std::u16string(string, string + SysStringLen(string));
+        SysFreeString(string);
+        return text;
+    };
+    outcome.source = take(error.bstrSource);
+    outcome.description = take(error.bstrDescription);
+    SysFreeString(error.bstrHelpFile);
+    outcome.scode = error.scode;
+    return outcome;
+}
+
+inline Outcome Call(IDispatch& object, DISPID id, std::vector<Value> positional = {},
+                    std::vector<std::pair<DISPID, Value>> named = {}) {
+    return Invoke(object, id, DISPATCH_METHOD, std::move(positional), std::move(named));
+}
+inline Outcome Read(IDispatch& object, DISPID id) { return Invoke(object, id, DISPATCH_PROPERTYGET); }
+inline Outcome Write(IDispatch& object, DISPID id, Value value) {
+    return Invoke(object, id, DISPATCH_PROPERTYPUT, {}, {{DISPID_PROPERTYPUT, std::move(value)}});
+}
+
+// The ids of a member and its parameters; with the call's result in front.
+inline std::pair<HRESULT, std::vector<DISPID>> Find(IDispatch& object, std::vector<std::u16string> names) {
+    std::vector<std::vector<OLECHAR>> buffers;
+    std::vector<LPOLESTR> pointers;
+    for (const std::u16string& name : names) {
+        buffers.emplace_back(name.begin(), name.end()).push_back(0);
+    }
+    for (std::vector<OLECHAR>& buffer : buffers) pointers.push_back(buffer.data());
+    std::vector<DISPID> ids(names.size(), 12345);
+    const HRESULT result = object.GetIDsOfNames(IID_NULL, pointers.data(), static_cast<UINT>(names.size()),
+                                                LOCALE_USER_DEFAULT, ids.data());
+    return {result, ids};
+}
+
+}  // namespace tsasync::test

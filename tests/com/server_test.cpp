@@ -1,0 +1,119 @@
+// The entry points: class factory, unloading, registration.
+#include "platform/module.h"
+#include "platform/settings_store.h"
+#include "tests/com/com_test.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace tsasync::test {
+namespace {
+
+using platform::kClassesRoot;
+using platform::ReadSetting;
+
+host::ComPtr<IClassFactory> Factory() {
+    host::ComPtr<IClassFactory> factory;
+    host::Check(DllGetClassObject(CLSID_CDLManager, IID_IClassFactory, factory.PutVoid()));
+    return factory;
+}
+
+TEST(Server, MakesManagersOnly) {
+    void* object = &object;
+    EXPECT_EQ(DllGetClassObject(CLSID_CDLItem, IID_IClassFactory, &object), CLASS_E_CLASSNOTAVAILABLE);
+    EXPECT_EQ(object, nullptr);
+    EXPECT_EQ(DllGetClassObject(IID__CDLManager, IID_IClassFactory, &object), CLASS_E_CLASSNOTAVAILABLE);
+    EXPECT_EQ(DllGetClassObject(CLSID_CDLManager, IID_IDispatch, &object), E_NOINTERFACE);
+    EXPECT_EQ(DllGetClassObject(CLSID_CDLManager, IID_IClassFactory, nullptr), E_POINTER);
+    EXPECT_EQ(DllCanUnloadNow(), S_OK);
+}
+
+TEST(Server, FactoryRefusesAggregation) {
+    const auto factory = Factory();
+    void* object = &object;
+    EXPECT_EQ(factory->CreateInstance(factory.Get(), IID_IUnknown, &object), CLASS_E_NOAGGREGATION);
+    EXPECT_EQ(object, nullptr);
+    EXPECT_EQ(factory->CreateInstance(nullptr, IID__CDLItem, &object), E_NOINTERFACE);
+    EXPECT_EQ(factory->CreateInstance(nullptr, IID__CDLManager, nullptr), E_POINTER);
+}
+
+TEST(Server, StaysForObjectsAndLocks) {
+    EXPECT_EQ(DllCanUnloadNow(), S_OK);
+    auto factory = Factory();
+    EXPECT_EQ(DllCanUnloadNow(), S_FALSE);
+    factory->LockServer(TRUE);
+    factory->LockServer(TRUE);
+    factory->LockServer(FALSE);
+    factory.Reset();
+    EXPECT_EQ(DllCanUnloadNow(), S_FALSE);
+    Factory()->LockServer(FALSE);
+    EXPECT_EQ(DllCanUnloadNow(), S_OK);
+    auto manager = host::CreateManager(&::DllGetClassObject);
+    EXPECT_EQ(DllCanUnloadNow(), S_FALSE);
+    manager.Reset();
+    EXPECT_EQ(DllCanUnloadNow(), S_OK);
+}
+
+TEST(Server, ObjectsHaveOneIdentity) {
+    const auto manager = host::CreateManager(&::DllGetClassObject);
+    const auto identity = host::Query<IUnknown>(manager.Get(), IID_IUnknown);
+    for (const IID& iid : {IID_IDispatch, IID__CDLManager, IID_CDLManager___v0, IID_CDLManager___v1,
+                           IID_ISupportErrorInfo, IID_IConnectionPointContainer}) {
+        const auto part = host::Query<IUnknown>(manager.Get(), iid);
+        EXPECT_EQ(host::Query<IUnknown>(part.Get(), IID_IUnknown).Get(), identity.Get());
+        EXPECT_EQ(host::Query<IDispatch>(part.Get(), IID_IDispatch).Get(), manager.Get());
+    }
+    void* none = &none;
+    EXPECT_EQ(manager->QueryInterface(IID__CDLItem, &none), E_NOINTERFACE);
+    EXPECT_EQ(none, nullptr);
+    EXPECT_EQ(manager->QueryInterface(IID_IUnknown, nullptr), E_POINTER);
+}
+
+constexpr const char16_t* kClass = u"CLSID\\{F48DE0B7-A80A-11D3-93D8-00500433864D}";
+
+TEST(Registration, SaysWhereTheClassIs) {
+    testplatform::ClearSettings();
+    ASSERT_EQ(DllRegisterServer(), S_OK);
+    EXPECT_EQ(ReadSetting(kClassesRoot, std::u16string(kClass) + u"\\InprocServer32", u""),
+              platform::ModulePath());
+    EXPECT_EQ(ReadSetting(kClassesRoot, std::u16string(kClass) + u"\\InprocServer32", u"ThreadingModel"),
+              u"Apartment");
+    EXPECT_EQ(ReadSetting(kClassesRoot, std::u16string(kClass) + u"\\ProgID", u""), u"TSAsync.CDLManager");
+    EXPECT_EQ(ReadSetting(kClassesRoot, u"TSAsync.CDLManager\\CLSID", u""),
+              u"{F48DE0B7-A80A-11D3-93D8-00500433864D}");
+    EXPECT_EQ(DllRegisterServer(), S_OK) << "once more, over itself";
+}
+
+TEST(Registration, GoesWithoutATrace) {
+    testplatform::ClearSettings();
+    ASSERT_TRUE(platform::WriteSetting(kClassesRoot, u"CLSID\\{other}", u"", u"kept"));
+    ASSERT_EQ(DllRegisterServer(), S_OK);
+    ASSERT_EQ(DllUnregisterServer(), S_OK);
+    for (const char16_t* key : {u"\\InprocServer32", u"\\ProgID", u""}) {
+        EXPECT_FALSE(platform::DeleteSettingKey(kClassesRoot, std::u16string(kClass) + key, u""));
+        EXPECT_EQ(ReadSetting(kClassesRoot, std::u16string(kClass) + key, u""), std::nullopt);
+    }
+    EXPECT_FALSE(
+        platform::DeleteSettingKey(kClassesRoot, u"CLSID", u"{F48DE0B7-A80A-11D3-93D8-00500433864D}"));
+    EXPECT_FALSE(platform::DeleteSettingKey(kClassesRoot, u"", u"TSAsync.CDLManager"));
+    EXPECT_EQ(ReadSetting(kClassesRoot, u"CLSID\\{other}", u""), u"kept");
+    EXPECT_EQ(DllUnregisterServer(), S_OK) << "nothing to remove";
+    ASSERT_TRUE(platform::DeleteSettingKey(kClassesRoot, u"CLSID", u"{other}"));
+    ASSERT_EQ(DllRegisterServer(), S_OK);
+    ASSERT_EQ(DllUnregisterServer(), S_OK);
+    EXPECT_FALSE(platform::DeleteSettingKey(kClassesRoot, u"", u"CLSID")) << "the empty parent stays behind";
+}
+
+TEST(Registration, RefusalOfTheStoreIsReported) {
+    testplatform::ClearSettings();
+    ASSERT_EQ(DllRegisterServer(), S_OK);
+    testplatform::RefuseSettingWrites(true);
+    EXPECT_EQ(DllRegisterServer(), SELFREG_E_CLASS);
+    EXPECT_EQ(DllUnregisterServer(), SELFREG_E_CLASS);
+    testplatform::RefuseSettingWrites(false);
+    EXPECT_EQ(DllUnregisterServer(), S_OK);
+}
+
+}  // namespace
+}  // namespace tsasync::test

@@ -1,0 +1,186 @@
+// Binding by slot: the method table, entry by entry, under every identifier.
+#include "com/ItemObject.h"
+#include "com/ManagerObject.h"
+#include "tests/com/com_test.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+namespace tsasync::test {
+namespace {
+
+// The entry behind the seven of IDispatch, as a compiler of another language calls it.
+template <typename... Arguments>
+HRESULT CallSlot(IUnknown* object, int slot, Arguments... arguments) {
+    void** table = nullptr;
+    std::memcpy(&table, static_cast<void*>(object), sizeof table);
+    HRESULT(STDMETHODCALLTYPE * member)(IUnknown*, Arguments...) = nullptr;
+    std::memcpy(&member, &table[6 + slot], sizeof member);
+    return member(object, arguments...);
+}
+
+std::u16string TextFrom(IUnknown* object, int slot) {
+    host::Bstr text;
+    EXPECT_EQ(CallSlot(object, slot, text.Put()), S_OK);
+    return text.Text();
+}
+
+class ManagerSlots : public ComTest, public testing::WithParamInterface<IID> {};
+
+TEST_P(ManagerSlots, AreTheMembersInOrder) {
+    const auto object = host::Query<IUnknown>(manager.Get(), GetParam());
+    IUnknown* const m = object.Get();
+    const host::Bstr url(u"http://host/a.png");
+    const host::Bstr name(u"picture");
+    host::Bstr handle;
+    ASSERT_EQ(CallSlot(m, 1, BSTR(url), BSTR(name), VARIANT_FALSE, handle.Put()), S_OK);
+    EXPECT_FALSE(handle.Text().empty());
+
+    VARIANT_BOOL flag = VARIANT_TRUE;
+    EXPECT_EQ(CallSlot(m, 2, &flag), S_OK);
+    EXPECT_EQ(flag, VARIANT_FALSE);
+    EXPECT_EQ(CallSlot(m, 3, VARIANT_BOOL{1}), S_OK);
+    EXPECT_EQ(CallSlot(m, 2, &flag), S_OK);
+    EXPECT_EQ(flag, VARIANT_TRUE);
+
+    const host::Bstr folder(u"C:\\Assets");
+    EXPECT_NE(TextFrom(m, 4), u"C:\\Assets");
+    EXPECT_EQ(CallSlot(m, 5, BSTR(folder)), S_OK);
+    EXPECT_EQ(TextFrom(m, 4), u"C:\\Assets");
+
+    SHORT number = 0;
+    EXPECT_EQ(CallSlot(m, 7, SHORT{-5}), S_OK);
+    EXPECT_EQ(CallSlot(m, 6, &number), S_OK);
+    EXPECT_EQ(number, -5);
+    EXPECT_EQ(CallSlot(m, 11, &number), S_OK);
+    EXPECT_EQ(number, 1);
+
+    EXPECT_EQ(CallSlot(m, 8, BSTR(handle), tsdPending, 1.0, static_cast<VARIANT_BOOL*>(nullptr)), S_OK);
+    EXPECT_EQ(CallSlot(m, 7, SHORT{0}), S_OK);
+    EXPECT_EQ(CallSlot(m, 8, BSTR(handle), tsdStopped, 1.0, static_cast<VARIANT_BOOL*>(nullptr)), S_OK);
+    EXPECT_EQ(CallSlot(m, 8, BSTR(handle), tsdPending, 999999.0, static_cast<VARIANT_BOOL*>(nullptr)), S_OK);
+    EXPECT_EQ(TextFrom(m, 9), u"") << "nothing is due";
+
+    host::Bstr found;
+    EXPECT_EQ(CallSlot(m, 13, BSTR(url), found.Put()), S_OK);
+    EXPECT_EQ(found.Text(), handle.Text());
+    EXPECT_EQ(CallSlot(m, 10, BSTR(handle)), S_OK);
+    EXPECT_EQ(CallSlot(m, 13, BSTR(url), found.Put()), S_OK);
+    EXPECT_EQ(found.Text(), u"") << "no longer registered";
+    EXPECT_EQ(CallSlot(m, 14, BSTR(url), found.Put()), S_OK);
+    EXPECT_EQ(found.Text(), handle.Text());
+
+    const host::Bstr target(u"");
+    EXPECT_EQ(CallSlot(m, 12, BSTR(target), LONG{0}), S_OK);
+    EXPECT_EQ(CallSlot(m, 15, LONG{1031}), S_OK);
+}
+
+INSTANTIATE_TEST_SUITE_P(Identifiers, ManagerSlots,
+                         testing::Values(IID__CDLManager, IID_CDLManager___v0, IID_CDLManager___v1));
+
+template <typename T>
+struct Property {
+    int put;
+    int get;
+    T value;
+};
+
+class ItemSlots : public ComTest, public testing::WithParamInterface<IID> {};
+
+TEST_P(ItemSlots, AreTheMembersInOrder) {
+    const auto item = ItemFrom([this] { Add(u"http://host/a.png"); });
+    const auto object = host::Query<IUnknown>(item.Get(), GetParam());
+    IUnknown* const i = object.Get();
+    const Property<std::u16string> texts[] = {{1, 2, u"Name"},  {5, 6, u"FinalPath"}, {7, 8, u"TmpPath"},
+                                              {17, 18, u"URL"}, {19, 20, u"Handle"},  {23, 24, u"MIMEType"}};
+    const Property<LONG> longs[] = {{22, 21, -3}, {11, 12, 400}, {15, 14, 50}};
+    // Size raises TotalSize, so they are put in this order and read when all are put.
+    for (const auto& text : texts) EXPECT_EQ(CallSlot(i, text.put, BSTR(host::Bstr(text.value))), S_OK);
+    for (const auto& number : longs) EXPECT_EQ(CallSlot(i, number.put, number.value), S_OK);
+    EXPECT_EQ(CallSlot(i, 3, SHORT{-1}), S_OK);
+    EXPECT_EQ(CallSlot(i, 9, DATE{36585.75}), S_OK);
+    EXPECT_EQ(CallSlot(i, 13, LONG{7}), S_OK);
+
+    for (const auto& text : texts) EXPECT_EQ(TextFrom(i, text.get), text.value);
+    for (const auto& number : longs) {
+        LONG value = 0;
+        EXPECT_EQ(CallSlot(i, number.get, &value), S_OK);
+        EXPECT_EQ(value, number.value) << "slot " << number.get;
+    }
+    SHORT attempts = 0;
+    EXPECT_EQ(CallSlot(i, 4, &attempts), S_OK);
+    EXPECT_EQ(attempts, -1);
+    DATE start = 0;
+    EXPECT_EQ(CallSlot(i, 10, &start), S_OK);
+    EXPECT_EQ(start, 36585.75);
+    LONG state = 0;
+    EXPECT_EQ(CallSlot(i, 16, &state), S_OK);
+    EXPECT_EQ(state, 7);
+}
+
+INSTANTIATE_TEST_SUITE_P(Identifiers, ItemSlots, testing::Values(IID__CDLItem, IID_CDLItem___v0));
+
+using Slots = ComTest;
+
+TEST_F(Slots, StringsKeepEveryUnit) {
+    const auto item = ItemFrom([this] { Add(u"http://host/a.png"); });
+    const std::u16string odd{u'a', 0, 0xD800, 0xFFFF};
+    ASSERT_EQ(item->put_Name(host::Bstr(odd)), S_OK);
+    EXPECT_EQ(TextFrom(item.Get(), 2), odd);
+    ASSERT_EQ(item->put_Name(nullptr), S_OK);
+    EXPECT_EQ(TextFrom(item.Get(), 2), u"");
+}
+
+TEST_F(Slots, ResultWithoutAPlaceIsRefused) {
+    const auto item = ItemFrom([this] { Add(u"http://host/a.png"); });
+    EXPECT_EQ(manager->Elect(nullptr), E_POINTER);
+    EXPECT_EQ(manager->get_AutoStart(nullptr), E_POINTER);
+    EXPECT_EQ(manager->get_Jobs(nullptr), E_POINTER);
+    EXPECT_EQ(manager->AddURL(nullptr, nullptr, VARIANT_FALSE, nullptr), E_POINTER);
+    EXPECT_EQ(item->get_Name(nullptr), E_POINTER);
+    EXPECT_EQ(item->get_Size(nullptr), E_POINTER);
+    SHORT jobs = 0;
+    EXPECT_EQ(manager->get_Jobs(&jobs), S_OK);
+    EXPECT_EQ(jobs, 1) << "a refused call must register nothing";
+}
+
+TEST_F(Slots, TablesListTheContract) {
+    struct Row {
+        const char16_t* name;
+        char kind;
+        unsigned id;
+    };
+    const Row managerRows[] = {
+        {u"AddURL", 'm', 0x60030005},     {u"AutoStart", 'g', 0x68030003},   {u"AutoStart", 'p', 0x68030003},
+        {u"AssetsPath", 'g', 0x68030002}, {u"AssetsPath", 'p', 0x68030002},  {u"ActiveJobs", 'g', 0x68030001},
+        {u"ActiveJobs", 'p', 0x68030001}, {u"ChangeState", 'm', 0x6003000B}, {u"Elect", 'm', 0x6003000C},
+        {u"RemoveURL", 'm', 0x6003000E},  {u"Jobs", 'g', 0x68030000},        {u"StartLog", 'm', 0x6003000F},
+        {u"HDLbyURL", 'm', 0x60030011},   {u"GetHDL", 'm', 0x60030019},      {u"LangID", 'p', 0x6803001A}};
+    const Row itemRows[] = {
+        {u"Name", 'p', 0x6803000A},     {u"Name", 'g', 0x6803000A},      {u"Attempts", 'p', 0x68030009},
+        {u"Attempts", 'g', 0x68030009}, {u"FinalPath", 'p', 0x68030008}, {u"FinalPath", 'g', 0x68030008},
+        {u"TmpPath", 'p', 0x68030007},  {u"TmpPath", 'g', 0x68030007},   {u"Start", 'p', 0x68030006},
+        {u"Start", 'g', 0x68030006},    {u"Size", 'p', 0x68030005},      {u"Size", 'g', 0x68030005},
+        {u"State", 'p', 0x68030004},    {u"TotalSize", 'g', 0x68030003}, {u"TotalSize", 'p', 0x68030003},
+        {u"State", 'g', 0x68030004},    {u"URL", 'p', 0x68030002},       {u"URL", 'g', 0x68030002},
+        {u"Handle", 'p', 0x68030001},   {u"Handle", 'g', 0x68030001},    {u"RefCount", 'g', 0x6803000D},
+        {u"RefCount", 'p', 0x6803000D}, {u"MIMEType", 'p', 0x6803000B},  {u"MIMEType", 'g', 0x6803000B}};
+    const auto compare = [](const com::MemberTable& table, std::span<const Row> rows) {
+        ASSERT_EQ(table.size(), rows.size());
+        for (std::size_t i = 0; i < rows.size(); ++i) {
+            const WORD kind = rows[i].kind == 'm'   ? DISPATCH_METHOD
+                              : rows[i].kind == 'g' ? DISPATCH_PROPERTYGET
+                                                    : DISPATCH_PROPERTYPUT;
+            EXPECT_EQ(table[i].name, rows[i].name) << "slot " << i + 1;
+            EXPECT_EQ(table[i].kind, kind) << "slot " << i + 1;
+            EXPECT_EQ(static_cast<unsigned>(table[i].id), rows[i].id) << "slot " << i + 1;
+        }
+    };
+    compare(com::ManagerMembers(), managerRows);
+    compare(com::ItemMembers(), itemRows);
+}
+
+}  // namespace
+}  // namespace tsasync::test
