@@ -37,6 +37,7 @@ class WebServer {
         server.Get(R"(/small/(\d+))", [](const auto& asked, auto& answer) {
             answer.set_content(asked.matches[1].str(), "text/css");
         });
+        server.set_tcp_nodelay(true);
         server.set_keep_alive_timeout(1);
         server.set_keep_alive_max_count(100'000);
         m_port = server.bind_to_any_port("127.0.0.1");

@@ -65,7 +65,7 @@ std::int32_t UrlReader::Impl::Start(std::u16string_view target, std::u16string_v
     read->id = m_thread->NewId();
     read->url = ToUtf8(target);
     read->folder = m_folder;
-    read->mailbox = m_mailbox;
+    read->inbox = m_mailbox->ForPosting();
     read->name = name;
     read->target = target;
     read->receiver = this;

@@ -23,6 +23,26 @@ GSourceFuncs g_sourceFunctions = {nullptr, nullptr, CallBack, nullptr, nullptr, 
 
 }  // namespace
 
+void Inbox::Post(std::vector<Notice> notices) {
+    const std::lock_guard lock(m_mutex);
+    if (m_closed) return;
+    // Whoever has not yet taken the last ones has been called already.
+    if (m_notices.empty()) g_source_set_ready_time(m_source, 0);
+    m_notices.insert(m_notices.end(), std::make_move_iterator(notices.begin()),
+                     std::make_move_iterator(notices.end()));
+}
+
+std::vector<Notice> Inbox::Take() {
+    const std::lock_guard lock(m_mutex);
+    return std::exchange(m_notices, {});
+}
+
+void Inbox::Close() {
+    const std::lock_guard lock(m_mutex);
+    m_closed = true;
+    m_notices.clear();
+}
+
 std::shared_ptr<Mailbox> Mailbox::OfThisThread() {
     thread_local std::weak_ptr<Mailbox> known;
     auto mailbox = known.lock();
@@ -38,28 +58,18 @@ std::shared_ptr<Mailbox> Mailbox::OfThisThread() {
     return mailbox;
 }
 
-Mailbox::Mailbox() : m_source(g_source_new(&g_sourceFunctions, sizeof(GSource))) {
+Mailbox::Mailbox()
+    : m_source(g_source_new(&g_sourceFunctions, sizeof(GSource))),
+      m_inbox(std::make_shared<Inbox>(m_source)) {
     g_source_set_priority(m_source, kPriority);
     g_source_set_can_recurse(m_source, TRUE);  // a handler may run a modal dialog's loop
     g_source_set_static_name(m_source, "URL reader");
 }
 
 Mailbox::~Mailbox() {
+    m_inbox->Close();
     g_source_destroy(m_source);
     g_source_unref(m_source);
-}
-
-void Mailbox::Post(std::vector<Notice> notices) {
-    if (notices.empty()) return;
-    const std::lock_guard lock(m_mutex);
-    const bool wake = m_inbox.empty();
-    if (wake) {
-        m_inbox = std::move(notices);
-        g_source_set_ready_time(m_source, 0);
-    } else {
-        m_inbox.insert(m_inbox.end(), std::make_move_iterator(notices.begin()),
-                       std::make_move_iterator(notices.end()));
-    }
 }
 
 gboolean Mailbox::OnDispatch(gpointer self) {
@@ -80,13 +90,8 @@ void Mailbox::CallAgain() {
     if (!std::exchange(m_called, true)) g_source_set_ready_time(m_source, 0);
 }
 
-void Mailbox::TakeInbox() {
-    std::vector<Notice> inbox;
-    {
-        const std::lock_guard lock(m_mutex);
-        inbox.swap(m_inbox);
-    }
-    for (Notice& notice : inbox) {
+void Mailbox::SortInbox() {
+    for (Notice& notice : m_inbox->Take()) {
         Read& read = *notice.read;
         if (!notice.result) {
             ++read.waiting;
@@ -100,7 +105,7 @@ void Mailbox::TakeInbox() {
 }
 
 bool Mailbox::DeliverOne() {
-    TakeInbox();
+    SortInbox();
     const bool progress = m_progress.Ready();
     const bool completion = m_completions.Ready();
     if (!progress && !completion) return false;

@@ -12,16 +12,37 @@
 
 namespace tsasync::platform::reader {
 
-// The way of notices from the transfer thread to one other thread, which delivers them from its GLib main
-// context.
+// Where the transfer thread leaves notices for another thread.
+class Inbox {
+  public:
+    // `source` is called when there is something to take; the inbox keeps a reference of its own.
+    explicit Inbox(GSource* source) : m_source(g_source_ref(source)) {}
+    ~Inbox() { g_source_unref(m_source); }
+    Inbox(const Inbox&) = delete;
+    Inbox& operator=(const Inbox&) = delete;
+
+    // These two may be called on any thread.
+    void Post(std::vector<Notice> notices);
+    std::vector<Notice> Take();
+    // From now on everything that is posted is dropped.
+    void Close();
+
+  private:
+    std::mutex m_mutex;
+    std::vector<Notice> m_notices;
+    bool m_closed = false;
+    GSource* m_source;
+};
+
+// Delivers one thread's notices from its GLib main context.
 //
 // A notice of one kind (progress, completion) is not delivered inside a handler of the same kind; it waits,
 // and whatever of the other kind may be delivered meanwhile is. The notices of one read keep their order in
 // any case.
 class Mailbox : public std::enable_shared_from_this<Mailbox> {
   public:
-    // The calling thread's mailbox. It delivers from the main context that was the thread's default when the
-    // mailbox was made, and lives as long as someone holds it.
+    // The calling thread's mailbox, to be held on this thread only. It delivers from the main context that
+    // was the thread's default when the mailbox was made, and lives as long as someone holds it.
     static std::shared_ptr<Mailbox> OfThisThread();
 
     Mailbox();
@@ -29,8 +50,7 @@ class Mailbox : public std::enable_shared_from_this<Mailbox> {
     Mailbox(const Mailbox&) = delete;
     Mailbox& operator=(const Mailbox&) = delete;
 
-    // Called on the transfer thread.
-    void Post(std::vector<Notice> notices);
+    const std::shared_ptr<Inbox>& ForPosting() const { return m_inbox; }
 
   private:
     struct Queue {
@@ -47,15 +67,12 @@ class Mailbox : public std::enable_shared_from_this<Mailbox> {
     static gboolean OnDispatch(gpointer self);
     void DeliverForAWhile();
     void CallAgain();
-    void TakeInbox();
+    void SortInbox();
     bool DeliverOne();
     void Deliver(Queue& queue);
 
-    std::mutex m_mutex;
-    std::vector<Notice> m_inbox;  // guarded by m_mutex
-
-    // The delivering thread's.
     GSource* m_source;
+    std::shared_ptr<Inbox> m_inbox;
     bool m_called = false;  // whether the source is due already
     std::uint64_t m_order = 0;
     Queue m_progress;

@@ -13,7 +13,7 @@
 // The parts of the URL reader: see docs/reader.md for what it does, url_reader.h for its contract.
 namespace tsasync::platform::reader {
 
-class Mailbox;
+class Inbox;
 struct Read;
 
 // One notification on its way from the transfer thread to the thread that started the read.
@@ -38,9 +38,9 @@ class NoticeReceiver {
 struct Read {
     // Written before the read starts, read by both.
     std::uint64_t id = 0;
-    std::string url;     // as asked for, UTF-8
-    std::string folder;  // where the file will be wanted; may be empty
-    std::weak_ptr<Mailbox> mailbox;
+    std::string url;               // as asked for, UTF-8
+    std::string folder;            // where the file will be wanted; may be empty
+    std::shared_ptr<Inbox> inbox;  // of the owner
 
     // Written by the transfer thread.
     std::atomic<std::int64_t> bytesRead{0};

@@ -12,8 +12,6 @@ namespace {
 
 std::int32_t NumberOf(CURLcode code) {
     switch (code) {
-        case CURLE_UNSUPPORTED_PROTOCOL:
-            return kErrUnknownProtocol;
         case CURLE_URL_MALFORMAT:
             return kErrInvalidUrl;
         case CURLE_COULDNT_RESOLVE_PROXY:

@@ -3,6 +3,7 @@
 #include "automation/Utf8.h"
 #include "platform/linux/reader/mailbox.h"
 
+#include <algorithm>
 #include <iterator>
 #include <utility>
 
@@ -15,13 +16,11 @@ constexpr auto kBetweenProgress = std::chrono::milliseconds(100);
 }  // namespace
 
 void Outbox::Send() {
-    auto first = m_notices.begin();
-    while (first != m_notices.end()) {
-        const auto mailbox = first->read->mailbox.lock();
-        auto last = first;
-        while (last != m_notices.end() && last->read->mailbox.lock() == mailbox) ++last;
-        // Without a mailbox the owner is gone, with all of its reads.
-        if (mailbox) mailbox->Post({std::make_move_iterator(first), std::make_move_iterator(last)});
+    for (auto first = m_notices.begin(); first != m_notices.end();) {
+        const std::shared_ptr<Inbox> inbox = first->read->inbox;
+        const auto last =
+            std::find_if(first, m_notices.end(), [&](const Notice& one) { return one.read->inbox != inbox; });
+        inbox->Post({std::make_move_iterator(first), std::make_move_iterator(last)});
         first = last;
     }
     m_notices.clear();

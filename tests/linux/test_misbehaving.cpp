@@ -1,0 +1,89 @@
+#include "platform/linux/reader/timing.h"
+#include "tests/linux/reader_host.h"
+#include "tests/server/conversations.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+namespace tsasync::tests {
+namespace {
+
+// Bytes of data files that wait for a next read; nothing else of the reader's may be there.
+std::size_t KeptBytes() {
+    std::size_t bytes = 0;
+    const std::filesystem::path folder = CacheFolder() + "/QMASYN10";
+    if (!std::filesystem::exists(folder)) return 0;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+        if (entry.is_regular_file() && entry.path().extension() != ".part") bytes += entry.file_size();
+    }
+    return bytes;
+}
+
+void RemoveKept() {
+    const std::filesystem::path folder = CacheFolder() + "/QMASYN10";
+    if (!std::filesystem::exists(folder)) return;
+    std::vector<std::filesystem::path> files;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+        if (entry.is_regular_file()) files.push_back(entry.path());
+    }
+    for (const auto& file : files) std::filesystem::remove(file);
+}
+
+// Descriptors that are open on the reader's data files.
+std::size_t OpenDataFiles() {
+    std::size_t count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code gone;
+        const auto file = std::filesystem::read_symlink(entry, gone);
+        if (!gone && file.string().find("QMASYN10/") != std::string::npos && file.has_parent_path() &&
+            file.parent_path().filename() != "QMASYN10") {
+            ++count;
+        }
+    }
+    return count;
+}
+
+struct MisbehavingTest : testing::TestWithParam<Case> {
+    static void SetUpTestSuite() {
+        auto& timing = platform::reader::Timing();
+        timing.silence = std::chrono::milliseconds(700);
+        timing.connect = std::chrono::milliseconds(700);
+        timing.secondTry = std::chrono::milliseconds(20);
+    }
+};
+
+TEST_P(MisbehavingTest, EndsAsItShould) {
+    const Case& expected = GetParam();
+    RemoveKept();
+    MisbehavingServer server(expected.conversation);
+    TempFolder assets;
+    ReaderHost host(assets.Path());
+    const std::string url = "http://127.0.0.1:" + std::to_string(server.Port()) + "/file.bin";
+    Heard heard = host.Read(url);
+    // A read that broke is tried again as long as the conversation goes on.
+    for (int again = 0; again < 3 && heard.failure != 0 && !server.Complaint().empty(); ++again)
+        heard = host.Read(url);
+    EXPECT_EQ(heard.failure, expected.failure) << heard.description;
+    EXPECT_EQ(heard.path.empty() ? "" : ReadFile(heard.path), expected.content);
+    std::filesystem::remove(heard.path);
+    EXPECT_EQ(server.Complaint(), "");
+    EXPECT_EQ(KeptBytes(), expected.kept);
+    if (heard.failure != 0) {
+        EXPECT_NE(heard.description.find("://"), std::string::npos) << heard.description;
+    }
+    EXPECT_EQ(OpenDataFiles(), 0U);
+    EXPECT_TRUE(std::filesystem::is_empty(assets.Path()));
+}
+
+std::string CaseName(const testing::TestParamInfo<Case>& info) {
+    std::string name;
+    for (const char c : info.param.name)
+        name.push_back(std::isalnum(static_cast<unsigned char>(c)) ? c : '_');
+    return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Conversations, MisbehavingTest, testing::ValuesIn(Conversations()), CaseName);
+
+}  // namespace
+}  // namespace tsasync::tests

@@ -1,0 +1,294 @@
+#include "tests/server/conversations.h"
+
+#include "platform/url_reader.h"
+
+// Adding a misbehaviour means adding an entry to one of the lists below.
+namespace tsasync::tests {
+
+namespace {
+
+using namespace platform;
+using namespace std::string_literals;
+
+const std::string kLength = "Content-Length: 1000\r\n";
+const std::string kTag = "ETag: \"v1\"\r\nAccept-Ranges: bytes\r\n";
+const std::string kRest = "Range: bytes=300-\nIf-Range: \"v1\"";
+
+std::string Whole() { return Head(kLength) + Body(); }
+
+// A first answer that breaks after 300 bytes, which stay. The next read is the rest of the conversation.
+Conversation AfterABreak(Conversation rest) {
+    Conversation conversation{Ask(), Send(Head(kLength + kTag) + Body().substr(0, 300)), Close()};
+    conversation.insert(conversation.end(), rest.begin(), rest.end());
+    return conversation;
+}
+
+std::vector<Case> Lengths() {
+    return {
+        {"shorter than announced",
+         {Ask(), Send(Head(kLength) + Body().substr(0, 999))},
+         "",
+         kErrDownloadFailure},
+        {"longer than announced", {Ask(), Send(Whole() + "more")}, Body()},
+        {"no length, closed", {Ask(), Send(Head("") + Body())}, Body()},
+        {"no length, reset", {Ask(), Send(Head("") + Body()), Pause(100), Reset()}, "", kErrDownloadFailure},
+        {"HTTP/1.0", {Ask(), Send("HTTP/1.0 200 OK\r\n\r\n" + Body())}, Body()},
+        {"HTTP/0.9", {Ask(), Send(Body())}, "", kErrDownloadFailure},
+        {"two lengths",
+         {Ask(), Send(Head(kLength + "Content-Length: 999\r\n") + Body())},
+         "",
+         kErrDownloadFailure},
+        {"the same length twice", {Ask(), Send(Head(kLength + kLength) + Body())}, Body()},
+        {"negative length", {Ask(), Send(Head("Content-Length: -1\r\n") + Body())}, "", kErrDownloadFailure},
+        {"endless length",
+         {Ask(), Send(Head("Content-Length: 99999999999999999999\r\n") + Body())},
+         "",
+         kErrDownloadFailure},
+        {"byte by byte",
+         {Ask(), Send(Head("Content-Length: 20\r\n")), Drip(Body().substr(0, 20), 100)},
+         Body().substr(0, 20)},
+    };
+}
+
+std::vector<Case> Chunks() {
+    const std::string head = Head("Transfer-Encoding: chunked\r\n");
+    const std::string chunk = "3e8\r\n" + Body() + "\r\n";
+    return {
+        {"chunked", {Ask(), Send(head + chunk + "0\r\n\r\n")}, Body()},
+        {"chunked, trailer", {Ask(), Send(head + chunk + "0\r\nContent-Length: 7\r\n\r\n")}, Body()},
+        {"chunked, broken size", {Ask(), Send(head + "xyz\r\n" + Body())}, "", kErrDownloadFailure},
+        {"chunked, endless size",
+         {Ask(), Send(head + "fffffffffffffffffff\r\n" + Body())},
+         "",
+         kErrDownloadFailure},
+        {"chunked, broken in the data",
+         {Ask(), Send(head + "3e8\r\n" + Body().substr(0, 500))},
+         "",
+         kErrDownloadFailure},
+        {"chunked, too much data",
+         {Ask(), Send(head + "3e7\r\n" + Body() + "\r\n0\r\n\r\n")},
+         "",
+         kErrDownloadFailure},
+        {"chunked, no last chunk", {Ask(), Send(head + chunk)}, "", kErrDownloadFailure},
+    };
+}
+
+std::vector<Case> Silences() {
+    return {
+        {"silent before the head", {Ask(), Silence()}, "", kErrConnectionTimeout},
+        {"silent inside the head",
+         {Ask(), Send("HTTP/1.1 200 OK\r\nContent-"), Silence()},
+         "",
+         kErrConnectionTimeout},
+        {"silent in the body",
+         {Ask(), Send(Head(kLength + kTag) + Body().substr(0, 10)), Silence()},
+         "",
+         kErrConnectionTimeout,
+         10},
+        {"reset before the head", {Ask(), Reset()}, "", kErrDownloadFailure},
+        {"closed before the head", {Ask(), Close()}, "", kErrDownloadFailure},
+    };
+}
+
+std::vector<Case> Statuses() {
+    std::vector<Case> cases;
+    const std::pair<const char*, std::int32_t> statuses[] = {
+        {"201 Created", kErrDownloadFailure},
+        {"204 No Content", kErrDataNotAvailable},
+        {"206 Partial Content", kErrDownloadFailure},
+        {"300 Multiple Choices", kErrRedirectFailed},
+        {"304 Not Modified", kErrDataNotAvailable},
+        {"400 Bad Request", kErrInvalidRequest},
+        {"401 Unauthorized", kErrAuthenticationRequired},
+        {"403 Forbidden", kErrDownloadFailure},
+        {"404 Not Found", kErrObjectNotFound},
+        {"410 Gone", kErrObjectNotFound},
+        {"416 Range Not Satisfiable", kErrDownloadFailure},
+        {"500 Internal Server Error", kErrDownloadFailure},
+        {"999 What", kErrDownloadFailure},
+    };
+    for (const auto& [status, failure] : statuses) {
+        cases.push_back({status, {Ask(), Send(Head("Content-Length: 4\r\n", status) + "oops")}, "", failure});
+    }
+    const std::string busy = "Content-Length: 0\r\n";
+    const auto after = [&](const std::string& status, const std::string& seconds) {
+        return Send(Head(busy + "Retry-After: " + seconds + "\r\n", status));
+    };
+    cases.push_back({"503, then well", {Ask(), Send(Head(busy, "503 Busy")), Ask(), Send(Whole())}, Body()});
+    cases.push_back({"503 twice",
+                     {Ask(), Send(Head(busy, "503 Busy")), Ask(), Send(Head(busy, "503 Busy"))},
+                     "",
+                     kErrDownloadFailure});
+    cases.push_back({"503, again at once", {Ask(), after("503 Busy", "0"), Ask(), Send(Whole())}, Body()});
+    cases.push_back(
+        {"429, again in a second", {Ask(), after("429 Slow", "1"), Ask(), Send(Whole())}, Body()});
+    cases.push_back({"429, again in an hour", {Ask(), after("429 Slow", "3600")}, "", kErrDownloadFailure});
+    cases.push_back(
+        {"429, again some time", {Ask(), after("429 Slow", "soon"), Ask(), Send(Whole())}, Body()});
+    cases.push_back({"a page that never ends",
+                     {Ask(), Send(Head("", "404 Not Found") + std::string(200'000, 'x')), Silence()},
+                     "",
+                     kErrObjectNotFound});
+    return cases;
+}
+
+std::vector<Case> Redirections() {
+    const auto to = [](const std::string& location) {
+        return Send(Head("Content-Length: 0\r\nLocation: " + location + "\r\n", "302 Found"));
+    };
+    Conversation chain;
+    for (int i = 0; i < 20; ++i) chain.insert(chain.end(), {Ask(), to("/next" + std::to_string(i))});
+    Conversation loop;
+    for (int i = 0; i < 21; ++i) loop.insert(loop.end(), {Ask(), to("/file.bin")});
+    Conversation longest = chain;
+    longest.insert(longest.end(), {Ask("GET /next19 "), Send(Whole())});
+    Conversation tooLong = chain;
+    tooLong.insert(tooLong.end(), {Ask(), to("/next20")});
+    return {
+        {"redirected by a relative name",
+         {Ask(), to("other?q"), Ask("GET /other?q "), Send(Whole())},
+         Body()},
+        {"redirected by a path", {Ask(), to("/a b"), Ask("GET /a%20b "), Send(Whole())}, Body()},
+        {"redirected without a scheme",
+         {Ask(), to("//localhost:{port}/x"), Close(), Ask("GET /x \nHost: localhost:"), Send(Whole())},
+         Body()},
+        {"redirected to another host",
+         {Ask(), to("http://localhost:{port}/x"), Close(), Ask("GET /x "), Send(Whole())},
+         Body()},
+        {"a chain of 20", longest, Body()},
+        {"a chain of 21", tooLong, "", kErrRedirectFailed},
+        {"a loop", loop, "", kErrRedirectFailed},
+        {"redirected to a file", {Ask(), to("file:///etc/hostname")}, "", kErrRedirectFailed},
+        {"redirected to ftp", {Ask(), to("ftp://127.0.0.1/x")}, "", kErrRedirectFailed},
+        {"redirected to nonsense", {Ask(), to("http://")}, "", kErrRedirectFailed},
+        {"redirected to nowhere",
+         {Ask(), Send(Head("Content-Length: 0\r\n", "301 Moved"))},
+         "",
+         kErrRedirectFailed},
+    };
+}
+
+std::vector<Case> Heads() {
+    std::string manyLines;
+    for (int i = 0; i < 100'000; ++i) manyLines += "X: y\r\n";
+    return {
+        {"a head of 1 MB",
+         {Ask(), Send(Head("X: " + std::string(1 << 20, 'x') + "\r\n" + kLength) + Body())},
+         "",
+         kErrDownloadFailure},
+        {"a head that never ends",
+         {Ask(), Send("HTTP/1.1 200 OK\r\n" + manyLines), Silence()},
+         "",
+         kErrDownloadFailure},
+        {"a line without colon",
+         {Ask(), Send(Head("nonsense\r\n" + kLength) + Body())},
+         "",
+         kErrDownloadFailure},
+        {"NUL in a header", {Ask(), Send(Head("X: a\0b\r\n"s + kLength) + Body())}, "", kErrDownloadFailure},
+        {"control characters in a header",
+         {Ask(), Send(Head("X: a\x01\x7f\x1b[31m\r\n" + kLength) + Body())},
+         Body()},
+        {"control characters in the type",
+         {Ask(), Send(Head("Content-Type: image/\x07gif\r\n" + kLength) + Body())},
+         Body()},
+        {"nonsense for a status", {Ask(), Send("HTTP/1.1 wonderful\r\n\r\n")}, "", kErrDownloadFailure},
+        {"100 Continue first", {Ask(), Send("HTTP/1.1 100 Continue\r\n\r\n" + Whole())}, Body()},
+    };
+}
+
+std::vector<Case> Continuations() {
+    const std::string rest = Body().substr(300);
+    const auto part = [&](const std::string& range, const std::string& fields = kTag) {
+        return Send(
+            Head(fields + "Content-Length: 700\r\nContent-Range: " + range + "\r\n", "206 Partial Content") +
+            rest);
+    };
+    const Step whole = Send(Head(kLength + "ETag: \"v2\"\r\n") + Body());
+    return {
+        {"continued", AfterABreak({Ask(kRest), part("bytes 300-999/1000")}), Body()},
+        {"continued, no tag repeated", AfterABreak({Ask(kRest), part("bytes 300-999/1000", "")}), Body()},
+        {"continued, total unknown", AfterABreak({Ask(kRest), part("bytes 300-999/*")}), Body()},
+        {"changed meanwhile", AfterABreak({Ask(kRest), whole}), Body()},
+        {"a part of another version",
+         AfterABreak({Ask(kRest), part("bytes 300-999/1000", "ETag: \"v2\"\r\n"), Ask("!Range:"), whole}),
+         Body()},
+        {"a part from elsewhere",
+         AfterABreak({Ask(kRest), part("bytes 299-998/1000"), Ask("!Range:"), whole}), Body()},
+        {"a part of another total",
+         AfterABreak({Ask(kRest), part("bytes 300-999/1001"), Ask("!Range:"), whole}), Body()},
+        {"a part that says nothing", AfterABreak({Ask(kRest), part("bytes"), Ask("!Range:"), whole}), Body()},
+        {"no such part",
+         AfterABreak({Ask(kRest), Send(Head("Content-Length: 0\r\nContent-Range: bytes */200\r\n", "416 No")),
+                      Ask("!Range:"), whole}),
+         Body()},
+        {"a part, broken again",
+         AfterABreak({Ask(kRest),
+                      Send(Head(kTag + "Content-Length: 700\r\nContent-Range: bytes 300-999/1000\r\n",
+                                "206 Partial Content") +
+                           rest.substr(0, 300)),
+                      Close(), Ask("Range: bytes=600-\nIf-Range: \"v1\""),
+                      Send(Head(kTag + "Content-Length: 400\r\nContent-Range: bytes 600-999/1000\r\n",
+                                "206 Partial Content") +
+                           Body().substr(600))}),
+         Body()},
+        {"not to be continued: a weak tag",
+         {Ask(), Send(Head(kLength + "ETag: W/\"v1\"\r\n") + Body().substr(0, 300)), Close(), Ask("!Range:"),
+          Send(Whole())},
+         Body()},
+        {"not to be continued: just modified",
+         {Ask(),
+          Send(
+              Head(
+                  kLength +
+                  "Date: Tue, 02 Jan 2024 10:00:30 GMT\r\nLast-Modified: Tue, 02 Jan 2024 10:00:00 GMT\r\n") +
+              Body().substr(0, 300)),
+          Close(), Ask("!Range:"), Send(Whole())},
+         Body()},
+        {"continued by date",
+         {Ask(),
+          Send(
+              Head(
+                  kLength +
+                  "Date: Tue, 02 Jan 2024 10:02:00 GMT\r\nLast-Modified: Tue, 02 Jan 2024 10:00:00 GMT\r\n") +
+              Body().substr(0, 300)),
+          Close(), Ask("Range: bytes=300-\nIf-Range: Tue, 02 Jan 2024 10:00:00 GMT"),
+          part("bytes 300-999/1000", "")},
+         Body()},
+    };
+}
+
+}  // namespace
+
+void PrintTo(const Case& one, std::ostream* out) { *out << one.name; }
+
+const std::string& Body() {
+    static const std::string body = [] {
+        std::string bytes(1000, '\0');
+        for (std::size_t i = 0; i < bytes.size(); ++i)
+            bytes[i] = static_cast<char>('a' + (i * 7 + i / 100 * 3) % 26);
+        return bytes;
+    }();
+    return body;
+}
+
+std::string Head(const std::string& fields, const std::string& status) {
+    return "HTTP/1.1 " + status + "\r\n" + fields + "\r\n";
+}
+
+std::vector<Case> Conversations() {
+    std::vector<Case> all;
+    for (auto* list : {Lengths, Chunks, Silences, Statuses, Redirections, Heads, Continuations}) {
+        for (Case& one : list()) all.push_back(std::move(one));
+    }
+    for (std::size_t tenth = 1; tenth < 10; ++tenth) {
+        const std::size_t cut = tenth * 100;
+        all.push_back({"cut after tenth " + std::to_string(tenth),
+                       {Ask(), Send(Head(kLength + kTag) + Body().substr(0, cut)), Close()},
+                       "",
+                       kErrDownloadFailure,
+                       cut});
+    }
+    return all;
+}
+
+}  // namespace tsasync::tests
