@@ -11,13 +11,15 @@ class UrlNameParser {
   public:
     void SetUrl(std::u16string_view url);
 
-    // The last segment of the path as one file name that is safe on every system: no query or fragment,
-    // percent-decoded as UTF-8, no separators, control or bidirectional-override characters, none of <>:"|?*,
-    // no leading dots, no trailing dots or blanks, no reserved device name; at most 200 bytes of UTF-8 with the
-    // extension kept. Empty for "." and ".." and when nothing is left.
+    // The last segment of the path as one file name that both Windows and Linux can hold: no query or
+    // fragment, escapes replaced (where they stand for UTF-8, else kept), "_" for each separator, control or
+    // direction-changing character and each of <>:"|?*, no dots or blanks at the beginning, at the end or
+    // before the extension, "_" before the name of a device; at most 200 bytes of UTF-8 with the extension
+    // kept. Empty for "." and "..", when nothing is left, and for a URL without a path (data:, mailto:).
     const std::u16string& FileName() const { return m_sFileName; }
 
-    // The name of the server, without user, password or port; empty for a URL without one.
+    // The name of the server, without user, password or port (an IPv6 address in its brackets); empty for a
+    // URL without one. Control and direction-changing characters are "_".
     const std::u16string& HostName() const { return m_sHostName; }
 
   private:
