@@ -1,7 +1,7 @@
 #include "platform/content_types.h"
 
+#include "automation/Utf8.h"
 #include "platform/linux/mime_database.h"
-#include "platform/linux/utf8.h"
 
 #include <glib.h>
 

@@ -1,6 +1,6 @@
 #include "platform/forms.h"
 
-#include "platform/linux/utf8.h"
+#include "automation/Utf8.h"
 
 #include <cstdio>
 #include <string>

@@ -1,6 +1,6 @@
 #include "platform/special_folders.h"
 
-#include "platform/linux/utf8.h"
+#include "automation/Utf8.h"
 
 #include <glib.h>
 
