@@ -23,21 +23,20 @@ namespace {
 constexpr std::int32_t kDocumentsFolder = 5;
 constexpr std::int32_t kOwnModule = -1;
 
-std::u16string DefaultAssetsPath() {
-    return MShFolder::GetSpecialFolder(kDocumentsFolder) + platform::kPathSeparator + u"Quillmark Assets";
-}
-
 std::u16string ReadAssetsPath() {
     CRegSettings settings;
     settings.SetCompany(u"Corvane");
     settings.SetAppName(u"Quillmark");
-    return settings.GetSetting(u"Assets", u"Location", DefaultAssetsPath(), platform::kCurrentUserRoot);
+    const std::u16string fallback =
+        MShFolder::GetSpecialFolder(kDocumentsFolder) + platform::kPathSeparator + u"Quillmark Assets";
+    std::u16string path = settings.GetSetting(u"Assets", u"Location", fallback, platform::kCurrentUserRoot);
+    return path.empty() ? fallback : path;
 }
 
 }  // namespace
 
 std::shared_ptr<CDLManager> CDLManager::Create(IManagerEvents& events) {
-    const std::shared_ptr<CDLManager> manager(new CDLManager(events));
+    std::shared_ptr<CDLManager> manager(new CDLManager(events));
     manager->Initialize();
     return manager;
 }
@@ -204,7 +203,7 @@ void CDLManager::SetFrmP(std::shared_ptr<frmProgress> dialog) {
 
 // Closes the dialog of a job that has one, which ends the wait of the AddURL that opened it.
 void CDLManager::CloseDialog(const CDLItem& oI) {
-    if (const auto dialog = oI.ProgressForm()) {
+    if (const auto& dialog = oI.ProgressForm()) {
         SetFrmP(nullptr);
         dialog->Unload();
     }

@@ -7,7 +7,8 @@ namespace tsasync {
 
 void DueIndex::Set(std::size_t place, double time) {
     if (m_levels.empty() || place >= m_levels.front().size()) Grow(place);
-    m_levels.front()[place] = std::isnan(time) ? kNever : time;
+    if (std::isnan(time)) time = kNever;
+    m_levels.front()[place] = time;
     for (std::size_t level = 0; level + 1 < m_levels.size(); ++level) {
         place /= kFan;
         const double least = LeastOf(level, place);

@@ -19,8 +19,8 @@ JobRegistry::~JobRegistry() {
     for (const auto& job : m_jobs) job.second->SetPlace(nullptr, 0);
 }
 
-void JobRegistry::Add(std::u16string_view key, std::shared_ptr<CDLItem> oI) {
-    const auto [job, added] = m_jobs.try_emplace(FoldKey(key), std::move(oI));
+void JobRegistry::Add(std::u16string_view key, const std::shared_ptr<CDLItem>& oI) {
+    const auto [job, added] = m_jobs.try_emplace(FoldKey(key), oI);
     if (!added) throw AutomationError{kErrDuplicateKey, {}, {}, {}, 0};
     job->second->SetPlace(this, m_places.size());
     m_places.push_back(&*job);

@@ -25,7 +25,7 @@ class JobRegistry final : IScheduleObserver {
     std::size_t Count() const { return m_jobs.size(); }
 
     // Adds the record at the end. Throws 457 for a key that is already there.
-    void Add(std::u16string_view key, std::shared_ptr<CDLItem> oI);
+    void Add(std::u16string_view key, const std::shared_ptr<CDLItem>& oI);
     // Null for an unknown key.
     std::shared_ptr<CDLItem> Find(std::u16string_view key) const;
     // Throws 5 for an unknown key.
