@@ -1,0 +1,201 @@
+#include "tests/manager/ManagerTest.h"
+
+// What a host may do inside StateChanged: anything. Run under AddressSanitizer these show that nothing
+// dangles.
+namespace tsasync {
+namespace {
+
+class Reentrancy : public ManagerTest {
+  protected:
+    // Everything that can raise StateChanged, each with a job that runs and one that waits: `inEvent` happens
+    // in the first or second event, `after` when the operation has returned.
+    void ForEveryEvent(
+        const std::function<void(const std::shared_ptr<CDLItem>&)>& inEvent,
+        const std::function<void()>& after = [] {}) {
+        using Raise = std::function<void(const std::shared_ptr<CDLItem>&)>;
+        const Raise raisers[] = {
+            [this](const auto&) { manager->AddURL(u"http://host/new"); },
+            [this](const auto&) { manager->AddURL(u"http://host/1"); },
+            [this](const auto&) {
+                testplatform::ProgressWindows().whileShown = [] {
+                    testplatform::PressCancel();
+                    return true;
+                };
+                manager->AddURL(u"http://host/forced", u"", true);
+            },
+            [this](const auto& oI) { manager->ChangeState(oI->Handle(), tsdStopped); },
+            [this](const auto& oI) { manager->ChangeState(oI->Handle(), tsdStarting); },
+            [this](const auto& oI) {
+                oI->SetRefCount(2);
+                manager->RemoveURL(oI->Handle());
+            },
+            [this](const auto& oI) { manager->RemoveURL(oI->Handle()); },
+            [this](const auto&) {
+                testplatform::RefuseReads(kReadError);
+                manager->Elect();
+            },
+            [](const auto& oI) { FireProgress(testplatform::Bytes(Key(oI), 1, 4)); },
+            [](const auto& oI) { FireProgress(testplatform::Error(Key(oI), kReadError)); },
+            [](const auto& oI) { Complete(oI); },
+            [](const auto& oI) { Fail(oI); },
+        };
+        for (std::size_t i = 0; i < std::size(raisers); ++i) {
+            SCOPED_TRACE(i);
+            for (const int event : {1, 2}) {
+                Restart();
+                const auto oI = Add(u"http://host/1", tsdDownloading);
+                Add(u"http://host/2", tsdPending);
+                int count = 0;
+                host.handler = [&](const std::shared_ptr<CDLItem>& item) {
+                    if (++count == event) inEvent(item);
+                };
+                try {
+                    // As the object that a host holds does, an operation keeps its manager alive by itself.
+                    raisers[i](oI);
+                } catch (const AutomationError&) {
+                    // Some of what a host does makes the operation fail; that is its answer.
+                }
+                host.handler = nullptr;
+                if (count >= event) after();
+            }
+        }
+    }
+
+    void Restart() {
+        if (manager) manager->Terminate();
+        testplatform::RefuseReads(0);
+        testplatform::ResetProgressWindows();
+        manager = CDLManager::Create(host);
+        manager->SetAssetsPath(u"C:\\Assets");
+        manager->SetAutoStart(true);
+        host.Heard();
+    }
+};
+
+TEST_F(Reentrancy, HostReleasesTheManager) {
+    // The operation that goes on starts nothing and tells nothing.
+    ForEveryEvent(
+        [this](const auto&) {
+            manager->Terminate();
+            manager.reset();
+            host.Heard();
+        },
+        [this] {
+            EXPECT_EQ(host.Heard(), 0u);
+            EXPECT_TRUE(testplatform::OpenReads().empty());
+        });
+}
+
+TEST_F(Reentrancy, HostReplacesTheManager) {
+    Host nextHost;
+    std::shared_ptr<CDLManager> next;
+    ForEveryEvent(
+        [&](const auto&) {
+            testplatform::RefuseReads(0);
+            manager->Terminate();
+            next = CDLManager::Create(nextHost);
+            manager = next;
+            next->SetAutoStart(true);
+            next->AddURL(u"http://host/next");
+            EXPECT_EQ(next->Jobs(), 1);
+            EXPECT_EQ(nextHost.last->State(), tsdStarting);
+        },
+        [&] {
+            EXPECT_EQ(testplatform::OpenReads().size(), 1u);
+            EXPECT_EQ(next->ActiveJobs(), 1);
+            EXPECT_EQ(next->Jobs(), 1);
+        });
+}
+
+TEST_F(Reentrancy, HostRemovesEverything) {
+    ForEveryEvent([this](const auto&) {
+        for (const auto url :
+             {u"http://host/1", u"http://host/2", u"http://host/new", u"http://host/forced"}) {
+            const auto handle = manager->HDLbyURL(url);
+            while (!handle.empty() && !manager->HDLbyURL(url).empty()) manager->RemoveURL(handle);
+        }
+        EXPECT_EQ(manager->Jobs(), 0);
+    });
+}
+
+TEST_F(Reentrancy, HostAddsElectsAndChangesState) {
+    ForEveryEvent([this](const auto& oI) {
+        const auto handle = manager->AddURL(u"http://host/inside");
+        manager->Elect();
+        manager->ChangeState(handle, tsdStopped);
+        manager->ChangeState(oI->Handle(), tsdFinished);
+        manager->RemoveURL(handle);
+        EXPECT_EQ(manager->HDLbyURL(u"http://host/inside"), u"");
+    });
+}
+
+TEST_F(Reentrancy, HostMakesAndDropsASecondManager) {
+    Host otherHost;
+    ForEveryEvent([&](const auto&) {
+        const auto other = CDLManager::Create(otherHost);
+        other->SetAutoStart(true);
+        other->AddURL(u"http://host/other");
+        EXPECT_EQ(other->Jobs(), manager->Jobs());
+        other->Terminate();
+    });
+}
+
+TEST_F(Reentrancy, NotificationOfTheSameKindIsDropped) {
+    const auto oI = Add(u"http://host/1", tsdStarting);
+    const auto other = Add(u"http://host/2", tsdStarting);
+    host.Once([&](const auto&) {
+        FireProgress(testplatform::Bytes(Key(other), 7, 8));  // dropped
+        Complete(other);                                      // handled
+        EXPECT_EQ(other->State(), tsdFinished);
+        EXPECT_EQ(other->Size(), 4);
+    });
+    FireProgress(testplatform::Bytes(Key(oI), 1, 8));
+    host.Heard();
+    const auto third = Add(u"http://host/3", tsdStarting);
+    host.Once([&](const auto&) {
+        Complete(third);  // dropped
+        FireProgress(testplatform::Bytes(Key(oI), 7, 8));
+    });
+    Complete(oI);
+    EXPECT_EQ(third->State(), tsdStarting);
+    EXPECT_EQ(oI->Size(), 4);  // the control had forgotten the read already
+    EXPECT_EQ(manager->ActiveJobs(), 1);
+    EXPECT_EQ(host.Heard(), 1u);
+}
+
+TEST_F(Reentrancy, HostReleasesTheManagerUnderItsDialog) {
+    testplatform::ProgressWindows().whileShown = [this] {
+        manager->Terminate();
+        manager.reset();
+        return true;
+    };
+    std::shared_ptr<CDLManager> calling = manager;
+    const auto handle = manager->AddURL(u"http://host/f", u"", true);
+    EXPECT_EQ(handle, calling->GetHDL(u"http://host/f"));
+    EXPECT_TRUE(testplatform::LastProgressWindow().unloaded);
+    EXPECT_TRUE(testplatform::OpenReads().empty());
+    EXPECT_EQ(host.Heard(), 0u);
+}
+
+// Only the newest dialog is heard, so the first one's Cancel closes it and leaves its job running.
+TEST_F(Reentrancy, DialogInsideADialog) {
+    int depth = 0;
+    std::u16string inner;
+    testplatform::ProgressWindows().whileShown = [&] {
+        if (++depth == 1) {
+            inner = manager->AddURL(u"http://host/inner", u"", true);
+            EXPECT_EQ(testplatform::LiveProgressWindows(), 1);
+            manager->RemoveURL(manager->GetHDL(u"http://host/outer"));
+        } else {
+            testplatform::PressCancel();
+        }
+        return true;
+    };
+    EXPECT_EQ(ErrorOf([&] { manager->AddURL(u"http://host/outer", u"", true); }).number, 0);
+    EXPECT_EQ(inner, u"");
+    EXPECT_EQ(manager->Jobs(), 1);
+    EXPECT_EQ(testplatform::LiveProgressWindows(), 0);
+}
+
+}  // namespace
+}  // namespace tsasync

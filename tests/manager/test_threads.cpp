@@ -1,0 +1,127 @@
+#include "automation/Text.h"
+#include "automation/Utf8.h"
+#include "manager/CDLManager.h"
+
+#include <glib.h>
+#include <gtest/gtest.h>
+#include <httplib.h>
+
+#include <array>
+#include <barrier>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <thread>
+
+// Two threads, each with a manager and a main context of its own, downloading at once from one server,
+// through the real reader.
+namespace tsasync {
+namespace {
+
+constexpr int kJobs = 30;
+
+std::string ContentOf(const std::string& name) { return name + std::string(20'000, name.back()); }
+
+class Server {
+  public:
+    Server() {
+        m_server.Get(R"(/(.+))", [](const auto& asked, auto& answer) {
+            answer.set_content(ContentOf(asked.matches[1].str()), "application/pdf");
+        });
+        m_server.set_keep_alive_timeout(1);
+        m_port = m_server.bind_to_any_port("127.0.0.1");
+        m_thread = std::thread([this] { m_server.listen_after_bind(); });
+    }
+    ~Server() {
+        m_server.stop();
+        m_thread.join();
+    }
+    Server(const Server&) = delete;
+    Server& operator=(const Server&) = delete;
+    std::u16string Url(const std::string& name) const {
+        return FromUtf8("http://127.0.0.1:" + std::to_string(m_port) + "/" + name);
+    }
+
+  private:
+    httplib::Server m_server;
+    int m_port = 0;
+    std::thread m_thread;
+};
+
+// A host on the calling thread, with the thread's own main context.
+class Host final : IManagerEvents {
+  public:
+    explicit Host(const std::string& folder) : m_context(g_main_context_new()) {
+        g_main_context_push_thread_default(m_context);
+        manager = CDLManager::Create(*this);
+        manager->SetAssetsPath(FromUtf8(folder));
+        manager->SetAutoStart(true);
+    }
+    ~Host() {
+        manager->Terminate();
+        g_main_context_pop_thread_default(m_context);
+        g_main_context_unref(m_context);
+    }
+    Host(const Host&) = delete;
+    Host& operator=(const Host&) = delete;
+
+    void RunUntilAllEnded() {
+        while (m_ended < kJobs) g_main_context_iteration(m_context, TRUE);
+    }
+
+    std::shared_ptr<CDLManager> manager;
+    int finished = 0;
+    bool heardOnOtherThread = false;
+
+  private:
+    void StateChanged(const std::shared_ptr<CDLItem>& oI) override {
+        if (std::this_thread::get_id() != m_thread) heardOnOtherThread = true;
+        if (oI->State() == tsdFinished) ++finished;
+        // A job that fails waits three minutes; here that is the end of it.
+        const bool failed = oI->State() == tsdPending && oI->Attempts() > 0;
+        if (oI->State() == tsdFinished || oI->State() == tsdBroken || failed) ++m_ended;
+    }
+
+    GMainContext* m_context;
+    const std::thread::id m_thread = std::this_thread::get_id();
+    int m_ended = 0;
+};
+
+TEST(Threads, DownloadAtOnceAndShareNothing) {
+    std::string home = "/tmp/tsasync-threads-XXXXXX";
+    ASSERT_NE(g_mkdtemp(home.data()), nullptr);
+    g_setenv("HOME", home.c_str(), TRUE);
+    g_setenv("XDG_CONFIG_HOME", home.c_str(), TRUE);
+    g_setenv("XDG_CACHE_HOME", home.c_str(), TRUE);
+    g_setenv("no_proxy", "127.0.0.1", TRUE);
+    {
+        const Server server;
+        std::barrier together(2);
+        const auto download = [&](char letter) {
+            const std::string folder = home + "/" + letter;
+            Host host(folder);
+            together.arrive_and_wait();
+            for (int i = 0; i < kJobs; ++i) {
+                host.manager->AddURL(server.Url("shared" + std::to_string(i) + letter));
+            }
+            host.RunUntilAllEnded();
+            EXPECT_EQ(host.finished, kJobs);
+            EXPECT_EQ(host.manager->Jobs(), kJobs);
+            EXPECT_FALSE(host.heardOnOtherThread);
+            for (int i = 0; i < kJobs; ++i) {
+                const std::string name = "shared" + std::to_string(i) + letter;
+                std::ifstream file(folder + "/" + name + ".pdf", std::ios::binary);
+                EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), ContentOf(name)) << name;
+            }
+            together.arrive_and_wait();
+        };
+        std::thread first(download, 'a');
+        std::thread second(download, 'b');
+        first.join();
+        second.join();
+    }
+    std::filesystem::remove_all(home);
+}
+
+}  // namespace
+}  // namespace tsasync
