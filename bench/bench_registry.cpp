@@ -1,0 +1,276 @@
+// What the operations of a manager cost with 1,000 to 1,000,000 registered jobs, and what an idle job takes.
+// Prints, after Google Benchmark's table, the ratio of the dearest to the cheapest number of jobs for each
+// operation.
+#include "automation/Text.h"
+#include "manager/CDLManager.h"
+#include "tests/platform/clock.h"
+
+#include <benchmark/benchmark.h>
+#include <malloc.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <functional>
+#include <map>
+#include <memory>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace tsasync {
+namespace {
+
+constexpr double kNow = 45366;
+constexpr double kPast = kNow - 1;
+constexpr double kFuture = kNow + 1;
+constexpr double kLongAgo = kNow - 1000;  // nothing is due
+constexpr std::size_t kBatch = 100;
+
+enum class Access { AtHand, Anywhere };
+enum class Rest { Idle, Pending, Due };  // what the jobs are that no operation touches
+
+// A manager with a number of jobs, and the records that its host keeps.
+class Engine final : IManagerEvents {
+  public:
+    explicit Engine(std::size_t jobs) {
+        testplatform::SetNow(kNow);
+        manager = CDLManager::Create(*this);
+        const std::size_t before = mallinfo2().uordblks;
+        records.reserve(jobs);
+        const std::size_t vector = mallinfo2().uordblks - before;
+        keeps = true;
+        for (std::size_t i = 0; i < jobs; ++i) manager->AddURL(Url(i), u"Asset");
+        keeps = false;
+        bytesPerJob = static_cast<double>(mallinfo2().uordblks - before - vector) / static_cast<double>(jobs);
+    }
+    ~Engine() { manager->Terminate(); }
+    Engine(const Engine&) = delete;
+    Engine& operator=(const Engine&) = delete;
+
+    static std::u16string Url(std::size_t i) {
+        return u"https://assets.example.com/library/pictures/" + Decimal(static_cast<std::int64_t>(i)) +
+               u".jpg";
+    }
+
+    // What the untouched jobs are, by writing into the records as a host can.
+    void SetRest(Rest value) {
+        for (const auto& oI : records) {
+            oI->SetStart(value == Rest::Due ? kPast : kFuture);
+            oI->SetState(value == Rest::Idle ? tsdStopped : tsdPending);
+        }
+    }
+
+    // As many places in `records` as a batch has; at hand, the same ones as the last time.
+    const std::vector<std::size_t>& Sample(Access access) {
+        if (access == Access::AtHand && !sample.empty()) return sample;
+        sample.clear();
+        for (std::size_t i = 0; i < kBatch; ++i) {
+            const std::size_t part = records.size() / kBatch;  // one from each part, so that none comes twice
+            sample.push_back(i * part + random() % part);
+        }
+        std::shuffle(sample.begin(), sample.end(), random);
+        return sample;
+    }
+    std::vector<std::u16string> HandlesOf(const std::vector<std::size_t>& places) const {
+        std::vector<std::u16string> handles;
+        for (const std::size_t place : places) handles.push_back(records[place]->Handle());
+        return handles;
+    }
+
+    // The job of a place that has left, at the end of the registry.
+    void AddAgain(std::size_t place, Rest rest) {
+        manager->AddURL(Url(place), u"Asset");
+        records[place] = last;
+        last->SetStart(kFuture);
+        last->SetState(rest == Rest::Idle ? tsdStopped : tsdPending);
+    }
+
+    std::shared_ptr<CDLManager> manager;
+    std::vector<std::shared_ptr<CDLItem>> records;
+    std::vector<std::size_t> sample;
+    std::mt19937 random{1};
+    double bytesPerJob = 0;
+    std::size_t added = 0;  // URLs used beyond the first ones
+
+  private:
+    void StateChanged(const std::shared_ptr<CDLItem>& oI) override {
+        if (keeps) records.push_back(oI);
+        last = oI;
+    }
+
+    std::shared_ptr<CDLItem> last;
+    bool keeps = false;  // while the jobs are added
+};
+
+// The engine for this many jobs; one at a time.
+Engine& EngineOf(const benchmark::State& state) {
+    static std::unique_ptr<Engine> engine;
+    const auto jobs = static_cast<std::size_t>(state.range(0));
+    if (!engine || engine->records.size() != jobs) {
+        engine.reset();
+        engine = std::make_unique<Engine>(jobs);
+    }
+    testplatform::SetNow(kNow);
+    return *engine;
+}
+
+// Measures `operation` on every element, the rest of an iteration not at all.
+template <typename Elements, typename Operation>
+void Measure(benchmark::State& state, const Elements& elements, const Operation& operation) {
+    const auto start = std::chrono::steady_clock::now();
+    for (const auto& element : elements) operation(element);
+    const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
+    state.SetIterationTime(time.count() / static_cast<double>(kBatch));  // of one operation
+}
+
+void AddUrl(benchmark::State& state, Rest rest) {
+    Engine& engine = EngineOf(state);
+    engine.SetRest(rest);
+    for (auto _ : state) {
+        std::vector<std::u16string> urls;
+        for (std::size_t i = 0; i < kBatch; ++i) urls.push_back(Engine::Url(100'000'000 + engine.added++));
+        Measure(state, urls, [&](const auto& url) { engine.manager->AddURL(url, u"Asset"); });
+        testplatform::SetNow(kLongAgo);
+        for (const auto& url : urls) engine.manager->RemoveURL(engine.manager->GetHDL(url));
+        testplatform::SetNow(kNow);
+    }
+    state.counters["bytes/job"] = engine.bytesPerJob;
+}
+
+void HdlByUrl(benchmark::State& state, Rest rest, Access access) {
+    Engine& engine = EngineOf(state);
+    engine.SetRest(rest);
+    for (auto _ : state) {
+        std::vector<std::u16string> urls;
+        for (const std::size_t place : engine.Sample(access)) urls.push_back(Engine::Url(place));
+        Measure(state, urls,
+                [&](const auto& url) { benchmark::DoNotOptimize(engine.manager->HDLbyURL(url)); });
+    }
+}
+
+// Stopped jobs become pending and pending ones stopped.
+void ChangeState(benchmark::State& state, Rest rest, Access access) {
+    Engine& engine = EngineOf(state);
+    engine.SetRest(rest);
+    const TSDLStateEnum other = rest == Rest::Idle ? tsdPending : tsdStopped;
+    for (auto _ : state) {
+        const auto& sample = engine.Sample(access);
+        Measure(state, engine.HandlesOf(sample),
+                [&](const auto& handle) { engine.manager->ChangeState(handle, other, kFuture); });
+        for (const std::size_t place : sample) {
+            engine.records[place]->SetState(rest == Rest::Idle ? tsdStopped : tsdPending);
+        }
+    }
+}
+
+// Jobs anywhere in the registry; the host drops its references with them.
+void RemoveUrl(benchmark::State& state, Rest rest, Access access) {
+    Engine& engine = EngineOf(state);
+    engine.SetRest(rest);
+    for (auto _ : state) {
+        const auto& sample = engine.Sample(access);
+        const auto handles = engine.HandlesOf(sample);
+        for (const std::size_t place : sample) engine.records[place].reset();
+        Measure(state, handles, [&](const auto& handle) { engine.manager->RemoveURL(handle); });
+        for (const std::size_t place : sample) engine.AddAgain(place, rest);
+    }
+}
+
+// Elections of jobs anywhere in the registry, or of the first ones where all are due. With `afterWrites` the
+// host makes each job due right before its election.
+void Elect(benchmark::State& state, Rest rest, Access access, bool afterWrites) {
+    Engine& engine = EngineOf(state);
+    engine.SetRest(rest);
+    for (auto _ : state) {
+        const auto& sample = engine.Sample(access);
+        const auto makeDue = [&](std::size_t place) {
+            engine.records[place]->SetStart(kPast);
+            engine.records[place]->SetState(tsdPending);
+        };
+        if (!afterWrites && rest != Rest::Due) std::for_each(sample.begin(), sample.end(), makeDue);
+        std::vector<std::u16string> elected;
+        elected.reserve(kBatch);
+        Measure(state, sample, [&](std::size_t place) {
+            if (afterWrites) makeDue(place);
+            elected.push_back(engine.manager->Elect());
+        });
+        testplatform::SetNow(kLongAgo);
+        for (const auto& handle : elected) {
+            engine.manager->ChangeState(handle, rest == Rest::Idle ? tsdStopped : tsdPending,
+                                        rest == Rest::Due ? kPast : kFuture);
+        }
+        testplatform::SetNow(kNow);
+    }
+}
+
+void ElectNothing(benchmark::State& state, Rest rest) {
+    Engine& engine = EngineOf(state);
+    engine.SetRest(rest);
+    const std::vector<int> batch(kBatch);
+    for (auto _ : state) {
+        Measure(state, batch, [&](int) { benchmark::DoNotOptimize(engine.manager->Elect()); });
+    }
+}
+
+// Google Benchmark's table, and the times kept for the ratios.
+class Reporter final : public benchmark::ConsoleReporter {
+  public:
+    void ReportRuns(const std::vector<Run>& runs) override {
+        ConsoleReporter::ReportRuns(runs);
+        for (const auto& run : runs) {
+            const std::string& name = run.run_name.function_name;
+            if (run.aggregate_name == "median") times[name].push_back(run.GetAdjustedRealTime());
+        }
+    }
+    void Finalize() override {
+        std::printf("\n%-32s dearest / cheapest number of jobs\n", "");
+        for (const auto& [name, values] : times) {
+            const auto [least, most] = std::minmax_element(values.begin(), values.end());
+            std::printf("%-32s %.2f\n", name.c_str(), *most / *least);
+        }
+    }
+
+  private:
+    std::map<std::string, std::vector<double>> times;
+};
+
+}  // namespace
+}  // namespace tsasync
+
+int main(int argc, char** argv) {
+    using namespace tsasync;
+    benchmark::Initialize(&argc, argv);
+    using Run = std::function<void(benchmark::State&)>;
+    std::vector<std::pair<std::string, Run>> cases;
+    for (const auto& [restName, rest] :
+         {std::pair("idle", Rest::Idle), std::pair("pending", Rest::Pending)}) {
+        const std::string among = std::string("/") + restName;
+        cases.emplace_back("AddURL" + among, [=](auto& state) { AddUrl(state, rest); });
+        for (const auto& [accessName, access] :
+             {std::pair("at hand", Access::AtHand), std::pair("anywhere", Access::Anywhere)}) {
+            const std::string name = among + "/" + accessName;
+            cases.emplace_back("HDLbyURL" + name, [=](auto& state) { HdlByUrl(state, rest, access); });
+            cases.emplace_back("ChangeState" + name, [=](auto& state) { ChangeState(state, rest, access); });
+            cases.emplace_back("RemoveURL" + name, [=](auto& state) { RemoveUrl(state, rest, access); });
+            cases.emplace_back("Elect" + name, [=](auto& state) { Elect(state, rest, access, false); });
+            cases.emplace_back("Elect after writes" + name,
+                               [=](auto& state) { Elect(state, rest, access, true); });
+        }
+    }
+    cases.emplace_back("Elect/due", [](auto& state) { Elect(state, Rest::Due, Access::AtHand, false); });
+    cases.emplace_back("Elect/none due", [](auto& state) { ElectNothing(state, Rest::Pending); });
+    for (const std::int64_t jobs : {1'000, 100'000, 1'000'000}) {
+        for (const auto& [name, run] : cases) {
+            benchmark::RegisterBenchmark(name.c_str(), run)
+                ->Arg(jobs)
+                ->UseManualTime()
+                ->Iterations(200)
+                ->Repetitions(5)
+                ->ReportAggregatesOnly();
+        }
+    }
+    Reporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+}
