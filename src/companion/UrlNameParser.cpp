@@ -125,16 +125,24 @@ std::u16string_view TrimmedRight(std::u16string_view text) {
     return text.substr(0, text.find_last_not_of(u". ") + 1);
 }
 
-struct NameParts {
-    std::u16string_view stem;
-    std::u16string_view extension;  // with its dot
-};
+// Without dots and blanks at the beginning, at the end and before a dot, so that the part before any dot is a
+// good name too: callers put another extension behind it.
+std::u16string Tidied(std::u16string_view text) {
+    std::u16string name;
+    for (const char16_t unit : text) {
+        while (unit == u'.' && !name.empty() && (name.back() == u'.' || name.back() == u' ')) name.pop_back();
+        name += unit;
+    }
+    name.erase(0, name.find_first_not_of(u". "));
+    name.resize(TrimmedRight(name).size());
+    return name;
+}
 
-// Both parts can stand alone as a name: neither ends in a dot or blank. `name` neither begins nor ends so.
-NameParts SplitName(std::u16string_view name) {
+// The extension of `name` with its dot; empty when there is none.
+std::u16string_view ExtensionOf(std::u16string_view name) {
     const auto dot = name.rfind(u'.');
-    if (dot == name.npos || ToUtf8(name.substr(dot)).size() > kLongestExtension) return {name, {}};
-    return {TrimmedRight(name.substr(0, dot)), name.substr(dot)};
+    if (dot == name.npos || ToUtf8(name.substr(dot)).size() > kLongestExtension) return {};
+    return name.substr(dot);
 }
 
 // The longest beginning of `text` of at most `bytes` bytes that cuts no character.
@@ -163,15 +171,13 @@ bool IsDeviceName(std::u16string_view name) {
 std::u16string SafeFileName(const UrlParts& parts) {
     const std::u16string text =
         parts.escaped ? Unescape(parts.lastSegment) : std::u16string(parts.lastSegment);
-    const std::u16string safe = WithoutUnsafe(text, U"/\\<>:\"|?*");
-    std::u16string_view name = TrimmedRight(safe);
-    name.remove_prefix(std::min(name.find_first_not_of(u". "), name.size()));
+    std::u16string name = Tidied(WithoutUnsafe(text, U"/\\<>:\"|?*"));
+    if (IsDeviceName(name)) name.insert(name.begin(), u'_');
 
-    const auto [stem, extension] = SplitName(name);
-    const std::size_t room = kLongestName - ToUtf8(extension).size();
-    std::u16string result(TrimmedRight(CutTo(stem, room)));
+    const std::u16string_view extension = ExtensionOf(name);
+    const std::u16string_view stem = std::u16string_view(name).substr(0, name.size() - extension.size());
+    std::u16string result(TrimmedRight(CutTo(stem, kLongestName - ToUtf8(extension).size())));
     result += extension;
-    if (IsDeviceName(result)) result.insert(result.begin(), u'_');
     return result;
 }
 

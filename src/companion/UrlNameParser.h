@@ -14,7 +14,7 @@ class UrlNameParser {
     // The last segment of the path as one file name that both Windows and Linux can hold: no query or
     // fragment, escapes replaced (where they stand for UTF-8, else kept), "_" for each separator, control or
     // direction-changing character and each of <>:"|?*, no dots or blanks at the beginning, at the end or
-    // before the extension, "_" before the name of a device; at most 200 bytes of UTF-8 with the extension
+    // before a dot, "_" before the name of a device; at most 200 bytes of UTF-8 with the extension
     // kept. Empty for "." and "..", when nothing is left, and for a URL without a path (data:, mailto:).
     const std::u16string& FileName() const { return m_sFileName; }
 
