@@ -244,13 +244,11 @@ int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     using Run = std::function<void(benchmark::State&)>;
     std::vector<std::pair<std::string, Run>> cases;
-    for (const auto& [restName, rest] :
-         {std::pair("idle", Rest::Idle), std::pair("pending", Rest::Pending)}) {
-        const std::string among = std::string("/") + restName;
+    for (const Rest rest : {Rest::Idle, Rest::Pending}) {
+        const std::string among = rest == Rest::Idle ? "/idle" : "/pending";
         cases.emplace_back("AddURL" + among, [=](auto& state) { AddUrl(state, rest); });
-        for (const auto& [accessName, access] :
-             {std::pair("at hand", Access::AtHand), std::pair("anywhere", Access::Anywhere)}) {
-            const std::string name = among + "/" + accessName;
+        for (const Access access : {Access::AtHand, Access::Anywhere}) {
+            const std::string name = among + (access == Access::AtHand ? "/at hand" : "/anywhere");
             cases.emplace_back("HDLbyURL" + name, [=](auto& state) { HdlByUrl(state, rest, access); });
             cases.emplace_back("ChangeState" + name, [=](auto& state) { ChangeState(state, rest, access); });
             cases.emplace_back("RemoveURL" + name, [=](auto& state) { RemoveUrl(state, rest, access); });

@@ -29,7 +29,7 @@ std::string ExistingPart(std::string path, struct stat& found) {
         const std::size_t slash =
             path.find_last_not_of('/') == path.npos ? 0 : path.rfind('/', path.find_last_not_of('/'));
         path.resize(slash == path.npos ? 0 : slash);
-        if (path.empty()) path = "/";
+        if (path.empty()) path.push_back('/');
     }
     return path;
 }
