@@ -71,6 +71,11 @@ GtkProgressWindow::GtkProgressWindow(IProgressWindowEvents& events, void (*logEn
     NameForAssistants();
     m_window.add(m_client);
     m_client.show_all();
+    m_window.signal_realize().connect(
+        [this] {  // a small title bar: nothing to do there but to move and to close
+            m_window.get_window()->set_functions(Gdk::FUNC_MOVE | Gdk::FUNC_CLOSE);
+            m_window.get_window()->set_decorations(Gdk::DECOR_BORDER | Gdk::DECOR_TITLE);
+        });
     m_window.signal_delete_event().connect([this](GdkEventAny*) { return CloseByUser(); });
     m_window.signal_key_press_event().connect(
         [this](GdkEventKey* key) {

@@ -1,0 +1,96 @@
+#include "tests/ui/commanded_locale.h"
+#include "ui/modRes.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+namespace tsasync {
+
+namespace {
+
+class ModRes : public testing::Test {
+  protected:
+    void SetUp() override {
+        testlocale::Set(1033, u".");
+        modRes::SetResModule(-1);
+    }
+};
+
+struct Lookup {
+    std::int32_t language;
+    std::int32_t user;
+    std::int32_t id;
+    std::u16string_view text;
+};
+
+TEST_F(ModRes, FindsTheTextInTheChosenLanguageThenTheUsersThenInEnglish) {
+    const Lookup lookups[] = {
+        {1036, 1033, 105, u"Annuler"},
+        {1036, 1033, 101, u"Enregistrement :"},
+        {1031, 1033, 102, u"Gesch\u00E4tzte verbleibende Zeit:"},
+        {1034, 1033, 1000, u"Error de lectura as\u00EDncrona"},
+        {1040, 1033, 1016, u"Termina operazione di sincronizzazione"},
+        {1043, 1033, 1006, u"Download be\u00EBindigen"},
+        {1033, 1043, 117, u"Completed"},
+        // the last string of block 7 and the first of block 8; the last of block 63 and the first of block 64
+        {1031, 1033, 111, u"Wird heruntergeladen"},
+        {1031, 1033, 112, u"Std."},
+        {1043, 1033, 1005, u"Bezig met downloaden"},
+        {1034, 1033, 1010, u"Usando copia en cach\u00E9"},
+        // the user's default language
+        {0, 1036, 105, u"Annuler"},
+        {-7, 1040, 105, u"Annulla"},
+        {0, 0, 105, u"Cancel"},
+        {0, 1041, 105, u"Cancel"},
+        // another German is not German (Germany): the neutral choice decides, then English
+        {2055, 1033, 105, u"Cancel"},
+        {2055, 1036, 105, u"Annuler"},
+        {2055, 2055, 105, u"Abbrechen"},
+        // no text
+        {1033, 1033, 1007, u""},
+        {1033, 1033, 1012, u""},
+        {1033, 1033, 118, u""},
+        {1033, 1033, 5000, u""},
+        {1033, 1033, -5, u""},
+        {1033, 1033, 2147483647, u""},
+    };
+    for (const Lookup& lookup : lookups) {
+        testlocale::Set(lookup.user, u".");
+        modRes::SetLangID(lookup.language);
+        EXPECT_EQ(modRes::LoadResText(lookup.id), lookup.text)
+            << lookup.id << " in " << lookup.language << " of a user of " << lookup.user;
+    }
+}
+
+TEST_F(ModRes, TakesTheUsersLanguageWhenItIsChosenAndNotLater) {
+    testlocale::Set(1031, u".");
+    modRes::SetLangID(0);
+    testlocale::Set(1036, u".");
+    EXPECT_EQ(modRes::LoadResText(105), u"Abbrechen");
+}
+
+TEST_F(ModRes, EveryThreadHasItsOwnModuleAndLanguage) {
+    modRes::SetLangID(1036);
+    std::u16string withoutModule = u"?";
+    std::u16string neutral;
+    std::thread([&] {
+        withoutModule = modRes::LoadResText(105);
+        testlocale::Set(1043, u".");
+        modRes::SetResModule(-1);
+        neutral = modRes::LoadResText(105);
+    }).join();
+    EXPECT_EQ(withoutModule, u"");
+    EXPECT_EQ(neutral, u"Annuleren");
+    EXPECT_EQ(modRes::LoadResText(105), u"Annuler");
+}
+
+TEST_F(ModRes, AnotherModuleHasNoTexts) {
+    modRes::SetLangID(1033);
+    modRes::SetResModule(4711);
+    EXPECT_EQ(modRes::LoadResText(105), u"");
+}
+
+}  // namespace
+
+}  // namespace tsasync
