@@ -1,0 +1,263 @@
+#include "url_binding.h"
+
+#include "download_file.h"
+#include "platform/text.h"
+#include "read_error.h"
+#include "wide.h"
+
+#include <algorithm>
+#include <array>
+#include <cwchar>
+#include <utility>
+#include <vector>
+
+namespace tsasync::platform {
+
+namespace {
+
+constexpr int kMaxRedirections = 20;
+
+std::u16string Lower(std::u16string_view text) {
+    std::u16string lower(text);
+    std::transform(lower.begin(), lower.end(), lower.begin(), ToLower);
+    return lower;
+}
+
+// In lower case, without the colon; empty when there is none.
+std::u16string Scheme(std::u16string_view url) {
+    const auto colon = url.find(u':');
+    return colon == std::u16string_view::npos ? std::u16string() : Lower(url.substr(0, colon));
+}
+
+// The value of the field `name` (lower case) of a response's head; empty when it has none.
+std::u16string HeaderField(std::u16string_view head, std::u16string_view name) {
+    while (!head.empty()) {
+        const auto end = std::min(head.find(u"\r\n"), head.size());
+        const std::u16string_view line = head.substr(0, end);
+        head.remove_prefix(std::min(end + 2, head.size()));
+        const auto colon = line.find(u':');
+        if (colon == std::u16string_view::npos || Lower(line.substr(0, colon)) != name) continue;
+        const auto first = line.find_first_not_of(u" \t", colon + 1);
+        return first == std::u16string_view::npos ? std::u16string() : std::u16string(line.substr(first));
+    }
+    return {};
+}
+
+bool IsForwarded(ULONG code) {
+    constexpr std::array kCodes{
+        kStatusFindingResource,        kStatusConnecting,         kStatusRedirecting,
+        kStatusBeginDownload,          kStatusDownloading,        kStatusEndDownload,
+        kStatusUsingCachedCopy,        kStatusSendingRequest,     kStatusMimeTypeAvailable,
+        kStatusCacheFileNameAvailable, kStatusBeginSyncOperation, kStatusEndSyncOperation};
+    return std::find(kCodes.begin(), kCodes.end(), static_cast<std::int32_t>(code)) != kCodes.end();
+}
+
+}  // namespace
+
+UrlBinding::UrlBinding(std::u16string url, Report report)
+    : m_url(std::move(url)), m_target(m_url), m_report(std::move(report)) {}
+
+UrlBinding::~UrlBinding() { CloseFile(); }
+
+void UrlBinding::Start() {
+    const std::u16string scheme = Scheme(m_url);
+    if (scheme.empty()) {
+        Finish(Failure(kErrInvalidUrl, u"No address of a file", m_url));
+    } else if (scheme != u"http" && scheme != u"https" && scheme != u"ftp" && scheme != u"file") {
+        Finish(Failure(kErrUnknownProtocol, u"Unknown scheme", m_url));
+    } else {
+        m_file = CreateDownloadFile(m_path);
+        if (m_file == INVALID_HANDLE_VALUE) {
+            Finish(FileFailure(GetLastError(), m_path));
+        } else if (const HRESULT started = Bind(); FAILED(started)) {
+            Finish(BindingFailure(started, m_url));
+        }
+    }
+}
+
+HRESULT UrlBinding::Bind() {
+    IMoniker* moniker = nullptr;
+    HRESULT result = CreateURLMonikerEx(nullptr, Wide(m_url), &moniker, URL_MK_UNIFORM);
+    if (FAILED(result)) return result;
+    IBindCtx* context = nullptr;
+    result = CreateAsyncBindCtx(0, this, nullptr, &context);
+    if (SUCCEEDED(result)) {
+        IStream* stream = nullptr;
+        result = moniker->BindToStorage(context, nullptr, IID_IStream, reinterpret_cast<void**>(&stream));
+        if (stream != nullptr) stream->Release();
+        context->Release();
+    }
+    moniker->Release();
+    return result;
+}
+
+void UrlBinding::Abort() {
+    m_report = nullptr;
+    StopBinding();
+    CloseFile();
+    if (!m_path.empty()) DeleteFileW(Wide(m_path));
+}
+
+void UrlBinding::Fail(std::int32_t number, std::u16string_view what) {
+    StopBinding();
+    Finish(Failure(number, what, m_target));
+}
+
+void UrlBinding::StopBinding() {
+    if (m_binding != nullptr) m_binding->Abort();
+}
+
+void UrlBinding::CloseFile() {
+    if (m_file != INVALID_HANDLE_VALUE) CloseHandle(m_file);
+    m_file = INVALID_HANDLE_VALUE;
+}
+
+void UrlBinding::Tell(std::int32_t code, std::u16string text) {
+    if (m_report) m_report({code, std::move(text), m_target, m_received, m_max, std::nullopt});
+}
+
+void UrlBinding::Finish(std::variant<std::u16string, ReadFailure> result) {
+    const Report report = std::exchange(m_report, nullptr);
+    CloseFile();
+    if (!report) return;
+    if (std::holds_alternative<ReadFailure>(result) && !m_path.empty()) DeleteFileW(Wide(m_path));
+    report({0, {}, m_target, m_received, m_max, std::move(result)});
+}
+
+HRESULT UrlBinding::QueryInterface(REFIID id, void** object) {
+    if (id == IID_IUnknown || id == IID_IBindStatusCallback) {
+        *object = static_cast<IBindStatusCallback*>(this);
+    } else if (id == IID_IHttpNegotiate) {
+        *object = static_cast<IHttpNegotiate*>(this);
+    } else {
+        *object = nullptr;
+        return E_NOINTERFACE;
+    }
+    AddRef();
+    return S_OK;
+}
+
+ULONG UrlBinding::AddRef() { return ++m_references; }
+
+ULONG UrlBinding::Release() {
+    const ULONG left = --m_references;
+    if (left == 0) delete this;
+    return left;
+}
+
+HRESULT UrlBinding::OnStartBinding(DWORD, IBinding* binding) {
+    if (!m_report) return E_ABORT;
+    m_binding = binding;
+    m_binding->AddRef();
+    return S_OK;
+}
+
+HRESULT UrlBinding::GetPriority(LONG* priority) {
+    *priority = THREAD_PRIORITY_NORMAL;
+    return S_OK;
+}
+
+HRESULT UrlBinding::OnLowResource(DWORD) { return S_OK; }
+
+HRESULT UrlBinding::OnProgress(ULONG progress, ULONG progressMax, ULONG code, LPCWSTR text) {
+    m_lastSign = GetTickCount64();
+    if (code == kStatusRedirecting && !MayFollow(FromWide(text))) {
+        Fail(kErrRedirectFailed, u"A redirection that is not followed");
+        return E_ABORT;
+    }
+    if (code == kStatusBeginDownload || code == kStatusDownloading || code == kStatusEndDownload) {
+        m_received = std::max<std::int64_t>(m_received, progress);
+        m_max = std::max<std::int64_t>(m_max, progressMax);
+    }
+    if (IsForwarded(code)) Tell(static_cast<std::int32_t>(code), FromWide(text));
+    return S_OK;
+}
+
+// Never to a file, never from a protected connection to an open one.
+bool UrlBinding::MayFollow(std::u16string_view url) {
+    const std::u16string scheme = Scheme(url);
+    const bool relative = url.find(u"://") == std::u16string_view::npos;
+    const bool allowed =
+        relative || scheme == u"https" || (scheme == u"http" && Scheme(m_target) != u"https");
+    if (!allowed || ++m_redirections > kMaxRedirections) return false;
+    if (!relative) m_target = url;
+    return true;
+}
+
+// No dialog of the system's: nobody may be there to answer it.
+HRESULT UrlBinding::GetBindInfo(DWORD* flags, BINDINFO* info) {
+    *flags = BINDF_ASYNCHRONOUS | BINDF_ASYNCSTORAGE | BINDF_PULLDATA | BINDF_NO_UI | BINDF_SILENTOPERATION;
+    const ULONG size = info->cbSize;
+    std::fill_n(reinterpret_cast<std::byte*>(info), size, std::byte{});
+    info->cbSize = size;
+    info->dwBindVerb = BINDVERB_GET;
+    return S_OK;
+}
+
+HRESULT UrlBinding::OnDataAvailable(DWORD, DWORD, FORMATETC*, STGMEDIUM* medium) {
+    m_lastSign = GetTickCount64();
+    if (m_file == INVALID_HANDLE_VALUE || medium->tymed != TYMED_ISTREAM) return E_ABORT;
+    std::vector<std::byte> buffer(std::size_t{64} << 10);
+    for (;;) {
+        ULONG count = 0;
+        const HRESULT result = medium->pstm->Read(buffer.data(), static_cast<ULONG>(buffer.size()), &count);
+        DWORD written = 0;
+        if (count > 0 &&
+            (WriteFile(m_file, buffer.data(), count, &written, nullptr) == FALSE || written != count)) {
+            const DWORD error = GetLastError();
+            StopBinding();
+            Finish(FileFailure(error, m_path));
+            return E_ABORT;
+        }
+        if (result != S_OK || count == 0) return S_OK;  // the end, or no more for the moment
+    }
+}
+
+HRESULT UrlBinding::OnObjectAvailable(REFIID, IUnknown*) { return S_OK; }
+
+HRESULT UrlBinding::OnStopBinding(HRESULT result, LPCWSTR) {
+    if (IBinding* const binding = std::exchange(m_binding, nullptr)) binding->Release();
+    if (auto failure = FailureOf(result)) {
+        Finish(std::move(*failure));
+    } else {
+        Finish(m_path);
+    }
+    return S_OK;
+}
+
+// A binding that ended well may still hold an error page or a part of the data.
+std::optional<ReadFailure> UrlBinding::FailureOf(HRESULT result) const {
+    if (m_status != 0 && !IsSuccess(m_status)) return StatusFailure(m_status, m_target);
+    if (FAILED(result)) return BindingFailure(result, m_target);
+    LARGE_INTEGER size{};
+    if (m_file == INVALID_HANDLE_VALUE || GetFileSizeEx(m_file, &size) == FALSE) {
+        return FileFailure(GetLastError(), m_path);
+    }
+    if (m_contentLength && *m_contentLength != size.QuadPart) {
+        return Failure(kErrDownloadFailure, u"The connection ended before the data did", m_target);
+    }
+    return std::nullopt;
+}
+
+HRESULT UrlBinding::BeginningTransaction(LPCWSTR, LPCWSTR, DWORD, LPWSTR* additional) {
+    *additional = nullptr;
+    return S_OK;
+}
+
+HRESULT UrlBinding::OnResponse(DWORD status, LPCWSTR headers, LPCWSTR, LPWSTR* additional) {
+    if (additional != nullptr) *additional = nullptr;
+    m_lastSign = GetTickCount64();
+    m_status = status;
+    m_contentLength.reset();
+    const std::u16string head = FromWide(headers);
+    const std::u16string length = HeaderField(head, u"content-length");
+    const std::u16string encoding = Lower(HeaderField(head, u"content-encoding"));
+    // What the system decodes has another length.
+    if (!length.empty() && (encoding.empty() || encoding == u"identity")) {
+        m_contentLength = std::wcstoll(Wide(length), nullptr, 10);
+        m_max = *m_contentLength;
+    }
+    return S_OK;
+}
+
+}  // namespace tsasync::platform

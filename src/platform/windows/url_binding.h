@@ -1,0 +1,96 @@
+#pragma once
+
+#include <windows.h>
+// after windows.h, whose types it uses
+#include "platform/url_reader.h"
+
+#include <urlmon.h>
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+
+namespace tsasync::platform {
+
+// One notification of a binding.
+struct BindingNotice {
+    std::int32_t code = 0;  // ReadStatus; without meaning at the end
+    std::u16string text;
+    std::u16string target;  // the URL read at this moment
+    std::int64_t bytesRead = 0;
+    std::int64_t bytesMax = 0;  // 0 unknown
+    // At the end only, and then always: the path of the file, or the failure.
+    std::optional<std::variant<std::u16string, ReadFailure>> result;
+};
+
+// One URL moniker on its way into one file. Used on one thread, from whose message loop the moniker calls
+// back. Reference-counted, since the moniker holds it.
+class UrlBinding final : public IBindStatusCallback, public IHttpNegotiate {
+  public:
+    using Report = std::function<void(BindingNotice)>;
+
+    // `report` may be called from inside Start already. It is called last with a result, and never after
+    // Abort.
+    UrlBinding(std::u16string url, Report report);
+    UrlBinding(const UrlBinding&) = delete;
+    UrlBinding& operator=(const UrlBinding&) = delete;
+
+    void Start();
+    // Stops it silently and deletes the file.
+    void Abort();
+    // Stops it with this failure.
+    void Fail(std::int32_t number, std::u16string_view what);
+    // Milliseconds since the server last gave a sign.
+    std::uint64_t SilentFor() const { return GetTickCount64() - m_lastSign; }
+
+    // IUnknown
+    STDMETHOD(QueryInterface)(REFIID id, void** object) override;
+    STDMETHOD_(ULONG, AddRef)() override;
+    STDMETHOD_(ULONG, Release)() override;
+
+    // IBindStatusCallback
+    STDMETHOD(OnStartBinding)(DWORD reserved, IBinding* binding) override;
+    STDMETHOD(GetPriority)(LONG* priority) override;
+    STDMETHOD(OnLowResource)(DWORD reserved) override;
+    STDMETHOD(OnProgress)(ULONG progress, ULONG progressMax, ULONG code, LPCWSTR text) override;
+    STDMETHOD(OnStopBinding)(HRESULT result, LPCWSTR error) override;
+    STDMETHOD(GetBindInfo)(DWORD* flags, BINDINFO* info) override;
+    STDMETHOD(OnDataAvailable)(DWORD flags, DWORD size, FORMATETC* format, STGMEDIUM* medium) override;
+    STDMETHOD(OnObjectAvailable)(REFIID id, IUnknown* object) override;
+
+    // IHttpNegotiate
+    STDMETHOD(BeginningTransaction)
+    (LPCWSTR url, LPCWSTR headers, DWORD reserved, LPWSTR* additional) override;
+    STDMETHOD(OnResponse)(DWORD status, LPCWSTR headers, LPCWSTR requestHeaders, LPWSTR* additional) override;
+
+  private:
+    ~UrlBinding();
+
+    HRESULT Bind();
+    bool MayFollow(std::u16string_view url);
+    void Tell(std::int32_t code, std::u16string text);
+    void Finish(std::variant<std::u16string, ReadFailure> result);
+    std::optional<ReadFailure> FailureOf(HRESULT result) const;
+    void StopBinding();
+    void CloseFile();
+
+    std::u16string m_url;     // as asked for
+    std::u16string m_target;  // after redirections
+    Report m_report;          // empty once the end is told
+    IBinding* m_binding = nullptr;
+    HANDLE m_file = INVALID_HANDLE_VALUE;
+    std::u16string m_path;
+    std::optional<ReadFailure> m_failure;         // found here, not by the moniker
+    std::optional<std::int64_t> m_contentLength;  // of the bytes as they are written
+    std::uint64_t m_lastSign = GetTickCount64();
+    std::int64_t m_received = 0;
+    std::int64_t m_max = 0;
+    DWORD m_status = 0;  // of the last HTTP response
+    int m_redirections = 0;
+    ULONG m_references = 1;
+};
+
+}  // namespace tsasync::platform
