@@ -95,7 +95,8 @@ HRESULT Invocation::Convert(UINT& badArgument) {
         const Parameter& parameter = m_member.parameters[i];
         HRESULT converted = S_OK;
         if (!IsOmitted(m_arguments[i])) {
-            converted = VariantChangeType(&m_values[i], m_arguments[i], 0, parameter.type);
+            converted =
+                VariantChangeType(&m_values[i], const_cast<VARIANT*>(m_arguments[i]), 0, parameter.type);
         } else if (parameter.optional) {
             m_values[i].vt = parameter.type;  // with the content of an empty variant, which is zero
         } else {
