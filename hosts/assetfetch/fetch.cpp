@@ -1,0 +1,247 @@
+#include "fetch.h"
+
+#include "text.h"
+
+#include <glib-unix.h>
+
+#include <algorithm>
+#include <csignal>
+#include <filesystem>
+
+namespace assetfetch {
+
+using tsasync::host::Bstr;
+using tsasync::host::Check;
+using tsasync::host::Utf16;
+using tsasync::host::Utf8;
+
+namespace {
+
+constexpr int kAttemptLimit = 10;
+
+std::string TextOf(_CDLItem& item, HRESULT (_CDLItem::*get)(BSTR*)) {
+    Bstr text;
+    Check((item.*get)(text.Put()));
+    return Utf8(text.Text());
+}
+
+template <typename T>
+T ValueOf(_CDLItem& item, HRESULT (_CDLItem::*get)(T*)) {
+    T value{};
+    Check((item.*get)(&value));
+    return value;
+}
+
+// The record tells how far a transfer came, not what ended it. For a local file this host can look for
+// itself.
+std::string LocalFault(const std::string& url) {
+    char* name = g_filename_from_uri(url.c_str(), nullptr, nullptr);
+    if (name == nullptr) return {};
+    std::error_code error;
+    const auto status = std::filesystem::status(name, error);
+    g_free(name);
+    if (error || !std::filesystem::exists(status)) return std::generic_category().message(ENOENT);
+    if (std::filesystem::is_directory(status)) return std::generic_category().message(EISDIR);
+    return {};
+}
+
+std::string FaultOf(const Job& job) {
+    if (std::string local = LocalFault(job.url); !local.empty()) return local;
+    if (job.size == 0) return "nothing arrived: the server can't be reached, refuses or has no such file";
+    if (job.total > job.size) return "broke off after " + SizeText(job.size) + " of " + SizeText(job.total);
+    return "broke off after " + SizeText(job.size);
+}
+
+}  // namespace
+
+Fetch::Fetch(const Options& options)
+    : m_options(options),
+      m_view(MakeView(options, m_totals)),
+      m_manager(tsasync::host::CreateManager(&DllGetClassObject)),
+      m_events(m_manager, {[this](_CDLItem& item) { OnStateChanged(item); }, nullptr}),
+      m_loop(g_main_loop_new(nullptr, FALSE)) {
+    if (options.language) Check(m_manager->put_LangID(*options.language));
+    Bstr folder;
+    Check(m_manager->get_AssetsPath(folder.Put()));
+    m_assets = PrepareFolder(options.assets.empty() ? Utf8(folder.Text()) : options.assets);
+    Check(m_manager->put_AssetsPath(Bstr(Utf16(m_assets))));
+    Check(m_manager->put_AutoStart(VARIANT_TRUE));
+    m_sources = {g_timeout_add(100, OnTick, this), g_timeout_add_seconds(1, OnElection, this),
+                 g_unix_signal_add(SIGINT, OnSignal<SIGINT>, this),
+                 g_unix_signal_add(SIGTERM, OnSignal<SIGTERM>, this),
+                 g_unix_signal_add(SIGHUP, OnSignal<SIGHUP>, this)};
+}
+
+Fetch::~Fetch() {
+    for (const guint source : m_sources) g_source_remove(source);
+    g_main_loop_unref(m_loop);
+}
+
+int Fetch::Run() {
+    m_totals.jobs = m_options.urls.size();
+    for (const std::string& url : m_options.urls) {
+        if (m_signal != 0) break;
+        Add(url);
+    }
+    if (m_signal == 0 && m_totals.Open() != 0) g_main_loop_run(m_loop);
+    return End();
+}
+
+void Fetch::Add(const std::string& url) {
+    std::string fault = UrlFault(url);
+    Bstr handle;
+    const Bstr address(Utf16(url));
+    if (fault.empty()) Check(m_manager->GetHDL(address, handle.Put()));
+    const auto [known, is_new] = m_byHandle.try_emplace(Utf8(handle.Text()), nullptr);
+    if (!fault.empty() || is_new) {
+        Job& job = m_jobs.emplace_back();
+        job.index = m_jobs.size();
+        job.url = url;
+        job.name = DisplayName(url);
+        if (!fault.empty()) {
+            m_view->Message((url.empty() ? "" : Printable(url) + ": ") + fault);
+            return Close(job, Outcome::kFailed, std::move(fault));
+        }
+        job.handle = known->first;
+        known->second = &job;
+    } else {
+        --m_totals.jobs;  // the same file once more
+    }
+    Job& job = *known->second;
+    ++job.registrations;
+    Check(m_manager->AddURL(address, Bstr(Utf16(job.name)), m_options.force ? VARIANT_TRUE : VARIANT_FALSE,
+                            handle.Put()));
+    if (m_options.force && SysStringLen(handle) == 0 && job.outcome == Outcome::kOpen)
+        Close(job, Outcome::kFailed, job.reason.empty() ? "cancelled" : job.reason);
+}
+
+void Fetch::OnStateChanged(_CDLItem& item) {
+    const auto found = m_byHandle.find(TextOf(item, &_CDLItem::get_Handle));
+    if (found == m_byHandle.end() || found->second->outcome != Outcome::kOpen || m_signal != 0) return;
+    Job& job = *found->second;
+    Update(job, item);
+    Judge(job, item);
+    m_view->Changed(job);
+    if (m_totals.Open() == 0) g_main_loop_quit(m_loop);
+}
+
+void Fetch::Update(Job& job, _CDLItem& item) {
+    if (!job.item) job.item = tsasync::host::ComPtr<_CDLItem>(&item);
+    m_totals.received -= job.size;
+    m_totals.expected -= std::max(job.size, job.total);
+    job.state = ValueOf(item, &_CDLItem::get_State);
+    job.attempts = ValueOf(item, &_CDLItem::get_Attempts);
+    job.size = ValueOf(item, &_CDLItem::get_Size);
+    job.total = ValueOf(item, &_CDLItem::get_TotalSize);
+    job.mime = TextOf(item, &_CDLItem::get_MIMEType);
+    if (job.state == tsdFinished) job.path = TextOf(item, &_CDLItem::get_FinalPath);
+    m_totals.received += job.size;
+    m_totals.expected += std::max(job.size, job.total);
+}
+
+// What the change means. A pending job that has been started has failed; so has one that is started once
+// more, as a forced one is at once.
+void Fetch::Judge(Job& job, _CDLItem& item) {
+    const bool given_up = job.state == tsdBroken;
+    const int ended =
+        job.state == tsdStarting || job.state == tsdDownloading ? job.attempts - 1 : job.attempts;
+    if (job.state == tsdFinished) {
+        Close(job, Outcome::kFinished);
+    } else if (given_up && job.attempts < kAttemptLimit) {
+        m_view->Message(Printable(job.url) + ": arrived, but can't be placed in " + Printable(m_assets));
+        Close(job, Outcome::kFailed, "can't be placed in " + m_assets);
+    } else if (job.state != tsdStopped && ended > job.failures) {
+        job.failures = ended;
+        OnFailedAttempt(job, item);
+    }
+}
+
+void Fetch::OnFailedAttempt(Job& job, _CDLItem& item) {
+    job.reason = FaultOf(job);
+    std::string line = Printable(job.url) + ": " + job.reason;
+    const bool given_up = m_options.noRetry || job.state == tsdBroken;
+    if (!given_up) {
+        line += " (attempt " + std::to_string(job.failures) + " of " + std::to_string(kAttemptLimit);
+        if (job.state == tsdPending)
+            line += ", the next one at " + TimeOfDayText(ValueOf(item, &_CDLItem::get_Start));
+        line += ")";
+    } else if (job.failures > 1) {
+        line += ", " + std::to_string(job.failures) + " times";
+    }
+    m_view->Message(line);
+    if (!given_up) return;
+    // A record that is written by its host is left alone by the next election.
+    if (job.state == tsdPending) Check(item.put_State(tsdBroken));
+    if (job.state == tsdStarting || job.state == tsdDownloading)
+        Check(m_manager->RemoveURL(Bstr(Utf16(job.handle))));
+    job.state = tsdBroken;
+    Close(job, Outcome::kFailed, job.reason);
+}
+
+void Fetch::Close(Job& job, Outcome outcome, std::string reason) {
+    job.outcome = outcome;
+    job.reason = std::move(reason);
+    if (outcome == Outcome::kFinished)
+        ++m_totals.finished;
+    else
+        ++m_totals.failed;
+}
+
+// Each removal elects the next pending job; stopping those first keeps them from being started just to be
+// ended.
+void Fetch::RemoveAll() {
+    for (Job& job : m_jobs) {
+        if (job.item && ValueOf(*job.item.Get(), &_CDLItem::get_State) == tsdPending)
+            Check(job.item->put_State(tsdStopped));
+    }
+    for (Job& job : m_jobs) {
+        for (Bstr handle{Utf16(job.handle)}; job.registrations > 0; --job.registrations) {
+            Bstr registered;
+            Check(m_manager->HDLbyURL(Bstr(Utf16(job.url)), registered.Put()));
+            if (SysStringLen(registered) != 0) Check(m_manager->RemoveURL(handle));
+        }
+    }
+}
+
+int Fetch::End() {
+    for (const Job& job : m_jobs)
+        if (job.outcome != Outcome::kFinished) m_view->Changed(job);
+    m_view->End(m_jobs);
+    if (std::fflush(stdout) != 0) {
+        PrintMessage("can't write to standard output: " + std::generic_category().message(errno));
+        return 1;
+    }
+    if (m_signal != 0) return 128 + m_signal;
+    return m_totals.failed == 0 ? 0 : 1;
+}
+
+gboolean Fetch::OnTick(gpointer self) {
+    static_cast<Fetch*>(self)->m_view->Tick();
+    return G_SOURCE_CONTINUE;
+}
+
+gboolean Fetch::OnElection(gpointer self) {
+    Bstr started;
+    const auto& manager = static_cast<Fetch*>(self)->m_manager;
+    if (FAILED(manager->Elect(started.Put()))) PrintMessage("a job could not be started; trying again");
+    return G_SOURCE_CONTINUE;
+}
+
+template <int signal>
+gboolean Fetch::OnSignal(gpointer self) {
+    static_cast<Fetch*>(self)->Stop(signal);
+    return G_SOURCE_CONTINUE;
+}
+
+void Fetch::Stop(int signal) {
+    if (m_signal != 0) return;
+    m_signal = signal;
+    try {
+        RemoveAll();
+    } catch (const tsasync::host::Error& error) {
+        m_view->Message(error.what());
+    }
+    g_main_loop_quit(m_loop);
+}
+
+}  // namespace assetfetch
