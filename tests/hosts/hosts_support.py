@@ -1,0 +1,147 @@
+"""What the tests of assetfetch share: servers on free loopback ports and a host in a home of its own."""
+import functools
+import http.server
+import os
+import pathlib
+import shutil
+import signal
+import socket
+import subprocess
+import tempfile
+import threading
+import time
+import unittest
+
+ASSETFETCH = os.environ["ASSETFETCH"]
+PATIENCE = 60  # seconds after which a test gives up
+
+
+def free_port():
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
+
+
+class HostTest(unittest.TestCase):
+    """Each test has a scratch folder with `site` to serve, `assets` to fetch into and a home for the host."""
+
+    def setUp(self):
+        self.root = pathlib.Path(tempfile.mkdtemp(prefix="assetfetch-test-"))
+        self.addCleanup(shutil.rmtree, self.root)
+        self.site = self.root / "site"
+        self.site.mkdir()
+        self.assets = self.root / "assets"
+        self.environment = {**os.environ, "HOME": str(self.root / "home"), "QMASYN10_UI": "none", "LC_ALL": "C.UTF-8"}
+        for name in list(self.environment):
+            if name.startswith("XDG_") or name.lower().endswith("_proxy"):
+                del self.environment[name]
+
+    def command(self, *arguments):
+        return [ASSETFETCH, "--assets", str(self.assets), *map(str, arguments)]
+
+    def fetch(self, *arguments, **options):
+        return subprocess.run(self.command(*arguments), env=self.environment, capture_output=True, text=True,
+                              timeout=PATIENCE, **options)
+
+    def start(self, *arguments, **options):
+        process = subprocess.Popen(self.command(*arguments), env=self.environment, **options)
+        self.addCleanup(self.end, process)
+        return process
+
+    @staticmethod
+    def end(process):
+        if process.poll() is None:
+            process.kill()
+        process.wait()
+        for stream in (process.stdin, process.stdout, process.stderr):
+            if stream:
+                stream.close()
+
+    def serve(self, handler):
+        """A server of this process; gives its origin."""
+        server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), handler)
+        server.daemon_threads = True
+        thread = threading.Thread(target=server.serve_forever)
+        thread.start()
+
+        def stop():
+            server.shutdown()
+            thread.join()
+            server.server_close()
+
+        self.addCleanup(stop)
+        return f"http://127.0.0.1:{server.server_port}"
+
+    def serve_site(self):
+        class Quiet(http.server.SimpleHTTPRequestHandler):
+            def log_message(self, format, *args):
+                pass
+
+        return self.serve(functools.partial(Quiet, directory=str(self.site)))
+
+    def start_nginx(self, locations):
+        """nginx with these lines in its server block; gives its origin."""
+        port = free_port()
+        prefix = self.root / "nginx"
+        prefix.mkdir()
+        os.chmod(self.root, 0o755)  # its workers are another user
+        (prefix / "nginx.conf").write_text(f"""
+daemon off; worker_processes 1; pid {prefix}/pid; error_log {prefix}/error.log;
+events {{}}
+http {{
+    access_log off;
+    types {{ image/jpeg jpg; text/html html; }}
+    default_type application/octet-stream;
+    client_body_temp_path {prefix}/body; proxy_temp_path {prefix}/proxy; fastcgi_temp_path {prefix}/fastcgi;
+    uwsgi_temp_path {prefix}/uwsgi; scgi_temp_path {prefix}/scgi;
+    server {{ listen 127.0.0.1:{port}; root {self.site}; {locations} }}
+}}
+""")
+        process = subprocess.Popen(["/usr/sbin/nginx", "-p", str(prefix), "-c", str(prefix / "nginx.conf")],
+                                   stderr=subprocess.DEVNULL)
+
+        def stop():
+            process.send_signal(signal.SIGTERM)
+            process.wait()
+
+        self.addCleanup(stop)
+        self.await_true(lambda: self.accepts(port), "nginx to listen")
+        return f"http://127.0.0.1:{port}"
+
+    @staticmethod
+    def accepts(port):
+        with socket.socket() as probe:
+            return probe.connect_ex(("127.0.0.1", port)) == 0
+
+    def await_true(self, condition, what):
+        end = time.monotonic() + PATIENCE
+        while not condition():
+            if time.monotonic() > end:
+                self.fail(f"waited in vain for {what}")
+            time.sleep(0.02)
+
+    def fetched(self):
+        """Name to content of all that is in the assets folder."""
+        return {path.name: path.read_bytes() for path in self.assets.iterdir()}
+
+
+class SlowHandler(http.server.BaseHTTPRequestHandler):
+    """Sends the first half of a file of 200 kB and then holds the rest back until the server ends."""
+    protocol_version = "HTTP/1.1"
+    total = 200_000
+
+    def do_GET(self):
+        self.send_response(200)
+        self.send_header("Content-Length", str(self.total))
+        self.send_header("Content-Type", "image/png")
+        self.end_headers()
+        try:
+            self.wfile.write(bytes(self.total // 2))
+            self.wfile.flush()
+            self.rfile.read(1)  # the client's end
+        except ConnectionError:
+            pass
+        self.close_connection = True
+
+    def log_message(self, format, *args):
+        pass

@@ -1,0 +1,100 @@
+"""Files from real servers arrive byte for byte."""
+import random
+import unittest
+import urllib.parse
+
+from hosts_support import HostTest
+
+JPEG = b"\xff\xd8\xff\xe0\x00\x10JFIF\x00\x01"
+
+
+class FetchTest(HostTest):
+    def write(self, name, content):
+        (self.site / name).write_bytes(content)
+        return content
+
+    def test_names_from_a_python_server(self):
+        noise = random.Random(1)
+        names = ["plain.png", "two words.png", "größe.png", "100%25 sure.png", "日本語.png", "no extension"]
+        contents = {name: self.write(name, noise.randbytes(10_000)) for name in names}
+        origin = self.serve_site()
+        result = self.fetch(*(f"{origin}/{urllib.parse.quote(name)}" for name in names))
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        fetched = self.fetched()
+        self.assertEqual(sorted(fetched.values()), sorted(contents.values()))
+        for name in names[:-1]:
+            self.assertEqual(fetched.get(name), contents[name], f"{name} in {sorted(fetched)}")
+
+    def test_many_small_files(self):
+        noise = random.Random(2)
+        contents = {f"file{n:03}.png": self.write(f"file{n:03}.png", noise.randbytes(n * 37)) for n in range(200)}
+        origin = self.serve_site()
+        result = self.fetch("--input", "-", input="".join(f"{origin}/{name}\n" for name in contents))
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        self.assertEqual(self.fetched(), contents)
+
+    def test_redirection_names_the_file_after_its_target(self):
+        content = self.write("photo.jpg", JPEG + bytes(5000))
+        origin = self.start_nginx("location = /latest { return 302 /photo.jpg; }")
+        result = self.fetch(f"{origin}/latest")
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        self.assertEqual(self.fetched(), {"photo.jpg": content})
+        self.assertIn(f"{origin}/latest -> {self.assets}/photo.jpg", result.stdout)
+
+    def test_local_file(self):
+        content = self.write("sound clip.png", bytes(range(256)) * 100)
+        result = self.fetch((self.site / "sound clip.png").as_uri())
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        self.assertEqual(self.fetched(), {"sound clip.png": content})
+
+    def test_a_taken_name_is_left_alone(self):
+        content = self.write("photo.jpg", JPEG + b"new")
+        self.assets.mkdir()
+        (self.assets / "photo.jpg").write_bytes(b"old")
+        origin = self.start_nginx("")
+        self.assertEqual(self.fetch(f"{origin}/photo.jpg").returncode, 0)
+        self.assertEqual(self.fetched(), {"photo.jpg": b"old", "photo[1].jpg": content})
+
+    def test_the_same_name_from_two_folders(self):
+        for folder in ("a", "b"):
+            (self.site / folder).mkdir()
+            self.write(f"{folder}/photo.jpg", JPEG + folder.encode())
+        origin = self.start_nginx("")
+        self.assertEqual(self.fetch(f"{origin}/a/photo.jpg", f"{origin}/b/photo.jpg").returncode, 0)
+        fetched = self.fetched()
+        self.assertEqual(sorted(fetched), ["photo.jpg", "photo[1].jpg"])
+        self.assertEqual(sorted(fetched.values()), [JPEG + b"a", JPEG + b"b"])
+
+    def test_the_same_url_twice_is_one_file(self):
+        content = self.write("photo.jpg", JPEG)
+        origin = self.start_nginx("")
+        result = self.fetch(f"{origin}/photo.jpg", f"{origin}/photo.jpg")
+        self.assertEqual(result.returncode, 0)
+        self.assertEqual(self.fetched(), {"photo.jpg": content})
+        self.assertEqual(result.stdout.count("->"), 1)
+
+    def test_input_skips_blanks_and_comments(self):
+        content = self.write("photo.jpg", JPEG)
+        origin = self.start_nginx("")
+        urls = self.root / "urls.txt"
+        urls.write_text(f"# pictures\n\n   \t\r\n  {origin}/photo.jpg  \r\n#{origin}/none.jpg\n")
+        result = self.fetch("--input", urls)
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        self.assertEqual(self.fetched(), {"photo.jpg": content})
+
+    def test_an_empty_file(self):
+        self.write("empty.jpg", b"")
+        origin = self.start_nginx("")
+        self.assertEqual(self.fetch(f"{origin}/empty.jpg").returncode, 0)
+        self.assertEqual(self.fetched(), {"empty.jpg": b""})
+
+    def test_a_relative_assets_folder_is_made(self):
+        content = self.write("photo.jpg", JPEG)
+        origin = self.start_nginx("")
+        self.assets = "made/on the/way"
+        self.assertEqual(self.fetch(f"{origin}/photo.jpg", cwd=self.root).returncode, 0)
+        self.assertEqual((self.root / self.assets / "photo.jpg").read_bytes(), content)
+
+
+if __name__ == "__main__":
+    unittest.main()
