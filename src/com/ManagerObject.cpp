@@ -16,20 +16,22 @@ namespace {
 
 constexpr IID kIdentifiers[] = {IID__CDLManager, IID_CDLManager___v0, IID_CDLManager___v1};
 
-// `manager` is the operation's own reference: the object may end while it runs.
+// Every operation holds the manager by a reference of its own: the object may end while it runs.
 template <typename Operation>
-HRESULT Do(std::shared_ptr<CDLManager> manager, const Operation& operation) {
-    return Guarded(IID__CDLManager, [&] { operation(*manager); });
+HRESULT Do(const std::shared_ptr<CDLManager>& manager, const Operation& operation) {
+    const std::shared_ptr<CDLManager> own = manager->shared_from_this();
+    return Guarded(IID__CDLManager, [&] { operation(*own); });
 }
 
 template <typename T, typename Operation>
-HRESULT Give(std::shared_ptr<CDLManager> manager, T* result, const Operation& operation) {
+HRESULT Give(const std::shared_ptr<CDLManager>& manager, T* result, const Operation& operation) {
     if (result == nullptr) return E_POINTER;
+    const std::shared_ptr<CDLManager> own = manager->shared_from_this();
     return Guarded(IID__CDLManager, [&] {
         if constexpr (std::is_same_v<T, BSTR>) {
-            *result = NewString(operation(*manager));
+            *result = NewString(operation(*own));
         } else {
-            *result = operation(*manager);
+            *result = operation(*own);
         }
     });
 }

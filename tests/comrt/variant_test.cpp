@@ -92,7 +92,8 @@ TEST(Variants, ReferencesToNothingAreRefused) {
 }
 
 TEST(Variants, TypesThatAreNotSupportedAreLeftAlone) {
-    for (const int type : {int{VT_CY}, int{VT_DECIMAL}, int{VT_RECORD}, VT_ARRAY | VT_I4, int{VT_BYREF}, 99}) {
+    for (const int type :
+         {int{VT_CY}, int{VT_DECIMAL}, int{VT_RECORD}, VT_ARRAY | VT_I4, int{VT_BYREF}, 99}) {
         VARIANT value = Of(static_cast<VARTYPE>(type));
         value.llVal = 7;
         VARIANT copy = Of(VT_EMPTY);
