@@ -54,6 +54,7 @@ class Value {
     }
 
     VARIANT& Get() { return m_variant; }
+    const VARIANT& Get() const { return m_variant; }
     VARTYPE Type() const { return m_variant.vt; }
     LONG Number() const { return m_variant.vt == VT_I4 ? m_variant.lVal : m_variant.iVal; }
     double RealNumber() const { return m_variant.dblVal; }
@@ -84,11 +85,11 @@ struct Outcome {
 };
 
 // `positional` in the order of the parameters, then named ones.
-inline Outcome Invoke(IDispatch& object, DISPID id, WORD flags, std::vector<Value> positional = {},
-                      std::vector<std::pair<DISPID, Value>> named = {}) {
+inline Outcome Invoke(IDispatch& object, DISPID id, WORD flags, const std::vector<Value>& positional = {},
+                      const std::vector<std::pair<DISPID, Value>>& named = {}) {
     std::vector<VARIANT> arguments;
     std::vector<DISPID> names;
-    for (auto& [name, value] : named) {
+    for (const auto& [name, value] : named) {
         names.push_back(name);
         arguments.push_back(value.Get());
     }
@@ -113,9 +114,9 @@ inline Outcome Invoke(IDispatch& object, DISPID id, WORD flags, std::vector<Valu
     return outcome;
 }
 
-inline Outcome Call(IDispatch& object, DISPID id, std::vector<Value> positional = {},
-                    std::vector<std::pair<DISPID, Value>> named = {}) {
-    return Invoke(object, id, DISPATCH_METHOD, std::move(positional), std::move(named));
+inline Outcome Call(IDispatch& object, DISPID id, const std::vector<Value>& positional = {},
+                    const std::vector<std::pair<DISPID, Value>>& named = {}) {
+    return Invoke(object, id, DISPATCH_METHOD, positional, named);
 }
 inline Outcome Read(IDispatch& object, DISPID id) { return Invoke(object, id, DISPATCH_PROPERTYGET); }
 inline Outcome Write(IDispatch& object, DISPID id, Value value) {
@@ -123,9 +124,12 @@ inline Outcome Write(IDispatch& object, DISPID id, Value value) {
 }
 
 // The ids of a member and its parameters; with the call's result in front.
-inline std::pair<HRESULT, std::vector<DISPID>> Find(IDispatch& object, std::vector<std::u16string> names) {
+inline std::pair<HRESULT, std::vector<DISPID>> Find(IDispatch& object,
+                                                    const std::vector<std::u16string>& names) {
     std::vector<std::vector<OLECHAR>> buffers;
     std::vector<LPOLESTR> pointers;
+    buffers.reserve(names.size());
+    pointers.reserve(names.size());
     for (const std::u16string& name : names) {
         buffers.emplace_back(name.begin(), name.end()).push_back(0);
     }
