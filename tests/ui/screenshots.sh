@@ -1,0 +1,40 @@
+#!/usr/bin/env bash
+# usage: screenshots.sh DIALOG_HOST FOLDER
+#
+# Takes a picture of the dialog in each of its languages, FOLDER/<language>.png, on an X server of its own.
+# GTK_THEME and GDK_SCALE pass through.
+set -euo pipefail
+
+dialog_host=$1
+folder=$2
+scratch=$(mktemp -d)
+processes=()
+
+finish() {
+    for process in "${processes[@]}"; do kill "$process" 2>/dev/null && wait "$process" 2>/dev/null || true; done
+    rm -rf "$scratch"
+}
+trap finish EXIT
+
+mkfifo "$scratch/display"
+Xvfb -displayfd 7 -screen 0 1600x1000x24 -nolisten tcp 7>"$scratch/display" 2>"$scratch/log" &
+processes+=($!)
+read -r display <"$scratch/display"
+export DISPLAY=:$display GDK_BACKEND=x11 NO_AT_BRIDGE=1 LC_ALL=C.UTF-8
+unset WAYLAND_DISPLAY QMASYN10_UI
+openbox >"$scratch/log" 2>&1 &
+processes+=($!)
+# Out of the way: no tool tip in the picture.
+xdotool mousemove 1599 999
+
+mkdir -p "$folder"
+for language in 1031:de 1033:en 1034:es 1036:fr 1040:it 1043:nl; do
+    "$dialog_host" "${language%:*}" &
+    host=$!
+    processes+=($host)
+    window=$(timeout 30 xdotool search --sync --onlyvisible --pid "$host" | head -n 1)
+    sleep 1.3
+    import -frame -window "$window" -strip "$folder/${language#*:}.png"
+    xdotool windowfocus --sync "$window" key Escape
+    wait "$host"
+done

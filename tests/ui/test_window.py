@@ -1,0 +1,208 @@
+"""The real dialog in real hosts, on an X server and a window manager of the test's own."""
+import http.server
+import os
+import pathlib
+import shutil
+import subprocess
+import tempfile
+import threading
+import time
+import unittest
+
+HOSTS = pathlib.Path(os.environ["TEST_HOSTS"])
+PATIENCE = 12  # seconds after which a test gives up
+SIZE = 4_000_000
+
+
+class SlowServer(http.server.ThreadingHTTPServer):
+    """Sends the first half of every file, and the second when it is told to."""
+
+    daemon_threads = True
+
+    def __init__(self):
+        self.go_on, self.broken = threading.Event(), threading.Event()
+        super().__init__(("127.0.0.1", 0), SlowHandler)
+
+
+class SlowHandler(http.server.BaseHTTPRequestHandler):
+    def do_GET(self):
+        self.send_response(200)
+        self.send_header("Content-Type", "image/jpeg")
+        self.send_header("Content-Length", str(SIZE))
+        self.end_headers()
+        try:
+            self.wfile.write(bytes(SIZE // 2))
+            while not self.server.go_on.wait(0.05):
+                self.connection.settimeout(0.01)
+                try:
+                    if self.connection.recv(1) == b"":
+                        self.server.broken.set()
+                        return
+                except TimeoutError:
+                    pass
+            self.connection.settimeout(None)
+            self.wfile.write(bytes(SIZE - SIZE // 2))
+        except OSError:
+            self.server.broken.set()
+
+    def log_message(self, format, *args):
+        pass
+
+
+class Display:
+    """An X server on a free display, with a window manager."""
+
+    def __init__(self):
+        read, write = os.pipe()
+        self.server = subprocess.Popen(
+            ["Xvfb", "-displayfd", str(write), "-screen", "0", "1280x800x24", "-nolisten", "tcp"], pass_fds=[write],
+            stderr=subprocess.DEVNULL)
+        os.close(write)
+        with os.fdopen(read) as pipe:
+            self.environment = {**os.environ, "DISPLAY": ":" + pipe.readline().strip(), "GDK_BACKEND": "x11",
+                                "QT_QPA_PLATFORM": "xcb", "LC_ALL": "C.UTF-8", "NO_AT_BRIDGE": "1"}
+        for name in ("WAYLAND_DISPLAY", "QMASYN10_UI"):
+            self.environment.pop(name, None)
+        self.manager = subprocess.Popen(["openbox"], env=self.environment, stdout=subprocess.DEVNULL,
+                                        stderr=subprocess.DEVNULL)
+
+    def close(self):
+        for process in (self.manager, self.server):
+            process.terminate()
+            process.wait()
+
+    def xdotool(self, *arguments):
+        return subprocess.run(["xdotool", *arguments], env=self.environment, capture_output=True, text=True,
+                              timeout=PATIENCE).stdout.strip()
+
+
+class WindowTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.display = Display()
+        cls.addClassCleanup(cls.display.close)
+
+    def setUp(self):
+        self.root = pathlib.Path(tempfile.mkdtemp(prefix="dialog-test-"))
+        self.addCleanup(shutil.rmtree, self.root)
+        self.assets = self.root / "assets"
+        self.server = SlowServer()
+        thread = threading.Thread(target=self.server.serve_forever)
+        thread.start()
+        self.addCleanup(thread.join)
+        self.addCleanup(self.server.server_close)
+        self.addCleanup(self.server.shutdown)
+        self.addCleanup(self.server.go_on.set)
+
+    def start(self, host, *more, **environment):
+        url = f"http://127.0.0.1:{self.server.server_port}/photo.jpg"
+        variables = {**self.display.environment, "HOME": str(self.root / "home"), **environment}
+        variables = {name: value for name, value in variables.items()
+                     if value is not None and not name.startswith("XDG_")}
+        runtime = self.root / "runtime"
+        runtime.mkdir(mode=0o700, exist_ok=True)
+        variables["XDG_RUNTIME_DIR"] = str(runtime)
+        process = subprocess.Popen([HOSTS / host, url, self.assets, "1033", *more], env=variables,
+                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+        self.addCleanup(self.end, process)
+        return process
+
+    @staticmethod
+    def end(process):
+        if process.poll() is None:
+            process.kill()
+        process.communicate()
+
+    def dialog(self, title="50%  of photo.jpg Completed"):
+        """The dialog's window, when it has come and bears this title."""
+        deadline = time.monotonic() + PATIENCE
+        while time.monotonic() < deadline:
+            window = self.display.xdotool("search", "--onlyvisible", "--name", f"^{title}$")
+            if window and self.display.xdotool("getactivewindow") == window:
+                return window
+            time.sleep(0.1)
+        self.fail("no dialog")
+
+    def outcome(self, process):
+        out, err = process.communicate(timeout=PATIENCE)
+        self.assertEqual(process.returncode, 0, err)
+        return dict(line.split("=", 1) for line in out.splitlines()), err
+
+    def check_cancelled(self, process):
+        said, _ = self.outcome(process)
+        self.assertEqual(said["handle"], "")
+        self.assertEqual(said["active"], "0")
+        self.assertGreater(int(said["ticks"]), 0)
+        self.assertTrue(self.server.broken.wait(PATIENCE), "the transfer went on")
+        self.assertEqual(list(self.assets.glob("*")), [])
+
+    def check_fetched(self, process):
+        self.server.go_on.set()
+        said, err = self.outcome(process)
+        self.assertNotEqual(said["handle"], "")
+        self.assertEqual(said["active"], "0")
+        self.assertEqual([file.name for file in self.assets.iterdir()], ["photo.jpg"])
+        self.assertEqual((self.assets / "photo.jpg").stat().st_size, SIZE)
+        return said, err
+
+    def test_every_host_shows_the_dialog_and_goes_on_itself(self):
+        for host in ("glib_host", "gtk_host", "qt_host"):
+            with self.subTest(host):
+                process = self.start(host)
+                self.dialog()
+                said, err = self.check_fetched(process)
+                self.assertGreater(int(said["ticks"]), 0)
+                self.assertEqual(err, "")
+                (self.assets / "photo.jpg").unlink()
+                self.server.go_on.clear()
+
+    def press_cancel(self, window):
+        place = dict(line.split("=") for line in
+                     self.display.xdotool("getwindowgeometry", "--shell", window).splitlines())
+        x, y = int(place["WIDTH"]) - 40, int(place["HEIGHT"]) - 25
+        self.display.xdotool("mousemove", "--window", window, str(x), str(y), "click", "1")
+
+    def test_the_cancel_button_stops_the_download_in_every_host(self):
+        for host in ("glib_host", "gtk_host", "qt_host"):
+            with self.subTest(host):
+                self.server.broken.clear()
+                process = self.start(host)
+                self.press_cancel(self.dialog())
+                self.check_cancelled(process)
+
+    def test_the_close_box_escape_and_the_focused_button_cancel(self):
+        ways = {
+            "close box": self.press_close_box,
+            "Alt+F4": lambda window: self.display.xdotool("key", "alt+F4"),
+            "Escape": lambda window: self.display.xdotool("key", "Escape"),
+            "Return": lambda window: self.display.xdotool("key", "Return"),
+        }
+        for name, close in ways.items():
+            with self.subTest(name):
+                self.server.broken.clear()
+                process = self.start("glib_host")
+                close(self.dialog())
+                self.check_cancelled(process)
+
+    def press_close_box(self, window):
+        place = dict(line.split("=") for line in
+                     self.display.xdotool("getwindowgeometry", "--shell", window).splitlines())
+        self.display.xdotool("mousemove", "--window", window, str(int(place["WIDTH"]) - 10), "-11", "click", "1")
+
+    def test_without_a_window_the_download_goes_on(self):
+        cases = {
+            "no display": ((), {"DISPLAY": None}),
+            "a display that is gone": ((), {"DISPLAY": ":65000"}),
+            "another thread": (("thread",), {}),
+            "none": ((), {"QMASYN10_UI": "none"}),
+        }
+        for name, (more, environment) in cases.items():
+            with self.subTest(name):
+                self.server.go_on.set()
+                process = self.start("glib_host", *more, **environment)
+                self.check_fetched(process)
+                (self.assets / "photo.jpg").unlink()
+
+
+if __name__ == "__main__":
+    unittest.main()
