@@ -82,7 +82,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
         self.end_headers()
 
     def send_slowly(self):
-        self.send_headers(200, {"Content-Type": "application/x-demo", "Content-Length": len(BLOB_PIECE) * BLOB_PIECES})
+        self.send_headers(200, {"Content-Type": "application/octet-stream", "Content-Length": len(BLOB_PIECE) * BLOB_PIECES})
         for _ in range(BLOB_PIECES):
             self.wfile.write(BLOB_PIECE)
             self.wfile.flush()
