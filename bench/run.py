@@ -12,6 +12,7 @@ import signal
 import socket
 import statistics
 import subprocess
+import sys
 import tempfile
 import time
 
@@ -125,6 +126,7 @@ def run_comparison(name, assetfetch):
 
 
 def main():
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))  # so that servers and files go, too
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--build", type=pathlib.Path, required=True, help="the build folder")
     parser.add_argument("name", nargs="?", default="", help="only the benchmarks whose name holds this")
