@@ -8,7 +8,7 @@ namespace tsasync::platform::reader {
 
 namespace {
 
-constexpr long kReceiveBuffer = 256 * 1024;  // bytes; larger ones fall out of the processor's cache
+constexpr long kReceiveBuffer = 64 * 1024;  // bytes; larger ones fall out of the processor's cache
 
 void SetTrust(CURL* easy) {
     curl_easy_setopt(easy, CURLOPT_SSLVERSION, CURL_SSLVERSION_TLSv1_2);
