@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# usage: screenshots.sh DIALOG_HOST FOLDER
+# usage: screenshots.sh BUILD-FOLDER FOLDER
 #
 # Takes a picture of the dialog in each of its languages, FOLDER/<language>.png, on an X server of its own.
 # GTK_THEME and GDK_SCALE pass through.
 set -euo pipefail
 
-dialog_host=$1
+dialog_host=$1/lib/dialog_host
 folder=$2
 scratch=$(mktemp -d)
 processes=()
@@ -24,8 +24,6 @@ export DISPLAY=:$display GDK_BACKEND=x11 NO_AT_BRIDGE=1 LC_ALL=C.UTF-8
 unset WAYLAND_DISPLAY QMASYN10_UI
 openbox >"$scratch/log" 2>&1 &
 processes+=($!)
-# Out of the way: no tool tip in the picture.
-xdotool mousemove 1599 999
 
 mkdir -p "$folder"
 for language in 1031:de 1033:en 1034:es 1036:fr 1040:it 1043:nl; do
@@ -33,8 +31,9 @@ for language in 1031:de 1033:en 1034:es 1036:fr 1040:it 1043:nl; do
     host=$!
     processes+=($host)
     window=$(timeout 30 xdotool search --sync --onlyvisible --pid "$host" | head -n 1)
+    xdotool mousemove 0 0  # no tool tip in the picture
     sleep 1.3
     import -frame -window "$window" -strip "$folder/${language#*:}.png"
-    xdotool windowfocus --sync "$window" key Escape
-    wait "$host"
+    kill "$host"
+    wait "$host" || true
 done
