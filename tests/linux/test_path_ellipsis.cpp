@@ -25,7 +25,7 @@ TEST(PathEllipsis, KeepsTheLastPartAsLongAsItCan) {
         {u"/ab\U0001F33A/xyz", 8,
          u"/..."
          u"/xyz"},
-        {u"/b\U0001F33A\U0001F33A", 6,
+        {u"/b\U0001F33A\U0001F33A", 5,
          u"..."
          u"\U0001F33A"},  // no half of a character
     };
