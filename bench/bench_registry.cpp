@@ -75,6 +75,7 @@ class Engine final : IManagerEvents {
     }
     std::vector<std::u16string> HandlesOf(const std::vector<std::size_t>& places) const {
         std::vector<std::u16string> handles;
+        handles.reserve(places.size());
         for (const std::size_t place : places) handles.push_back(records[place]->Handle());
         return handles;
     }
@@ -128,7 +129,7 @@ void Measure(benchmark::State& state, const Elements& elements, const Operation&
 void AddUrl(benchmark::State& state, Rest rest) {
     Engine& engine = EngineOf(state);
     engine.SetRest(rest);
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         std::vector<std::u16string> urls;
         for (std::size_t i = 0; i < kBatch; ++i) urls.push_back(Engine::Url(100'000'000 + engine.added++));
         Measure(state, urls, [&](const auto& url) { engine.manager->AddURL(url, u"Asset"); });
@@ -142,7 +143,7 @@ void AddUrl(benchmark::State& state, Rest rest) {
 void HdlByUrl(benchmark::State& state, Rest rest, Access access) {
     Engine& engine = EngineOf(state);
     engine.SetRest(rest);
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         std::vector<std::u16string> urls;
         for (const std::size_t place : engine.Sample(access)) urls.push_back(Engine::Url(place));
         Measure(state, urls,
@@ -155,7 +156,7 @@ void ChangeState(benchmark::State& state, Rest rest, Access access) {
     Engine& engine = EngineOf(state);
     engine.SetRest(rest);
     const TSDLStateEnum other = rest == Rest::Idle ? tsdPending : tsdStopped;
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         const auto& sample = engine.Sample(access);
         Measure(state, engine.HandlesOf(sample),
                 [&](const auto& handle) { engine.manager->ChangeState(handle, other, kFuture); });
@@ -169,7 +170,7 @@ void ChangeState(benchmark::State& state, Rest rest, Access access) {
 void RemoveUrl(benchmark::State& state, Rest rest, Access access) {
     Engine& engine = EngineOf(state);
     engine.SetRest(rest);
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         const auto& sample = engine.Sample(access);
         const auto handles = engine.HandlesOf(sample);
         for (const std::size_t place : sample) engine.records[place].reset();
@@ -183,7 +184,7 @@ void RemoveUrl(benchmark::State& state, Rest rest, Access access) {
 void Elect(benchmark::State& state, Rest rest, Access access, bool afterWrites) {
     Engine& engine = EngineOf(state);
     engine.SetRest(rest);
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         const auto& sample = engine.Sample(access);
         const auto makeDue = [&](std::size_t place) {
             engine.records[place]->SetStart(kPast);
@@ -209,7 +210,7 @@ void ElectNothing(benchmark::State& state, Rest rest) {
     Engine& engine = EngineOf(state);
     engine.SetRest(rest);
     const std::vector<int> batch(kBatch);
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         Measure(state, batch, [&](int) { benchmark::DoNotOptimize(engine.manager->Elect()); });
     }
 }

@@ -101,8 +101,8 @@ TEST(Threads, DownloadAtOnceAndShareNothing) {
         const Server server;
         std::barrier together(2);
         const auto download = [&](char letter) {
-            const std::string folder = home + std::string{'/', letter};
-            Host host(folder);
+            const std::filesystem::path folder = std::filesystem::path(home) / std::string(1, letter);
+            Host host(folder.string());
             together.arrive_and_wait();
             for (int i = 0; i < kJobs; ++i) {
                 host.manager->AddURL(server.Url("shared" + std::to_string(i) + letter));
@@ -113,7 +113,7 @@ TEST(Threads, DownloadAtOnceAndShareNothing) {
             EXPECT_FALSE(host.heardOnOtherThread);
             for (int i = 0; i < kJobs; ++i) {
                 const std::string name = "shared" + std::to_string(i) + letter;
-                std::ifstream file(folder + "/" + name + ".pdf", std::ios::binary);
+                std::ifstream file(folder / (name + ".pdf"), std::ios::binary);
                 EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), ContentOf(name)) << name;
             }
             together.arrive_and_wait();
