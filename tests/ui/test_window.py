@@ -10,7 +10,7 @@ import time
 import unittest
 
 HOSTS = pathlib.Path(os.environ["TEST_HOSTS"])
-PATIENCE = 12  # seconds after which a test gives up
+PATIENCE = 30  # seconds after which a test gives up
 SIZE = 4_000_000
 
 

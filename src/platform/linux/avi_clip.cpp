@@ -47,7 +47,7 @@ class Canvas {
 
     bool Full() const { return m_y >= m_height; }
     void Put(std::uint8_t index) {
-        if (m_x < m_width && !Full()) m_indices[static_cast<std::size_t>(m_y * m_width + m_x)] = index;
+        if (m_x < m_width && !Full()) m_indices[Offset()] = index;
         if (m_x < m_width) ++m_x;
     }
     void NextRow() {
@@ -60,6 +60,11 @@ class Canvas {
     }
 
   private:
+    std::size_t Offset() const {
+        return static_cast<std::size_t>(m_y) * static_cast<std::size_t>(m_width) +
+               static_cast<std::size_t>(m_x);
+    }
+
     std::span<std::uint8_t> m_indices;
     int m_width;
     int m_height;
