@@ -196,6 +196,38 @@ std::vector<Case> Heads() {
     };
 }
 
+std::vector<Case> Contents() {
+    const std::string right = "Repr-Digest: sha-256=:LPJNul+wow4m6DsqxbninhsWHlwfp0JecwQzYpOLmCQ=:\r\n";
+    const std::string wrong = "Repr-Digest: sha-256=:LPJNul+wow4m6DsqxbninhsWHlwfp0JecwQzYpOLmCA=:\r\n";
+    const std::string five = "Content-Length: 5\r\n";
+    const std::string packed(
+        "\x1f\x8b\x08\0\0\0\0\0\0\x03\xcbH\xcd\xc9\xc9\x07\0\x86\xa6\x10\x36\x05\0\0\0"s);
+    return {
+        {"digest right", {Ask(), Send(Head(five + right) + "hello")}, "hello"},
+        {"digest wrong", {Ask(), Send(Head(five + kTag + wrong) + "hello")}, "", kErrDownloadFailure},
+        {"digest unreadable", {Ask(), Send(Head(five + "Repr-Digest: sha-256=:x:\r\n") + "hello")}, "hello"},
+        {"MD5 right",
+         {Ask(), Send(Head(five + "Content-MD5: XUFAKrxLKna5cZ2REBfFkg==\r\n") + "hello")},
+         "hello"},
+        {"MD5 wrong",
+         {Ask(), Send(Head(five + "Content-MD5: XUFAKrxLKna5cZ2REBfFkA==\r\n") + "hello")},
+         "",
+         kErrDownloadFailure},
+        {"compressed",
+         {Ask("Accept-Encoding: identity"), Send(Head("Content-Encoding: gzip\r\n") + packed)},
+         "hello"},
+        {"compressed, cut",
+         {Ask(),
+          Send(Head("Content-Encoding: gzip\r\nContent-Length: 25\r\n" + kTag) + packed.substr(0, 15))},
+         "",
+         kErrDownloadFailure},
+        {"in an unknown coding",
+         {Ask(), Send(Head("Content-Encoding: secret\r\n" + five) + "hello")},
+         "",
+         kErrDownloadFailure},
+    };
+}
+
 std::vector<Case> Continuations() {
     const std::string rest = Body().substr(300);
     const auto part = [&](const std::string& range, const std::string& fields = kTag) {
@@ -277,7 +309,7 @@ std::string Head(const std::string& fields, const std::string& status) {
 
 std::vector<Case> Conversations() {
     std::vector<Case> all;
-    for (auto* list : {Lengths, Chunks, Silences, Statuses, Redirections, Heads, Continuations}) {
+    for (auto* list : {Lengths, Chunks, Silences, Statuses, Redirections, Heads, Contents, Continuations}) {
         for (Case& one : list()) all.push_back(std::move(one));
     }
     for (std::size_t tenth = 1; tenth < 10; ++tenth) {

@@ -1,6 +1,7 @@
 #include "platform/linux/reader/transfer.h"
 
 #include "platform/linux/reader/content_type.h"
+#include "platform/linux/reader/proxy.h"
 #include "platform/linux/reader/read_error.h"
 #include "platform/linux/reader/timing.h"
 
@@ -57,6 +58,7 @@ CURL* Transfer::Attach(EasyHandle easy) {
     curl_easy_setopt(handle, CURLOPT_PREREQFUNCTION, OnRequest);
     curl_easy_setopt(handle, CURLOPT_PREREQDATA, this);
     SetUrl();
+    SetProxy();
     SetConditions();
     m_error[0] = '\0';
     m_head = {};
@@ -78,11 +80,16 @@ void Transfer::SetUrl() {
     curl_easy_setopt(m_easy.get(), CURLOPT_PASSWORD, named ? credentials.password.c_str() : nullptr);
 }
 
+void Transfer::SetProxy() {
+    const auto proxy = DesktopProxy(m_source);
+    curl_easy_setopt(m_easy.get(), CURLOPT_PROXY, proxy ? proxy->c_str() : nullptr);
+}
+
 // Asks for what is missing only, provided that the rest is still the same; a whole file is only asked to be
 // confirmed.
 void Transfer::SetConditions() {
     curl_easy_setopt(m_easy.get(), CURLOPT_RANGE, nullptr);
-    m_fields.reset();
+    m_fields.reset(curl_slist_append(nullptr, "Accept-Encoding: identity"));
     if (const auto& earlier = m_file.Earlier()) {
         const bool isTag = earlier->validator.starts_with('"');
         std::string condition = "If-Range: ";
@@ -91,7 +98,7 @@ void Transfer::SetConditions() {
         } else {
             curl_easy_setopt(m_easy.get(), CURLOPT_RANGE, (std::to_string(m_file.Size()) + "-").c_str());
         }
-        m_fields.reset(curl_slist_append(nullptr, (condition + earlier->validator).c_str()));
+        curl_slist_append(m_fields.get(), (condition + earlier->validator).c_str());
     }
     curl_easy_setopt(m_easy.get(), CURLOPT_HTTPHEADER, m_fields.get());
 }
@@ -146,7 +153,8 @@ bool Transfer::TakeHead() {
     m_body = Body::Ignored;
     if (status == 200) {
         m_file.StartOver();
-        m_total = m_head.contentLength.value_or(0);
+        // The length is that of what is sent; libcurl decodes it, asked for or not.
+        m_total = m_head.contentEncoding.empty() ? m_head.contentLength.value_or(0) : 0;
         return BeginSaving();
     }
     if (status == 206 && earlier && earlier->total != m_file.Size()) {
@@ -257,11 +265,26 @@ Verdict Transfer::Judge(CURLcode code) {
 
 Verdict Transfer::JudgeSaved(CURLcode code) {
     if (code != CURLE_OK) return Verdict::Fail(TransportFailure(code, m_error, m_source.text));
-    if (m_total > 0 && m_head.contentEncoding.empty() && m_file.Size() != m_total) {
+    if (m_total > 0 && m_file.Size() != m_total) {
         return Verdict::Fail(Failure(kErrDownloadFailure,
                                      "The server sent another number of bytes than it said", m_source.text));
     }
-    return {};
+    // Digests are of the content as it was encoded.
+    if (!m_head.digests.Any() || !m_head.contentEncoding.empty() || m_file.Size() == 0) return {};
+    m_check.emplace(m_file.Descriptor(), m_head.digests);
+    return {Verdict::Next::Check, {}, {}};
+}
+
+std::optional<Verdict> Transfer::CheckStep() {
+    if (m_check->Step()) return std::nullopt;
+    if (m_check->Agrees()) return Verdict{};
+    m_file.StartOver();
+    m_body = Body::Ignored;  // nothing of it is worth keeping
+    Verdict verdict = Verdict::Fail(Failure(kErrDownloadFailure,
+                                            "The content does not agree with the digest that the server sent",
+                                            m_source.text));
+    m_report.Fail(verdict.failure);
+    return verdict;
 }
 
 Verdict Transfer::JudgeStatus() {

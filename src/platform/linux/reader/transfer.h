@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/linux/reader/digest_check.h"
 #include "platform/linux/reader/easy_handle.h"
 #include "platform/linux/reader/partial_file.h"
 #include "platform/linux/reader/report.h"
@@ -19,6 +20,7 @@ namespace tsasync::platform::reader {
 struct Verdict {
     enum class Next {
         Finished,  // the file is whole
+        Check,     // the file is whole and must agree with its digests: CheckStep
         Failed,
         Again,      // another request of the same server, after `wait`
         Elsewhere,  // another request of another server
@@ -56,6 +58,8 @@ class Transfer {
     Verdict Ended(CURLcode code);
     // When the transfer has been silent for too long, if no byte comes.
     Clock::time_point SilentAt() const;
+    // After the verdict Check: does a part of it. Gives the next verdict when all is done.
+    std::optional<Verdict> CheckStep();
     // After the verdict Finished: reports success, or a failure to hold the file, and then gives nothing.
     std::optional<FinishedFile> Finish();
 
@@ -69,6 +73,7 @@ class Transfer {
     static int OnRequest(void* self, char* address, char* localAddress, int port, int localPort);
 
     void SetUrl();
+    void SetProxy();
     void SetConditions();
     bool TakeHead();
     bool TakeFirstData();
@@ -109,6 +114,7 @@ class Transfer {
     std::int64_t m_total = 0;  // of the file when it is whole; 0 unknown
     Clock::time_point m_lastByte;
 
+    std::optional<DigestCheck> m_check;
     std::string m_mediaType;
     std::string m_start;  // the content's first bytes, while they decide about the media type
     Clock::time_point m_firstData;

@@ -76,7 +76,7 @@ void TransferThread::Run() {
         int running = 0;
         curl_multi_perform(m_multi, &running);
         TakeResults();
-        StepFileReads();
+        StepLocalWork();
         const int wait = CheckTimes();
         m_outbox.Send();
         curl_multi_poll(m_multi, nullptr, 0, wait, nullptr);
@@ -213,11 +213,19 @@ void TransferThread::TakeResults() {
 
 void TransferThread::Judge(Transfer& transfer, CURLcode code) {
     const std::string origin = transfer.Origin();
-    const std::uint64_t id = transfer.Id();
     const Verdict verdict = transfer.Ended(code);
     curl_multi_remove_handle(m_multi, transfer.Handle());
     m_handles.GiveBack(transfer.Detach());
+    Act(transfer, origin, verdict);
+}
+
+// The transfer holds a place at `origin`.
+void TransferThread::Act(Transfer& transfer, const std::string& origin, const Verdict& verdict) {
+    const std::uint64_t id = transfer.Id();
     switch (verdict.next) {
+        case Verdict::Next::Check:
+            m_checks.insert(id);
+            break;
         case Verdict::Next::Finished:
             End(id, origin, transfer.Finish());
             break;
@@ -239,10 +247,16 @@ void TransferThread::End(std::uint64_t id, const std::string& origin, std::optio
     m_gate.Release(origin);
     m_transfers.erase(id);
     m_fileReads.erase(id);
+    m_checks.erase(id);
     if (finished) m_finished.emplace(id, std::move(*finished));
 }
 
-void TransferThread::StepFileReads() {
+void TransferThread::StepLocalWork() {
+    for (auto next = m_checks.begin(); next != m_checks.end();) {
+        Transfer& transfer = *m_transfers.at(*next++);
+        if (const auto verdict = transfer.CheckStep())
+            Act(transfer, std::string(transfer.Origin()), *verdict);
+    }
     for (auto next = m_fileReads.begin(); next != m_fileReads.end();) {
         const auto current = next++;
         if (!current->second->Step()) {
@@ -253,7 +267,7 @@ void TransferThread::StepFileReads() {
 
 // Does what is due now. Returns the milliseconds until something is due next.
 int TransferThread::CheckTimes() {
-    if (!m_fileReads.empty()) return 0;
+    if (HasLocalWork()) return 0;
     const auto now = Clock::now();
     while (!m_pauses.empty() && m_pauses.begin()->first <= now) {
         const auto pause = m_pauses.extract(m_pauses.begin());

@@ -12,6 +12,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <thread>
 #include <unordered_map>
@@ -57,7 +58,9 @@ class TransferThread {
     void TakeResults();
     void Judge(Transfer& transfer, CURLcode code);
     void End(std::uint64_t id, const std::string& origin, std::optional<FinishedFile> finished);
-    void StepFileReads();
+    void Act(Transfer& transfer, const std::string& origin, const Verdict& verdict);
+    void StepLocalWork();
+    bool HasLocalWork() const { return !m_fileReads.empty() || !m_checks.empty(); }
     int CheckTimes();
     std::shared_ptr<PrivateFolder> FolderFor(const Read& read, ReadFailure& failure);
 
@@ -72,13 +75,10 @@ class TransferThread {
     EasyHandlePool m_handles;
     Outbox m_outbox;
     ConnectionGate m_gate;
-    struct Waiting {
-        std::shared_ptr<Read> read;
-        SourceUrl source;
-    };
     std::unordered_map<std::uint64_t, std::shared_ptr<Read>> m_waiting;  // for a first place in the gate
     std::unordered_map<std::uint64_t, std::unique_ptr<Transfer>> m_transfers;
     std::unordered_map<std::uint64_t, std::unique_ptr<FileRead>> m_fileReads;
+    std::set<std::uint64_t> m_checks;  // transfers whose files are being checked
     std::multimap<Clock::time_point, std::uint64_t>
         m_pauses;  // transfers that wait before their next request
     std::unordered_map<std::uint64_t, FinishedFile> m_finished;  // whose owner has not heard of it yet
