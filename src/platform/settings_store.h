@@ -6,10 +6,10 @@
 #include <string_view>
 #include <vector>
 
-// The hierarchical store of named texts: the registry, or what stands in for it. A key path is a list of names
-// separated by "\" on every system ("Software\Corvane\Quillmark\Assets"); names compare without regard to
-// letter case. The value name "" is the key's default value. Nothing is kept open between calls; every change
-// is on disk, whole, when the call returns.
+// The hierarchical store of named texts: the registry, or what stands in for it. A key path is a list of
+// names separated by "\" on every system ("Software\Corvane\Quillmark\Assets"); names compare without regard
+// to letter case. The value name "" is the key's default value. Nothing is kept open between calls; every
+// change is on disk, whole, when the call returns.
 namespace tsasync::platform {
 
 inline constexpr std::int32_t kClassesRoot = static_cast<std::int32_t>(0x80000000u);
@@ -26,8 +26,8 @@ bool WriteSetting(std::int32_t root, std::u16string_view keyPath, std::u16string
 // False when the key or the value does not exist or the store refuses.
 bool DeleteSettingValue(std::int32_t root, std::u16string_view keyPath, std::u16string_view valueName);
 
-// Deletes the key `name` below `parentPath` (empty: the root itself) with its values. False when there is none, when it has keys below
-// it, or when the store refuses.
+// Deletes the key `name` below `parentPath` (empty: the root itself) with its values. False when there is
+// none, when it has keys below it, or when the store refuses.
 bool DeleteSettingKey(std::int32_t root, std::u16string_view parentPath, std::u16string_view name);
 
 }  // namespace tsasync::platform

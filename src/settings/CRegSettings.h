@@ -22,8 +22,8 @@ class CRegSettings {
     // `Key` "*" is the section's default value in all three. An empty `Key` deletes the whole section, which
     // must hold no sections of its own.
     bool DeleteSetting(std::u16string_view Section, std::u16string_view Key, std::int32_t ROOT) const;
-    std::u16string GetSetting(std::u16string_view Section, std::u16string_view Key, std::u16string_view Default,
-                              std::int32_t ROOT) const;
+    std::u16string GetSetting(std::u16string_view Section, std::u16string_view Key,
+                              std::u16string_view Default, std::int32_t ROOT) const;
     bool SaveSetting(std::u16string_view Section, std::u16string_view Key, std::u16string_view Setting,
                      std::int32_t ROOT) const;
 

@@ -47,6 +47,13 @@ class FetchTest(HostTest):
         self.assertEqual((result.returncode, result.stderr), (0, ""))
         self.assertEqual(self.fetched(), {"sound clip.png": content})
 
+    def test_files_bear_the_permissions_that_the_user_gives_new_files(self):
+        self.write("photo.jpg", JPEG)
+        self.assertEqual(self.fetch((self.site / "photo.jpg").as_uri()).returncode, 0)
+        reference = self.site / "reference"
+        reference.touch()
+        self.assertEqual((self.assets / "photo.jpg").stat().st_mode, reference.stat().st_mode)
+
     def test_a_taken_name_is_left_alone(self):
         content = self.write("photo.jpg", JPEG + b"new")
         self.assets.mkdir()

@@ -101,9 +101,10 @@ void PartialFile::FindEarlier() {
 }
 
 int PartialFile::Create() {
+    // The folder keeps others out; once the file has left it, the user's own mask decides.
     m_dataName = m_folder->NewDataName();
     m_data = FileHandle(
-        openat(m_folder->Descriptor(), m_dataName.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+        openat(m_folder->Descriptor(), m_dataName.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
     return m_data ? 0 : errno;
 }
 
