@@ -159,7 +159,7 @@ std::u16string CFileInfo::FormatFileDate(double dt) const {
 }
 
 std::u16string CFileInfo::FormatFileSize(std::int32_t Size) const {
-    const std::u16string bytes = platform::FormatNumber(Size, 0, true) + u" bytes";
+    std::u16string bytes = platform::FormatNumber(Size, 0, true) + u" bytes";
     if (Size < 1024) return bytes;
     const std::int32_t kilobytes = Size / 1024;
     const auto* const format = std::find_if(kSizeFormats.begin(), kSizeFormats.end(),

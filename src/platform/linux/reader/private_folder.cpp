@@ -66,7 +66,7 @@ std::string RandomName() {
 
 std::string PrivateFolder::PathFor(const std::string& near) {
     const std::string cache = g_get_user_cache_dir();
-    const std::string inCache = cache + "/" + kNameInCache;
+    std::string inCache = cache + "/" + kNameInCache;
     if (near.empty() || near.front() != '/') return inCache;
     struct stat wanted {};
     struct stat there {};
