@@ -64,7 +64,7 @@ void SysFreeString(BSTR string) {
     if (string != nullptr) std::free(BlockOf(string));
 }
 
-UINT SysStringLen(BSTR string) { return SysStringByteLen(string) / sizeof(OLECHAR); }
+UINT SysStringLen(BSTR string) { return SysStringByteLen(string) / UINT{sizeof(OLECHAR)}; }
 
 UINT SysStringByteLen(BSTR string) {
     if (string == nullptr) return 0;

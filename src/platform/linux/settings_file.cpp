@@ -116,6 +116,7 @@ std::string KeyText(const std::vector<std::u16string>& key) {
 
 std::string FoldedKey(const std::vector<std::u16string>& key) {
     std::vector<std::u16string> folded;
+    folded.reserve(key.size());
     for (const std::u16string& name : key) folded.push_back(Fold(name));
     return KeyText(folded);
 }

@@ -104,7 +104,8 @@ class Tree {
 
 std::u16string WideText(Bytes bytes) {
     std::u16string text;
-    for (std::size_t at = 0; at + 2 <= bytes.size() && U16(bytes, at) != 0; at += 2) text += U16(bytes, at);
+    for (std::size_t at = 0; at + 2 <= bytes.size() && U16(bytes, at) != 0; at += 2)
+        text += static_cast<char16_t>(U16(bytes, at));
     return text;
 }
 

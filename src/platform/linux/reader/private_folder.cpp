@@ -152,8 +152,9 @@ void PrivateFolder::SweepSession(const std::string& name) const {
         if (!IsMetadataName(entry)) continue;
         if (const auto meta = LoadMetadata(m_folder.Get(), entry)) wanted.insert(meta->data);
     }
+    const std::string prefix = name + "/";
     for (const std::string& data : Entries(session.Get())) {
-        if (!wanted.contains(name + "/" + data)) unlinkat(session.Get(), data.c_str(), 0);
+        if (!wanted.contains(prefix + data)) unlinkat(session.Get(), data.c_str(), 0);
     }
     unlinkat(m_folder.Get(), name.c_str(), AT_REMOVEDIR);
 }
