@@ -1,0 +1,57 @@
+// A host in JScript: cscript client.js URL FOLDER FILE-NAME
+var failures = 0;
+
+function check(name, condition) {
+    WScript.Echo((condition ? "ok " : "FAILED ") + name);
+    if (!condition) failures += 1;
+}
+
+function checkError(name, operation, number) {
+    try {
+        operation();
+        check(name + ": raises an error", false);
+    } catch (error) {
+        check(name + ": number " + error.number, number === null || error.number === number);
+        check(name + ": description " + error.description, number === null || error.description.length > 0);
+    }
+}
+
+var manager = new ActiveXObject("TSAsync.CDLManager");
+var url = WScript.Arguments(0), folder = WScript.Arguments(1), name = WScript.Arguments(2);
+
+check("AutoStart begins as false", manager.AutoStart === false);
+manager.AutoStart = true;
+check("AutoStart comes back", manager.AutoStart === true);
+manager.AutoStart = false;
+manager.AssetsPath = folder;
+check("AssetsPath comes back", manager.AssetsPath === folder);
+manager.ActiveJobs = 7;
+check("ActiveJobs comes back", manager.ActiveJobs === 7);
+manager.ActiveJobs = 0;
+manager.LangID = 1036;
+check("no jobs", manager.Jobs === 0);
+
+var handle = manager.AddURL(url);
+check("the handle is that of GetHDL", handle === manager.GetHDL(url));
+check("and that of HDLbyURL", handle === manager.HDLbyURL(url));
+check("a second registration has the same handle", manager.AddURL(url, "a name", false) === handle);
+check("one job", manager.Jobs === 1);
+check("nothing to elect", manager.Elect() === "");
+manager.ChangeState(handle, 0);
+manager.ChangeState(handle, 0, 40000.5, false);
+manager.StartLog("", 1);
+manager.RemoveURL(handle);
+
+// 0x800A0005, as JScript shows the runtime error 5.
+checkError("unknown handle of RemoveURL", function () { manager.RemoveURL("no such handle"); }, -2146828283);
+checkError("unknown handle of ChangeState", function () { manager.ChangeState("no such handle", 3); }, -2147219503);
+checkError("a member that is not there", function () { manager.NoSuchMember(); }, null);
+
+manager.ChangeState(handle, 3);
+manager.Elect();
+for (var i = 0; i < 400 && manager.ActiveJobs !== 0; i++) WScript.Sleep(50);
+check("the transfer has ended", manager.ActiveJobs === 0);
+var files = new ActiveXObject("Scripting.FileSystemObject");
+check("the file is there", files.FileExists(folder + "\\" + name));
+
+WScript.Quit(failures);

@@ -1,0 +1,285 @@
+// A host in C++ of the registered component. TSASYNC_URL is the test server, TSASYNC_ASSETS a folder for the
+// files, TSASYNC_SCREENSHOTS one for pictures of the dialog.
+#include "tsasync/TSAsync.h"
+
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace {
+
+std::wstring Environment(const wchar_t* name) {
+    const wchar_t* value = _wgetenv(name);
+    return value == nullptr ? L"" : value;
+}
+
+// Owned automation text.
+struct Text {
+    explicit Text(const std::wstring& text) : value(SysAllocString(text.c_str())) {}
+    ~Text() { SysFreeString(value); }
+    Text(const Text&) = delete;
+    Text& operator=(const Text&) = delete;
+    BSTR value;
+};
+
+std::wstring Take(BSTR text) {
+    const std::wstring result = text == nullptr ? L"" : text;
+    SysFreeString(text);
+    return result;
+}
+
+// A sink of the manager's events, which answers to one event identifier.
+class Sink final : public IDispatch {
+  public:
+    explicit Sink(REFIID events) : m_events(events) {}
+    ~Sink() {
+        if (last != nullptr) last->Release();
+    }
+    Sink(const Sink&) = delete;
+    Sink& operator=(const Sink&) = delete;
+
+    STDMETHOD(QueryInterface)(REFIID id, void** object) override {
+        const bool known = id == IID_IUnknown || id == IID_IDispatch || id == m_events;
+        *object = known ? this : nullptr;
+        return known ? S_OK : E_NOINTERFACE;
+    }
+    STDMETHOD_(ULONG, AddRef)() override { return 1; }
+    STDMETHOD_(ULONG, Release)() override { return 1; }
+    STDMETHOD(GetTypeInfoCount)(UINT*) override { return E_NOTIMPL; }
+    STDMETHOD(GetTypeInfo)(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
+    STDMETHOD(GetIDsOfNames)(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override { return E_NOTIMPL; }
+    STDMETHOD(Invoke)
+    (DISPID id, REFIID, LCID, WORD, DISPPARAMS* arguments, VARIANT*, EXCEPINFO*, UINT*) override {
+        ids.push_back(id);
+        if (id != DISPID_CDLManager_StateChanged || arguments->cArgs != 1) return S_OK;
+        if (last != nullptr) last->Release();
+        last = nullptr;
+        arguments->rgvarg[0].pdispVal->QueryInterface(IID__CDLItem, reinterpret_cast<void**>(&last));
+        TSDLStateEnum state = tsdStopped;
+        last->get_State(&state);
+        states.push_back(state);
+        return S_OK;
+    }
+
+    std::vector<DISPID> ids;
+    std::vector<TSDLStateEnum> states;
+    _CDLItem* last = nullptr;
+
+  private:
+    IID m_events;
+};
+
+class Component : public testing::Test {
+  protected:
+    void SetUp() override {
+        ASSERT_EQ(CoCreateInstance(CLSID_CDLManager, nullptr, CLSCTX_INPROC_SERVER, IID__CDLManager,
+                                   reinterpret_cast<void**>(&manager)),
+                  S_OK);
+        manager->put_AssetsPath(Text(Environment(L"TSASYNC_ASSETS")).value);
+    }
+    void TearDown() override {
+        if (manager != nullptr) manager->Release();
+    }
+
+    std::wstring Url(const wchar_t* path) { return Environment(L"TSASYNC_URL") + path; }
+
+    std::wstring Add(const std::wstring& url, bool force = false) {
+        BSTR handle = nullptr;
+        EXPECT_EQ(manager->AddURL(Text(url).value, nullptr, force ? VARIANT_TRUE : VARIANT_FALSE, &handle),
+                  S_OK);
+        return Take(handle);
+    }
+
+    IConnectionPoint* EventPoint(REFIID events) {
+        IConnectionPointContainer* container = nullptr;
+        IConnectionPoint* point = nullptr;
+        EXPECT_EQ(
+            manager->QueryInterface(IID_IConnectionPointContainer, reinterpret_cast<void**>(&container)),
+            S_OK);
+        EXPECT_EQ(container->FindConnectionPoint(events, &point), S_OK);
+        container->Release();
+        return point;
+    }
+
+    // Starts the job and runs the message loop until the record fulfils the condition, at most 60 seconds.
+    void RunUntil(const std::wstring& handle, const std::function<bool()>& condition) {
+        ASSERT_EQ(manager->ChangeState(Text(handle).value, tsdPending, 0, nullptr), S_OK);
+        BSTR elected = nullptr;
+        manager->Elect(&elected);
+        SysFreeString(elected);
+        const ULONGLONG end = GetTickCount64() + 60000;
+        MSG message{};
+        while (!condition() && GetTickCount64() < end) {
+            MsgWaitForMultipleObjects(0, nullptr, FALSE, 50, QS_ALLINPUT);
+            while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE) != FALSE) DispatchMessageW(&message);
+        }
+    }
+
+    _CDLManager* manager = nullptr;
+};
+
+class ComponentEvents : public Component, public testing::WithParamInterface<const IID*> {};
+
+TEST_P(ComponentEvents, TellOfADownloadFromItsStartToItsFile) {
+    Sink sink(*GetParam());
+    IConnectionPoint* const point = EventPoint(*GetParam());
+    DWORD cookie = 0;
+    ASSERT_EQ(point->Advise(&sink, &cookie), S_OK);
+    const std::wstring handle = Add(Url(L"/moved"));
+    RunUntil(handle, [&] { return sink.states.back() == tsdFinished || sink.states.back() == tsdBroken; });
+    EXPECT_EQ(sink.states.back(), tsdFinished);
+    for (const DISPID id : sink.ids) EXPECT_EQ(id, DISPID_CDLManager_StateChanged);
+
+    BSTR text = nullptr;
+    sink.last->get_FinalPath(&text);
+    const std::wstring path = Take(text);
+    EXPECT_NE(GetFileAttributesW(path.c_str()), INVALID_FILE_ATTRIBUTES)
+        << std::string(path.begin(), path.end());
+    sink.last->get_MIMEType(&text);
+    EXPECT_NE(Take(text), L"");
+    sink.last->get_URL(&text);
+    EXPECT_EQ(Take(text), Url(L"/photo.jpg"));
+    LONG size = 0;
+    sink.last->get_Size(&size);
+    EXPECT_EQ(size, 300000);
+    EXPECT_EQ(point->Unadvise(cookie), S_OK);
+    point->Release();
+}
+
+INSTANTIATE_TEST_SUITE_P(BothIdentifiers, ComponentEvents,
+                         testing::Values(&DIID___CDLManager, &DIID___CDLManager___v0));
+
+TEST_F(Component, RetriesWhatEndedShortOrAsAnErrorPage) {
+    Sink sink(DIID___CDLManager);
+    IConnectionPoint* const point = EventPoint(DIID___CDLManager);
+    DWORD cookie = 0;
+    ASSERT_EQ(point->Advise(&sink, &cookie), S_OK);
+    for (const wchar_t* path : {L"/none", L"/short"}) {
+        const std::wstring handle = Add(Url(path));
+        sink.states.clear();
+        SHORT active = 0;
+        RunUntil(handle, [&] { return manager->get_ActiveJobs(&active) == S_OK && active == 0; });
+        ASSERT_FALSE(sink.states.empty());
+        EXPECT_EQ(sink.states.back(), tsdPending);
+        EXPECT_EQ(manager->RemoveURL(Text(handle).value), S_OK);
+    }
+    point->Unadvise(cookie);
+    point->Release();
+}
+
+TEST_F(Component, GivesTheSameSlotsUnderItsEarlierIdentifiers) {
+    constexpr int kPutAutoStart = 7 + 2;
+    constexpr int kGetAutoStart = 7 + 1;
+    using Put = HRESULT(STDMETHODCALLTYPE*)(void*, VARIANT_BOOL);
+    using Get = HRESULT(STDMETHODCALLTYPE*)(void*, VARIANT_BOOL*);
+    for (const IID& id : {IID_CDLManager___v0, IID_CDLManager___v1}) {
+        void* object = nullptr;
+        ASSERT_EQ(manager->QueryInterface(id, &object), S_OK);
+        void** const slots = *static_cast<void***>(object);
+        for (const VARIANT_BOOL value : {VARIANT_TRUE, VARIANT_FALSE}) {
+            VARIANT_BOOL result = 1;
+            EXPECT_EQ(reinterpret_cast<Put>(slots[kPutAutoStart])(object, value), S_OK);
+            EXPECT_EQ(reinterpret_cast<Get>(slots[kGetAutoStart])(object, &result), S_OK);
+            EXPECT_EQ(result, value);
+        }
+        static_cast<IUnknown*>(object)->Release();
+    }
+}
+
+// --- the dialog
+// ----------------------------------------------------------------------------------------------------
+
+HWND Dialog() { return FindWindowW(L"QMASYN10.Progress", nullptr); }
+
+// The window as it stands on the screen, as a file of 32 bits per pixel.
+void SavePicture(HWND window, const std::wstring& path) {
+    RECT area{};
+    GetWindowRect(window, &area);
+    const LONG width = area.right - area.left;
+    const LONG height = area.bottom - area.top;
+    const HDC screen = GetDC(nullptr);
+    const HDC memory = CreateCompatibleDC(screen);
+    BITMAPINFO info{};
+    info.bmiHeader = {sizeof info.bmiHeader, width, -height, 1, 32, BI_RGB, 0, 0, 0, 0, 0};
+    void* pixels = nullptr;
+    const HBITMAP bitmap = CreateDIBSection(screen, &info, DIB_RGB_COLORS, &pixels, nullptr, 0);
+    SelectObject(memory, bitmap);
+    BitBlt(memory, 0, 0, width, height, screen, area.left, area.top, SRCCOPY);
+    const auto size = static_cast<DWORD>(width * height * 4);
+    BITMAPFILEHEADER header{};
+    header.bfType = 0x4D42;
+    header.bfOffBits = sizeof header + sizeof info.bmiHeader;
+    header.bfSize = header.bfOffBits + size;
+    std::ofstream file(std::string(path.begin(), path.end()), std::ios::binary);
+    file.write(reinterpret_cast<const char*>(&header), sizeof header);
+    file.write(reinterpret_cast<const char*>(&info.bmiHeader), sizeof info.bmiHeader);
+    file.write(static_cast<const char*>(pixels), size);
+    DeleteDC(memory);
+    DeleteObject(bitmap);
+    ReleaseDC(nullptr, screen);
+}
+
+std::wstring g_picture;
+std::wstring g_caption;
+
+// Runs inside the dialog's own message loop: takes its picture and presses Cancel with the mouse.
+VOID CALLBACK PressCancel(HWND, UINT, UINT_PTR timer, DWORD) {
+    const HWND dialog = Dialog();
+    if (dialog == nullptr || IsWindowVisible(dialog) == FALSE) return;
+    KillTimer(nullptr, timer);
+    const HWND cancel = GetDlgItem(dialog, IDCANCEL);
+    wchar_t caption[64]{};
+    GetWindowTextW(cancel, caption, 64);
+    g_caption = caption;
+    SavePicture(dialog, g_picture);
+    RECT area{};
+    GetWindowRect(cancel, &area);
+    SetCursorPos((area.left + area.right) / 2, (area.top + area.bottom) / 2);
+    INPUT clicks[2]{};
+    clicks[0].type = INPUT_MOUSE;
+    clicks[0].mi.dwFlags = MOUSEEVENTF_LEFTDOWN;
+    clicks[1].type = INPUT_MOUSE;
+    clicks[1].mi.dwFlags = MOUSEEVENTF_LEFTUP;
+    SendInput(2, clicks, sizeof clicks[0]);
+}
+
+struct Language {
+    LONG id;
+    const wchar_t* cancel;
+};
+
+class ComponentDialog : public Component, public testing::WithParamInterface<Language> {};
+
+TEST_P(ComponentDialog, EndsAForcedDownloadWhenCancelIsPressed) {
+    ASSERT_EQ(manager->put_LangID(GetParam().id), S_OK);
+    g_picture = Environment(L"TSASYNC_SCREENSHOTS") + L"\\dialog-" + std::to_wstring(GetParam().id) + L".bmp";
+    SetTimer(nullptr, 0, 2500, &PressCancel);
+    const std::wstring handle =
+        Add(Url((L"/slow-" + std::to_wstring(GetParam().id) + L"/photo.jpg").c_str()), true);
+    EXPECT_EQ(handle, L"");
+    EXPECT_EQ(g_caption, GetParam().cancel);
+    SHORT active = -1;
+    manager->get_ActiveJobs(&active);
+    EXPECT_EQ(active, 0);
+    EXPECT_EQ(Dialog(), nullptr);
+}
+
+INSTANTIATE_TEST_SUITE_P(Languages, ComponentDialog,
+                         testing::Values(Language{1033, L"Cancel"}, Language{1031, L"Abbrechen"},
+                                         Language{1034, L"Cancelar"}, Language{1036, L"Annuler"},
+                                         Language{1040, L"Annulla"}, Language{1043, L"Annuleren"}));
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    testing::InitGoogleTest(&argc, argv);
+    const int result = RUN_ALL_TESTS();
+    CoUninitialize();
+    return result;
+}

@@ -1,0 +1,127 @@
+#!/usr/bin/env bash
+# Cross-compiles the Windows component for both processors and tests the 64-bit one under Wine, in a prefix, on a screen
+# and with a server of its own below build/windows. ./dev windows has installed what it needs.
+set -euo pipefail
+cd "$(dirname "$0")/../.."
+
+out=$PWD/build/windows
+x64=$PWD/build/windows-x64/bin
+x86=$PWD/build/windows-x86/bin
+passed=0 failed=0
+export CCACHE_BASEDIR=${CCACHE_BASEDIR:-$PWD} CCACHE_NOHASHDIR=1
+export WINEPREFIX=$out/prefix WINEDEBUG=${WINEDEBUG:--all} WINEDLLOVERRIDES='mscoree,mshtml='
+
+# step NAME COMMAND…: one check.
+step() {
+    local name=$1 log=$out/step.log
+    shift
+    if "$@" >"$log" 2>&1; then
+        passed=$((passed + 1))
+        echo "ok      $name"
+    else
+        failed=$((failed + 1))
+        echo "FAILED  $name"
+        tail -n 60 "$log"
+    fi
+}
+
+cleanup() {
+    [ ! -d "$WINEPREFIX" ] || wineserver -k || true
+    [ -z "${server:-}" ] || kill "$server" 2>/dev/null || true
+    [ -z "${screen:-}" ] || kill "$screen" 2>/dev/null || true
+}
+trap cleanup EXIT
+
+run() { timeout 240 wine "$@"; }
+windows_path() { echo "Z:${1//\//\\}"; }
+
+# --- building ---------------------------------------------------------------------------------------------------
+
+build() { cmake --preset "$1" && nice ninja -C "build/$1" "${@:2}"; }
+
+# --- what is in the files ---------------------------------------------------------------------------------------
+
+system_dlls='advapi32 bcrypt comctl32 gdi32 kernel32 msvcrt ole32 oleaut32 shell32 urlmon user32 version wininet'
+
+imports_are_the_systems() {
+    local dll
+    while read -r dll; do
+        [[ " $system_dlls " == *" ${dll%.dll} "* ]] || { echo "imports $dll"; return 1; }
+    done < <("$1-w64-mingw32-objdump" -p "$2" | sed -n 's/.*DLL Name: //p' | tr '[:upper:]' '[:lower:]')
+}
+
+exports_are_the_four() {
+    local names
+    names=$("$1-w64-mingw32-objdump" -p "$2" | sed -n '/Ordinal\/Name Pointer/,/^$/s/^.*\] *\(+base\[ *[0-9]*\] *[0-9a-f]* *\)\?//p' | xargs)
+    echo "exports: $names"
+    [ "$names" = 'DllCanUnloadNow DllGetClassObject DllRegisterServer DllUnregisterServer' ]
+}
+
+is_of_format() { "$1-w64-mingw32-objdump" -f "$2" | grep -q "file format $3"; }
+
+# --- under Wine -------------------------------------------------------------------------------------------------
+
+start_helpers() {
+    rm -rf "$WINEPREFIX" "$out/www" "$out/assets" "$out/screenshots"
+    mkdir -p "$out/www" "$out/screenshots" "$WINEPREFIX"
+    python3 -c 'import random, sys; sys.stdout.buffer.write(random.Random(1).randbytes(300000))' >"$out/www/photo.jpg"
+    coproc SERVER { exec python3 tests/windows/server.py "$out/www"; }
+    server=$SERVER_PID
+    read -r port <&"${SERVER[0]}"
+    Xvfb -displayfd 3 -screen 0 1024x768x24 3>"$out/display" 2>/dev/null &
+    screen=$!
+    for _ in $(seq 100); do [ -s "$out/display" ] && break; sleep 0.1; done
+    export DISPLAY=:$(cat "$out/display")
+    export TSASYNC_URL=http://127.0.0.1:$port
+    wineboot -i >/dev/null 2>&1
+    wineserver -w
+}
+
+export_registry() { run regedit /E "$1" 'HKEY_LOCAL_MACHINE\Software\Classes' && wineserver -w; }
+register() { run regsvr32 "$@" "$(windows_path "$x64/QMASYN10.DLL")"; }
+
+# With nothing left of it: the classes before are the classes after.
+registers_and_leaves_nothing() {
+    export_registry "$out/before.reg" && register /s && export_registry "$out/registered.reg" &&
+        register /u /s && export_registry "$out/after.reg" || return 1
+    ! cmp -s "$out/before.reg" "$out/registered.reg" || return 1
+    diff "$out/before.reg" "$out/after.reg"
+}
+
+script() {
+    local assets=$out/assets/$1
+    run cscript "$(windows_path "$PWD/tests/windows/$1")" "$TSASYNC_URL/photo.jpg" "$(windows_path "$assets")" photo.jpg &&
+        cmp "$assets/photo.jpg" "$out/www/photo.jpg"
+}
+
+type_library() { TSASYNC_DLL=$(windows_path "$1/QMASYN10.DLL") run "$x64/type_library_test.exe"; }
+
+component() {
+    TSASYNC_ASSETS=$(windows_path "$out/assets/cpp") TSASYNC_SCREENSHOTS=$(windows_path "$out/screenshots") \
+        run "$x64/component_test.exe"
+}
+
+mkdir -p "$out"
+step 'build for x64' build windows-x64
+step 'build for x86' build windows-x86 qmasyn10
+for folder in "$x64:x86_64:pei-x86-64" "$x86:i686:pei-i386"; do
+    IFS=: read -r bin cpu format <<<"$folder"
+    step "$cpu: file format" is_of_format "$cpu" "$bin/QMASYN10.DLL" "$format"
+    step "$cpu: imports only the system's DLLs" imports_are_the_systems "$cpu" "$bin/QMASYN10.DLL"
+    step "$cpu: exports the four entry points" exports_are_the_four "$cpu" "$bin/QMASYN10.DLL"
+done
+
+start_helpers
+step 'x86_64: type library' type_library "$x64"
+step 'i686: type library' type_library "$x86"
+step 'registration leaves nothing behind' registers_and_leaves_nothing
+step 'registration' register /s
+step 'VBScript host' script client.vbs
+step 'JScript host' script client.js
+step 'C++ host' component
+for program in "$x64"/test_*.exe; do
+    step "$(basename "$program" .exe)" run "$program"
+done
+
+echo "windows: $passed passed, $failed failed"
+[ "$failed" = 0 ]

@@ -1,0 +1,41 @@
+#!/usr/bin/env python3
+"""The asset server of the Windows tests: server.py FOLDER. Prints its port, then serves until it is ended.
+
+/moved leads to /photo.jpg, /short ends before its announced length, /slow takes its time.
+"""
+
+import functools
+import http.server
+import sys
+import time
+
+
+class Handler(http.server.SimpleHTTPRequestHandler):
+    def do_GET(self):
+        if self.path == "/moved":
+            self.head(302, 0, ("Location", "/photo.jpg"))
+        elif self.path == "/short":
+            self.head(200, 1000)
+            self.wfile.write(b"x" * 600)
+            self.close_connection = True
+        elif self.path.startswith("/slow"):
+            self.head(200, 6_000_000, ("Content-Type", "image/jpeg"))
+            for _ in range(300):
+                self.wfile.write(b"x" * 20_000)
+                time.sleep(0.1)
+        else:
+            super().do_GET()
+
+    def head(self, status, length, *fields):
+        self.send_response(status)
+        for name, value in (("Content-Length", str(length)), *fields):
+            self.send_header(name, value)
+        self.end_headers()
+
+    def log_message(self, *_):
+        pass
+
+
+server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), functools.partial(Handler, directory=sys.argv[1]))
+print(server.server_port, flush=True)
+server.serve_forever()

@@ -1,0 +1,170 @@
+// Holds the type library of a component against the dispatch tables compiled into it. TSASYNC_DLL names the
+// component.
+#include "com/ItemObject.h"
+#include "com/ManagerObject.h"
+#include "com/MemberTable.h"
+
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <cstdlib>
+#include <string>
+
+namespace {
+
+using tsasync::com::Member;
+using tsasync::com::MemberTable;
+
+constexpr UINT kInheritedSlots = 7;  // of IDispatch
+
+std::wstring Wide(std::u16string_view text) { return {text.begin(), text.end()}; }
+
+class TypeLibrary : public testing::Test {
+  protected:
+    void SetUp() override {
+        const wchar_t* path = _wgetenv(L"TSASYNC_DLL");
+        ASSERT_NE(path, nullptr);
+        ASSERT_EQ(LoadTypeLibEx(path, REGKIND_NONE, &library), S_OK);
+    }
+
+    ITypeInfo* Type(REFGUID id) {
+        ITypeInfo* type = nullptr;
+        EXPECT_EQ(library->GetTypeInfoOfGuid(id, &type), S_OK);
+        return type;
+    }
+
+    TYPEATTR Attributes(REFGUID id) {
+        TYPEATTR* attributes = nullptr;
+        EXPECT_EQ(Type(id)->GetTypeAttr(&attributes), S_OK);
+        return *attributes;
+    }
+
+    ITypeLib* library = nullptr;
+};
+
+std::wstring NameOf(ITypeInfo* type, MEMBERID id) {
+    BSTR name = nullptr;
+    type->GetDocumentation(id, &name, nullptr, nullptr, nullptr);
+    const std::wstring text = name == nullptr ? L"" : name;
+    SysFreeString(name);
+    return text;
+}
+
+// Behind pointers; an enumeration is a long.
+VARTYPE PlainType(const TYPEDESC& type) {
+    if (type.vt == VT_PTR) return PlainType(*type.lptdesc);
+    return type.vt == VT_USERDEFINED ? static_cast<VARTYPE>(VT_I4) : type.vt;
+}
+
+void ExpectSameParameters(ITypeInfo* type, const FUNCDESC& function, const Member& member) {
+    ASSERT_EQ(static_cast<std::size_t>(function.cParams), member.parameters.size());
+    BSTR names[8]{};
+    UINT count = 0;
+    ASSERT_EQ(type->GetNames(function.memid, names, 8, &count), S_OK);
+    for (std::size_t i = 0; i < member.parameters.size(); ++i) {
+        const auto& parameter = member.parameters[i];
+        const ELEMDESC& element = function.lprgelemdescParam[i];
+        if (member.kind == DISPATCH_METHOD) EXPECT_EQ(names[i + 1], Wide(parameter.name));
+        EXPECT_EQ(PlainType(element.tdesc), parameter.type);
+        EXPECT_EQ((element.paramdesc.wParamFlags & PARAMFLAG_FOPT) != 0, parameter.optional);
+        const bool hasDefault = (element.paramdesc.wParamFlags & PARAMFLAG_FHASDEFAULT) != 0;
+        EXPECT_EQ(hasDefault, parameter.name == u"Force");
+        if (hasDefault) {
+            EXPECT_EQ(element.paramdesc.pparamdescex->varDefaultValue.boolVal, VARIANT_FALSE);
+        }
+        const bool byReference = element.tdesc.vt == VT_PTR;
+        EXPECT_EQ(byReference, member.name == u"ChangeState" && parameter.name == u"Force");
+    }
+}
+
+void ExpectSameMembers(ITypeInfo* type, const MemberTable& table) {
+    FUNCDESC* addRef = nullptr;
+    ASSERT_EQ(type->GetFuncDesc(1, &addRef), S_OK);
+    const UINT slotSize = static_cast<UINT>(addRef->oVft);
+    for (UINT i = 0; i < table.size(); ++i) {
+        const Member& member = table[i];
+        SCOPED_TRACE(std::string(member.name.begin(), member.name.end()) + ", slot " + std::to_string(i + 1));
+        FUNCDESC* function = nullptr;
+        ASSERT_EQ(type->GetFuncDesc(kInheritedSlots + i, &function), S_OK);
+        EXPECT_EQ(NameOf(type, function->memid), Wide(member.name));
+        EXPECT_EQ(function->memid, member.id);
+        EXPECT_EQ(static_cast<UINT>(function->oVft), (kInheritedSlots + i) * slotSize);
+        EXPECT_EQ(static_cast<WORD>(function->invkind), member.kind);
+        const VARTYPE result = PlainType(function->elemdescFunc.tdesc);
+        const bool hasResult = member.result != VT_EMPTY;
+        EXPECT_EQ(result, hasResult ? member.result : static_cast<VARTYPE>(VT_VOID));
+        ExpectSameParameters(type, *function, member);
+        type->ReleaseFuncDesc(function);
+    }
+    FUNCDESC* none = nullptr;
+    EXPECT_NE(type->GetFuncDesc(kInheritedSlots + static_cast<UINT>(table.size()), &none), S_OK);
+}
+
+TEST_F(TypeLibrary, HasItsIdentity) {
+    TLIBATTR* attributes = nullptr;
+    ASSERT_EQ(library->GetLibAttr(&attributes), S_OK);
+    EXPECT_EQ(attributes->guid, LIBID_TSAsync);
+    EXPECT_EQ(attributes->wMajorVerNum, 1);
+    EXPECT_EQ(attributes->wMinorVerNum, 2);
+    EXPECT_EQ(attributes->lcid, 0x0409u);
+    BSTR name = nullptr;
+    BSTR help = nullptr;
+    ASSERT_EQ(library->GetDocumentation(-1, &name, &help, nullptr, nullptr), S_OK);
+    EXPECT_STREQ(name, L"TSAsync");
+    EXPECT_STREQ(help, L"Quillmark Async Transfer Module 1.0");
+    EXPECT_EQ(library->GetTypeInfoCount(), 9u);
+}
+
+TEST_F(TypeLibrary, HasTheManagersMembers) {
+    ExpectSameMembers(Type(IID__CDLManager), tsasync::com::ManagerMembers());
+}
+
+TEST_F(TypeLibrary, HasTheRecordsMembers) {
+    ExpectSameMembers(Type(IID__CDLItem), tsasync::com::ItemMembers());
+}
+
+TEST_F(TypeLibrary, HasTheTypesFlags) {
+    constexpr WORD kHiddenDual =
+        TYPEFLAG_FHIDDEN | TYPEFLAG_FNONEXTENSIBLE | TYPEFLAG_FDUAL | TYPEFLAG_FOLEAUTOMATION;
+    constexpr WORD kHiddenEvents = TYPEFLAG_FHIDDEN | TYPEFLAG_FNONEXTENSIBLE;
+    EXPECT_EQ(Attributes(IID__CDLManager).wTypeFlags & kHiddenDual, kHiddenDual);
+    EXPECT_EQ(Attributes(IID__CDLItem).wTypeFlags & kHiddenDual, kHiddenDual);
+    EXPECT_EQ(Attributes(DIID___CDLManager).wTypeFlags & (kHiddenEvents | TYPEFLAG_FDUAL), kHiddenEvents);
+    EXPECT_EQ(Attributes(CLSID_CDLManager).wTypeFlags & TYPEFLAG_FCANCREATE, TYPEFLAG_FCANCREATE);
+    EXPECT_EQ(Attributes(CLSID_CDLItem).wTypeFlags & TYPEFLAG_FCANCREATE, 0);
+    for (const GUID& alias : {IID_CDLManager___v0, IID_CDLManager___v1, IID_CDLItem___v0}) {
+        EXPECT_EQ(Attributes(alias).typekind, TKIND_ALIAS);
+        EXPECT_EQ(Attributes(alias).wTypeFlags & TYPEFLAG_FHIDDEN, TYPEFLAG_FHIDDEN);
+    }
+}
+
+TEST_F(TypeLibrary, HasTheEvents) {
+    ITypeInfo* events = Type(DIID___CDLManager);
+    const struct {
+        MEMBERID id;
+        const wchar_t* names[3];
+        UINT count;
+    } expected[] = {{1, {L"StateChanged", L"oI"}, 2}, {2, {L"TraceEvent", L"logBuff", L"evType"}, 3}};
+    for (const auto& event : expected) {
+        BSTR names[4]{};
+        UINT count = 0;
+        ASSERT_EQ(events->GetNames(event.id, names, 4, &count), S_OK);
+        ASSERT_EQ(count, event.count);
+        for (UINT i = 0; i < count; ++i) EXPECT_STREQ(names[i], event.names[i]);
+    }
+}
+
+TEST_F(TypeLibrary, HasTheStates) {
+    ITypeInfo* states = Type(GUID_TSDLStateEnum);
+    const wchar_t* const names[] = {L"tsdStopped", L"tsdStarting", L"tsdDownloading",
+                                    L"tsdPending", L"tsdFinished", L"tsdBroken"};
+    ASSERT_EQ(Attributes(GUID_TSDLStateEnum).cVars, 6);
+    for (UINT i = 0; i < 6; ++i) {
+        VARDESC* state = nullptr;
+        ASSERT_EQ(states->GetVarDesc(i, &state), S_OK);
+        EXPECT_EQ(NameOf(states, state->memid), names[i]);
+        EXPECT_EQ(state->lpvarValue->lVal, static_cast<LONG>(i));
+    }
+}
+
+}  // namespace
