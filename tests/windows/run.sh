@@ -13,11 +13,11 @@ export WINEPREFIX=$out/prefix WINEDEBUG=${WINEDEBUG:--all} WINEDLLOVERRIDES='msc
 
 # step NAME COMMAND…: one check.
 step() {
-    local name=$1 log=$out/step.log
+    local name=$1 log=$out/step.log start=$SECONDS
     shift
     if "$@" >"$log" 2>&1; then
         passed=$((passed + 1))
-        echo "ok      $name"
+        echo "ok      $name ($((SECONDS - start)) s)"
     else
         failed=$((failed + 1))
         echo "FAILED  $name"
@@ -65,7 +65,7 @@ start_helpers() {
     rm -rf "$WINEPREFIX" "$out/www" "$out/assets" "$out/screenshots"
     mkdir -p "$out/www" "$out/screenshots" "$WINEPREFIX"
     python3 -c 'import random, sys; sys.stdout.buffer.write(random.Random(1).randbytes(300000))' >"$out/www/photo.jpg"
-    coproc SERVER { exec python3 tests/windows/server.py "$out/www"; }
+    coproc SERVER { exec python3 tests/windows/server.py "$out/www" 2>"$out/server.log"; }
     server=$SERVER_PID
     read -r port <&"${SERVER[0]}"
     Xvfb -displayfd 3 -screen 0 1024x768x24 3>"$out/display" 2>/dev/null &
@@ -101,6 +101,12 @@ component() {
         run "$x64/component_test.exe"
 }
 
+# What can't be shown under Wine; docs/windows.md tells why.
+declare -A left_out=(
+    [test_companion]=MimeExtensionMap.KnowsTypesHoweverTheyAreWritten
+    [test_manager]=Lifecycle.ManagerDroppedAfterItsThreadsStateIsGone
+)
+
 mkdir -p "$out"
 step 'build for x64' build windows-x64
 step 'build for x86' build windows-x86 qmasyn10
@@ -120,7 +126,8 @@ step 'VBScript host' script client.vbs
 step 'JScript host' script client.js
 step 'C++ host' component
 for program in "$x64"/test_*.exe; do
-    step "$(basename "$program" .exe)" run "$program"
+    name=$(basename "$program" .exe)
+    step "$name" run "$program" --gtest_brief=1 "--gtest_filter=-${left_out[$name]:-}"
 done
 
 echo "windows: $passed passed, $failed failed"

@@ -36,6 +36,11 @@ class Handler(http.server.SimpleHTTPRequestHandler):
         pass
 
 
-server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), functools.partial(Handler, directory=sys.argv[1]))
+class Server(http.server.ThreadingHTTPServer):
+    def handle_error(self, request, client_address):
+        """A client that goes away in the middle of an answer is one of the tests."""
+
+
+server = Server(("127.0.0.1", 0), functools.partial(Handler, directory=sys.argv[1]))
 print(server.server_port, flush=True)
 server.serve_forever()

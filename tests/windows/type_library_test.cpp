@@ -64,7 +64,9 @@ void ExpectSameParameters(ITypeInfo* type, const FUNCDESC& function, const Membe
     for (std::size_t i = 0; i < member.parameters.size(); ++i) {
         const auto& parameter = member.parameters[i];
         const ELEMDESC& element = function.lprgelemdescParam[i];
-        if (member.kind == DISPATCH_METHOD) EXPECT_EQ(names[i + 1], Wide(parameter.name));
+        if (member.kind == DISPATCH_METHOD) {
+            EXPECT_EQ(names[i + 1], Wide(parameter.name));
+        }
         EXPECT_EQ(PlainType(element.tdesc), parameter.type);
         EXPECT_EQ((element.paramdesc.wParamFlags & PARAMFLAG_FOPT) != 0, parameter.optional);
         const bool hasDefault = (element.paramdesc.wParamFlags & PARAMFLAG_FHASDEFAULT) != 0;
