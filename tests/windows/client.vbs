@@ -1,8 +1,8 @@
 ' A host in VBScript: cscript client.vbs URL FOLDER FILE-NAME
-' Wine's cscript connects no events, so that the records behind them are another program's business.
+' Wine's cscript connects no events, so that the records, which come with them, are the business of the C++ host.
 Option Explicit
 
-Dim manager, failures, url, handle, language, made, files, i
+Dim manager, failures, url, handle, language, made, files
 
 failures = 0
 
@@ -71,14 +71,10 @@ Check "a record can't be created", Err.Number <> 0
 Err.Clear
 On Error Goto 0
 
-' A download to its end.
+' A download to its end. A forced one, because it runs the message loop, which Wine's cscript doesn't.
 Set files = CreateObject("Scripting.FileSystemObject")
-manager.ChangeState handle, 3
-Check "the pending job is elected", manager.Elect() = handle Or manager.ActiveJobs = 1
-For i = 1 To 400
-    If manager.ActiveJobs = 0 Then Exit For
-    WScript.Sleep 50
-Next
+made = manager.AddURL(url & "?forced", "a name", True)
+Check "the forced download has a handle", made = manager.GetHDL(url & "?forced")
 Check "the transfer has ended", manager.ActiveJobs = 0
 Check "the file is there", files.FileExists(WScript.Arguments(1) & "\" & WScript.Arguments(2))
 
