@@ -52,7 +52,7 @@ imports_are_the_systems() {
 
 exports_are_the_four() {
     local names
-    names=$("$1-w64-mingw32-objdump" -p "$2" | sed -n '/Ordinal\/Name Pointer/,/^$/p' | grep -o 'Dll[A-Za-z]*\|[A-Za-z_@0-9]*$' | grep -v '^Table$' | xargs)
+    names=$("$1-w64-mingw32-objdump" -p "$2" | sed -n '/Ordinal\/Name Pointer/,/^$/s/^[[:space:]]*\[ *[0-9]*\] *//p' | xargs)
     echo "exports: $names"
     [ "$names" = 'DllCanUnloadNow DllGetClassObject DllRegisterServer DllUnregisterServer' ]
 }
