@@ -43,7 +43,17 @@ MisbehavingServer::~MisbehavingServer() {
     if (m_listener >= 0) close(m_listener);
 }
 
+bool MisbehavingServer::AwaitsMore() {
+    const std::lock_guard lock(m_mutex);
+    for (std::size_t i = m_done; i < m_conversation.size(); ++i) {
+        if (m_conversation[i].kind == Step::Kind::Ask) return true;
+    }
+    return false;
+}
+
 std::string MisbehavingServer::Complaint() {
+    // The other side may have heard all before the last step is ticked off.
+    for (int i = 0; i < 200 && !m_ended; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
     const std::lock_guard lock(m_mutex);
     if (m_complaint.empty() && m_done < m_conversation.size())
         return "step " + std::to_string(m_done) + " not reached";
@@ -64,6 +74,7 @@ void MisbehavingServer::Play() {
     Hang();
     close(m_listener);
     m_listener = -1;
+    m_ended = true;
 }
 
 void MisbehavingServer::Hang() {

@@ -42,6 +42,8 @@ class MisbehavingServer {
     MisbehavingServer& operator=(const MisbehavingServer&) = delete;
 
     int Port() const { return m_port; }
+    // Whether the conversation goes on with another request.
+    bool AwaitsMore();
     // What went otherwise than the conversation awaits; empty when nothing did, and all of it was held.
     std::string Complaint();
     // Bytes sent so far, heads and all.
@@ -60,6 +62,7 @@ class MisbehavingServer {
     int m_listener;
     int m_connection = -1;
     std::atomic<bool> m_stop{false};
+    std::atomic<bool> m_ended{false};
     std::atomic<std::size_t> m_sent{0};
     std::mutex m_mutex;
     std::string m_complaint;  // guarded by m_mutex, like the next
