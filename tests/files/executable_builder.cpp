@@ -85,27 +85,46 @@ std::string DosHeader() {
     return bytes;
 }
 
-// The three levels of directories that lead to the one resource, at `address`.
-std::string ResourceTree(std::uint32_t address, std::size_t size) {
-    std::string bytes;
-    for (const std::uint32_t id : {16U, 1U, 0x409U}) {
-        Put(bytes, 0, 12);
-        Put(bytes, 0, 2);
-        Put(bytes, 1, 2);
-        Put(bytes, id, 4);
-        const std::size_t next = bytes.size() + 4;
-        Put(bytes, id == 0x409 ? next : next | 0x80000000, 4);
-    }
-    Put(bytes, address + bytes.size() + 16, 4);
-    Put(bytes, size, 4);
-    Put(bytes, 0, 8);
-    return bytes;
+using Blocks = std::vector<std::pair<std::uint16_t, std::string>>;
+
+void PutDirectory(std::string& bytes, std::size_t entries) {
+    Put(bytes, 0, 12);
+    Put(bytes, 0, 2);
+    Put(bytes, entries, 2);
 }
 
-std::string Pe(const std::string& block, bool plus) {
+// Three levels of directories (type, name, language), what their leaves describe, and that itself; at
+// `address`.
+std::string Resources(std::uint32_t address, const Blocks& blocks) {
+    std::string bytes;
+    for (const std::uint32_t id : {16U, 1U}) {
+        PutDirectory(bytes, 1);
+        Put(bytes, id, 4);
+        Put(bytes, (bytes.size() + 4) | 0x80000000, 4);
+    }
+    PutDirectory(bytes, blocks.size());
+    constexpr std::size_t kEntry = 8;
+    constexpr std::size_t kLeaf = 16;
+    const std::size_t leaves = bytes.size() + blocks.size() * kEntry;
+    for (std::size_t i = 0; i < blocks.size(); ++i) {
+        Put(bytes, blocks[i].first, 4);
+        Put(bytes, leaves + i * kLeaf, 4);
+    }
+    std::string data;
+    for (const auto& [language, block] : blocks) {
+        Put(bytes, address + leaves + blocks.size() * kLeaf + data.size(), 4);
+        Put(bytes, block.size(), 4);
+        Put(bytes, 0, 8);
+        data += block;
+        Pad(data, 4);
+    }
+    return bytes + data;
+}
+
+std::string Pe(const Blocks& blocks, bool plus) {
     constexpr std::uint32_t kAlignment = 0x200;
     constexpr std::uint32_t kSection = 0x1000;
-    const std::string data = ResourceTree(kSection, block.size()) + block;
+    const std::string data = Resources(kSection, blocks);
     const std::size_t directories = plus ? 112 : 96;
     std::string optional(directories + 16 * 8, '\0');
     PutAt(optional, 0, plus ? 0x20B : 0x10B, 2);
@@ -146,8 +165,9 @@ std::string Pe(const std::string& block, bool plus) {
 std::string WideBlock(const VersionParts& parts) { return Format{true}.Block(parts); }
 std::string NarrowBlock(const VersionParts& parts) { return Format{false}.Block(parts); }
 
-std::string Pe32(const std::string& block) { return Pe(block, false); }
-std::string Pe32Plus(const std::string& block) { return Pe(block, true); }
+std::string Pe32(const std::string& block) { return Pe({{0x409, block}}, false); }
+std::string Pe32Plus(const std::string& block) { return Pe({{0x409, block}}, true); }
+std::string Pe32OfLanguages(const Blocks& blocks) { return Pe(blocks, false); }
 
 std::string Ne(const std::string& block) {
     constexpr std::size_t kHeader = 64;

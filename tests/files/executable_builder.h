@@ -2,6 +2,7 @@
 
 #include "platform/version_resource.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <utility>
@@ -27,5 +28,7 @@ std::string NarrowBlock(const VersionParts& parts);
 std::string Pe32(const std::string& block);
 std::string Pe32Plus(const std::string& block);
 std::string Ne(const std::string& block);
+// With a resource for each of these languages, in this order.
+std::string Pe32OfLanguages(const std::vector<std::pair<std::uint16_t, std::string>>& blocks);
 
 }  // namespace tsasync::executables

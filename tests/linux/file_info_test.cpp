@@ -1,0 +1,264 @@
+// The describers of files on the real system.
+#include "files/CFileInfo.h"
+#include "files/CFileVersionInfo.h"
+#include "platform/shell_info.h"
+#include "tests/files/executable_builder.h"
+#include "tests/linux/scratch.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <limits>
+
+namespace tsasync {
+namespace {
+
+using namespace linuxtest;  // NOLINT(google-build-using-namespace)
+
+class FileDescribers : public ::testing::Test {
+  protected:
+    void SetUp() override { Speak("en_US.UTF-8"); }
+    void TearDown() override { unsetenv("LC_ALL"); }  // NOLINT(concurrency-mt-unsafe)
+
+    static void Speak(const char* locale) { setenv("LC_ALL", locale, 1); }  // NOLINT(concurrency-mt-unsafe)
+
+    std::u16string At(const std::string& name) const { return Wide(m_folder / name); }
+    struct stat Entry(const std::string& name) const {
+        struct stat entry {};
+        EXPECT_EQ(stat((m_folder / name).c_str(), &entry), 0);
+        return entry;
+    }
+
+    ScratchFolder m_folder;
+    CFileInfo m_info;
+};
+
+TEST_F(FileDescribers, TellWhatTheSystemKnows) {
+    Write(m_folder / "My photo.JPG", "\xFF\xD8\xFF\xE0" + std::string(5000, 'x'));
+    m_info.SetFullPathName(At("./x/../My photo.JPG"));
+    EXPECT_TRUE(m_info.FileExists() && m_info.PathExists());
+    EXPECT_EQ(m_info.FullPathName(), At("My photo.JPG"));
+    EXPECT_EQ(m_info.FilePath(), At(""));
+    EXPECT_EQ(m_info.FileBaseName(), u"My photo");
+    EXPECT_EQ(m_info.FileExtension(), u"JPG");
+    EXPECT_EQ(m_info.ShortName(), u"MY PHOTO.JPG");
+    EXPECT_EQ(m_info.ShortPathName(), At("My photo.JPG"));
+    EXPECT_EQ(m_info.ShortPath(), At(""));
+    EXPECT_EQ(m_info.DisplayName(), u"My photo.JPG");
+    EXPECT_EQ(m_info.TypeName(), u"JPEG image");
+    EXPECT_EQ(m_info.FileSize(), 5004);
+    EXPECT_EQ(m_info.CompressedFileSize(), Entry("My photo.JPG").st_blocks * 512);
+    EXPECT_EQ(m_info.CompressedFileSizeHigh(), 0);
+    EXPECT_EQ(m_info.CreationTime(), m_info.ModifyTime());
+    m_info.SetFullPathName(At("MY PHOTO.jpg"));
+    EXPECT_FALSE(m_info.FileExists()) << "another name";
+}
+
+TEST_F(FileDescribers, KnowLargeSparseFilesAndFolders) {
+    Write(m_folder / "large", "x");
+    ASSERT_EQ(truncate((m_folder / "large").c_str(), (5LL << 32) + 7), 0);
+    m_info.SetFullPathName(At("large"));
+    EXPECT_EQ(m_info.FileSizeHigh(), 5);
+    EXPECT_EQ(m_info.FileSize(), 7);
+    EXPECT_EQ(m_info.CompressedFileSizeHigh(), 0);
+    m_info.SetFullPathName(Wide(m_folder.Path()) + u"/");
+    EXPECT_EQ(m_info.FullPathName(), Wide(m_folder.Path()));
+    EXPECT_EQ(m_info.TypeName(), u"folder");
+    EXPECT_NE(m_info.Attributes() & static_cast<std::int32_t>(platform::kAttributeDirectory), 0);
+    m_info.SetFullPathName(u"/tmp");
+    EXPECT_EQ(m_info.FilePath(), u"/");
+    EXPECT_EQ(m_info.FileName(), u"tmp");
+}
+
+TEST_F(FileDescribers, OwnTheirIcon) {
+    Write(m_folder / "a.jpg", "");
+    std::int32_t last = 0;
+    {
+        CFileInfo info;
+        info.SetFullPathName(At("a.jpg"));
+        const std::int32_t first = info.hIcon();
+        info.Refresh();
+        EXPECT_EQ(platform::IconName(first), u"");
+        last = info.hIcon();
+        EXPECT_NE(platform::IconName(last), u"");
+    }
+    EXPECT_EQ(platform::IconName(last), u"");
+}
+
+TEST_F(FileDescribers, WriteAttributesBack) {
+    Write(m_folder / "plain", "");
+    Write(m_folder / ".hidden", "");
+    ASSERT_EQ(chmod((m_folder / "plain").c_str(), 0644), 0);
+    m_info.SetFullPathName(At("plain"));
+    EXPECT_FALSE(m_info.attrReadOnly() || m_info.attrHidden());
+    m_info.SetattrReadOnly(true);
+    EXPECT_TRUE(m_info.attrReadOnly());
+    EXPECT_EQ(Entry("plain").st_mode & 0777U, 0444U);
+    m_info.SetattrTemporary(true);
+    m_info.SetattrCompressed(true);
+    EXPECT_FALSE(m_info.attrTemporary() || m_info.attrCompressed());
+    m_info.SetattrReadOnly(false);
+    EXPECT_FALSE(m_info.attrReadOnly());
+    EXPECT_EQ(Entry("plain").st_mode & 0777U, 0644U);
+
+    m_info.SetFullPathName(At(".hidden"));
+    EXPECT_EQ(m_info.FileBaseName(), u"");
+    EXPECT_EQ(m_info.FileExtension(), u"hidden");
+    m_info.SetattrHidden(false);
+    EXPECT_TRUE(m_info.attrHidden()) << "the dot stays";
+}
+
+TEST_F(FileDescribers, WriteTimesBack) {
+    Write(m_folder / "file", "");
+    for (const auto& path : {At("file"), Wide(m_folder.Path())}) {
+        CFileInfo info;
+        info.SetFullPathName(path);
+        const double created = info.CreationTime();
+        info.SetModifyTime(40000.5);
+        info.SetLastAccessTime(40001.25);
+        info.SetCreationTime(40002);  // can't be written
+        EXPECT_EQ(info.ModifyTime(), 40000.5);
+        EXPECT_EQ(info.LastAccessTime(), 40001.25);
+        EXPECT_EQ(info.CreationTime(), created);
+    }
+    EXPECT_EQ(Entry("file").st_atim.tv_sec - Entry("file").st_mtim.tv_sec, 86400 * 3 / 4);
+}
+
+TEST_F(FileDescribers, FollowLongPaths) {
+    std::string path = m_folder.Path();
+    while (path.size() < 3600) {
+        path += "/" + std::string(200, 'x');
+        ASSERT_EQ(mkdir(path.c_str(), 0777), 0);
+    }
+    path += "/\xF0\x9F\x93\xB7.tar.gz";
+    Write(path, "123");
+    m_info.SetFullPathName(Wide(path));
+    EXPECT_EQ(m_info.FileSize(), 3);
+    EXPECT_EQ(m_info.FullPathName(), Wide(path));
+    EXPECT_EQ(m_info.FileBaseName(), u"\U0001F4F7.tar");
+    EXPECT_EQ(m_info.DisplayName(), u"\U0001F4F7.tar.gz");
+    m_info.SetModifyTime(40000.5);
+    EXPECT_EQ(m_info.ModifyTime(), 40000.5);
+}
+
+TEST_F(FileDescribers, KeepWhatWasKnownOfADeletedFile) {
+    Write(m_folder / "a.jpg", "12345");
+    m_info.SetFullPathName(At("a.jpg"));
+    const double modified = m_info.ModifyTime();
+    ASSERT_EQ(unlink((m_folder / "a.jpg").c_str()), 0);
+    m_info.Refresh();
+    m_info.SetattrReadOnly(true);
+    m_info.SetModifyTime(1);
+    EXPECT_FALSE(m_info.FileExists());
+    EXPECT_TRUE(m_info.PathExists());
+    EXPECT_EQ(m_info.FileSize(), 5);
+    EXPECT_EQ(m_info.FileName(), u"a.jpg");
+    EXPECT_EQ(m_info.TypeName(), u"JPEG image");
+    EXPECT_NE(platform::IconName(m_info.hIcon()), u"");
+    EXPECT_EQ(m_info.ModifyTime(), modified);
+    EXPECT_FALSE(m_info.attrReadOnly());
+}
+
+TEST_F(FileDescribers, FormatSizes) {
+    struct Case {
+        std::int32_t size;
+        std::u16string_view text;
+    };
+    for (const Case& c : {
+             Case{0, u"0 bytes"},
+             Case{-5, u"-5 bytes"},
+             Case{std::numeric_limits<std::int32_t>::min(), u"-2,147,483,648 bytes"},
+             Case{1023, u"1,023 bytes"},
+             Case{1024, u"1.00KB (1,024 bytes)"},
+             Case{1536, u"1.50KB (1,536 bytes)"},
+             Case{10239, u"10.00KB (10,239 bytes)"},  // below 10 before it is rounded
+             Case{10240, u"10.0KB (10,240 bytes)"},
+             Case{102399, u"100.0KB (102,399 bytes)"},
+             Case{102400, u"100KB (102,400 bytes)"},
+             Case{1023999, u"1000KB (1,023,999 bytes)"},
+             Case{1024000, u"0.98MB (1,024,000 bytes)"},
+             Case{5000000, u"4.77MB (5,000,000 bytes)"},
+             Case{10239999, u"9.77MB (10,239,999 bytes)"},
+             Case{10240000, u"9.8MB (10,240,000 bytes)"},
+             Case{102399999, u"97.7MB (102,399,999 bytes)"},
+             Case{102400000, u"98MB (102,400,000 bytes)"},
+             Case{1023999999, u"977MB (1,023,999,999 bytes)"},
+             Case{1024000000, u"0.95GB (1,024,000,000 bytes)"},
+             Case{std::numeric_limits<std::int32_t>::max(), u"2.00GB (2,147,483,647 bytes)"},
+         }) {
+        EXPECT_EQ(m_info.FormatFileSize(c.size), c.text);
+    }
+    Speak("de_DE.UTF-8");
+    EXPECT_EQ(m_info.FormatFileSize(1536), u"1,50KB (1.536 bytes)");
+}
+
+TEST_F(FileDescribers, FormatDates) {
+    struct Case {
+        double date;
+        std::u16string_view text;
+    };
+    for (const Case& c : {
+             Case{45366 + 10.0 / 24, u"Friday, March 15, 2024 10:00:00 AM"},
+             Case{0, u"Saturday, December 30, 1899 12:00:00 AM"},
+             Case{-1.25, u"Friday, December 29, 1899 6:00:00 AM"},
+             Case{36526 + 86399.0 / 86400, u"Saturday, January 1, 2000 11:59:59 PM"},
+         }) {
+        std::u16string text = m_info.FormatFileDate(c.date);
+        std::replace(text.begin(), text.end(), u'\u202F', u' ');  // which of the two depends on ICU's version
+        EXPECT_EQ(text, c.text);
+    }
+    Speak("de_DE.UTF-8");
+    EXPECT_EQ(m_info.FormatFileDate(45366 + 10.0 / 24), u"Freitag, 15. M\u00E4rz 2024 10:00:00");
+}
+
+TEST_F(FileDescribers, TakeTheUsersLanguageOfMany) {
+    struct Case {
+        std::vector<std::uint16_t> languages;
+        const char* user;
+        std::uint16_t taken;
+    };
+    for (const Case& c : {
+             Case{{0x401, 0x407, 0x409, 0xC07}, "de_AT.UTF-8", 0xC07},
+             Case{{0x401, 0x407, 0x409}, "de_AT.UTF-8", 0x407},  // that of Germany
+             Case{{0, 0x7, 0x407}, "de_AT.UTF-8", 0x7},          // that of no country
+             Case{{0x401, 0, 0x409}, "de_AT.UTF-8", 0}, Case{{0x401, 0x409}, "de_AT.UTF-8", 0x409},
+             Case{{0x401, 0x409}, "C.UTF-8", 0x409}, Case{{0x40C, 0x401}, "de_AT.UTF-8", 0x40C},  // the first
+         }) {
+        std::vector<std::pair<std::uint16_t, std::string>> blocks;
+        for (const std::uint16_t language : c.languages) {
+            executables::VersionParts parts;
+            parts.strings = {{u"ProductName", Wide(std::to_string(language))}};
+            blocks.emplace_back(language, executables::WideBlock(parts));
+        }
+        Write(m_folder / "many.dll", executables::Pe32OfLanguages(blocks));
+        Speak(c.user);
+        CFileVersionInfo version;
+        version.SetFullPathName(At("many.dll"));
+        EXPECT_EQ(Narrow(version.ProductName()), std::to_string(c.taken));
+    }
+}
+
+TEST_F(FileDescribers, SeeNoVersionInWhatTheyMayNotRead) {
+    Write(m_folder / "sealed.dll", executables::Pe32(executables::WideBlock({})));
+    CFileVersionInfo version;
+    version.SetFullPathName(At("sealed.dll"));
+    ASSERT_TRUE(version.Available());
+    ASSERT_EQ(chmod(m_folder.Path().c_str(), 0755), 0);
+    ASSERT_EQ(chmod((m_folder / "sealed.dll").c_str(), 0), 0);
+    InChild([&]() -> std::optional<std::string> {
+        BecomeNobody();
+        version.Refresh();
+        EXPECT_FALSE(version.Available());
+        EXPECT_EQ(version.VerFile(), u"1.02.0304") << "kept";
+        m_info.SetFullPathName(At("sealed.dll"));
+        EXPECT_TRUE(m_info.FileExists() && m_info.attrReadOnly());
+        EXPECT_EQ(m_info.FileSize(), 1024);
+        return std::nullopt;
+    });
+}
+
+}  // namespace
+}  // namespace tsasync
