@@ -7,8 +7,8 @@
 
 namespace tsasync {
 
-// The one exception of the core: an automation error. It is thrown by the core and caught in two places only,
-// the COM boundary and the platform's notification dispatch.
+// The one exception of the core: an automation error. What no handler on the way takes for part of its flow
+// is caught in two places, the COM boundary and the platform's notification dispatch.
 //
 // A number from 1 to 65535 is a runtime error (5: invalid procedure call, 53: file not found, 457: duplicate
 // key); a negative number is an HRESULT and reaches the host as it stands.

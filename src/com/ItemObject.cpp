@@ -21,6 +21,7 @@ HRESULT Give(T* result, Value value) {
 
 HRESULT Give(BSTR* result, const std::u16string& text) {
     if (result == nullptr) return E_POINTER;
+    *result = nullptr;
     return Guarded(IID__CDLItem, [&] { *result = NewString(text); });
 }
 

@@ -26,6 +26,7 @@ HRESULT Do(const std::shared_ptr<CDLManager>& manager, const Operation& operatio
 template <typename T, typename Operation>
 HRESULT Give(const std::shared_ptr<CDLManager>& manager, T* result, const Operation& operation) {
     if (result == nullptr) return E_POINTER;
+    *result = T{};  // a caller may free it whatever happens
     const std::shared_ptr<CDLManager> own = manager->shared_from_this();
     return Guarded(IID__CDLManager, [&] {
         if constexpr (std::is_same_v<T, BSTR>) {

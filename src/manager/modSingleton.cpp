@@ -20,6 +20,7 @@ ThreadState& State() {
 }
 
 JobRegistry& Jobs() {
+    if (HasEnded()) throw AutomationError{kErrObjectNotSet, {}, {}, {}, 0};
     const auto& jobs = State().g_colJobs;
     if (!jobs) throw AutomationError{kErrObjectNotSet, {}, {}, {}, 0};
     return *jobs;

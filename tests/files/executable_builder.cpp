@@ -7,7 +7,7 @@ namespace tsasync::executables {
 namespace {
 
 void Put(std::string& bytes, std::uint64_t value, int size) {
-    for (int i = 0; i < size; ++i) bytes += static_cast<char>(value >> (8 * i) & 0xFF);
+    for (int i = 0; i < size; ++i, value >>= 8) bytes += static_cast<char>(value & 0xFF);
 }
 
 void PutAt(std::string& bytes, std::size_t offset, std::uint64_t value, int size) {

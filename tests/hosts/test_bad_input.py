@@ -23,6 +23,7 @@ class BadInputTest(HostTest):
             (["--assets", "/proc/nowhere", url], "/proc/nowhere: can't be made"),
             (["--assets", "/proc/self", url], "/proc/self: can't be written"),
             (["--assets", "", url], "--assets"),
+            (["--assets", self.root / "blank ", url], "ends in a blank"),
         ]
         for arguments, message in rows:
             with self.subTest(arguments=arguments):

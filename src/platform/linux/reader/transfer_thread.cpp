@@ -32,7 +32,10 @@ TransferThread::TransferThread() : m_multi(nullptr), m_gate(kConnectionsPerHost,
     curl_multi_setopt(m_multi, CURLMOPT_MAXCONNECTS, static_cast<long>(kConnections));
 }
 
-TransferThread::~TransferThread() { Stop(); }
+TransferThread::~TransferThread() {
+    Stop();
+    if (m_multi != nullptr) curl_multi_cleanup(m_multi);  // nothing was ever read
+}
 
 void TransferThread::Stop() {
     {
