@@ -11,7 +11,7 @@ namespace tsasync {
 namespace {
 
 using executables::VersionParts;
-using std::string_literals::operator""s;
+using namespace std::string_literals;
 
 class VersionInfo : public ::testing::Test {
   protected:

@@ -220,7 +220,7 @@ void FinishTheSameName(int runner, const std::string& source, const std::string&
 
 void ExpectAllWhole(const std::string& assets) {
     std::set<std::string> contents;
-    for (const auto& name : List(assets)) contents.insert(Read(assets + "/" + name));
+    for (const auto& name : List(assets)) contents.insert(Read(std::string(assets).append("/").append(name)));
     EXPECT_EQ(List(assets).size(), 2U * kRounds);
     for (int round = 0; round < kRounds; ++round) {
         EXPECT_TRUE(contents.contains(ContentOf(0, round)) && contents.contains(ContentOf(1, round)))
