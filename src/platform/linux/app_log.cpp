@@ -55,23 +55,12 @@ int SyslogLevel(GLogLevelFlags level) {
     return (level & G_LOG_LEVEL_INFO) != 0 ? LOG_INFO : LOG_DEBUG;
 }
 
-std::string FieldText(const GLogField* fields, gsize count, const char* key) {
-    for (gsize i = 0; i < count; ++i) {
-        if (std::string_view(fields[i].key) != key || fields[i].value == nullptr) continue;
-        const auto* const text = static_cast<const char*>(fields[i].value);
-        return fields[i].length < 0 ? std::string(text)
-                                    : std::string(text, static_cast<std::size_t>(fields[i].length));
-    }
-    return {};
-}
-
 // One line: a line end inside a message can't pretend to be another entry.
-std::string Entry(GLogLevelFlags level, const GLogField* fields, gsize count, bool threadNumber) {
+std::string Entry(const gchar* domain, GLogLevelFlags level, const gchar* message, bool threadNumber) {
     std::string entry = threadNumber ? '[' + std::to_string(gettid()) + "] " : std::string();
-    const std::string domain = FieldText(fields, count, "GLIB_DOMAIN");
-    if (!domain.empty()) entry += domain + '-';
-    entry += LevelName(level);
-    entry += ": " + FieldText(fields, count, "MESSAGE");
+    if (domain != nullptr) entry += std::string(domain) + '-';
+    entry += std::string(LevelName(level)) + ": ";
+    if (message != nullptr) entry += message;
     for (char& c : entry) {
         if (static_cast<unsigned char>(c) < 0x20) c = ' ';
     }
@@ -87,27 +76,22 @@ std::string Timestamp() {
     return result;
 }
 
-GLogWriterOutput WriteEntry(GLogLevelFlags level, const GLogField* fields, gsize count, gpointer data) {
+void WriteEntry(const gchar* domain, GLogLevelFlags level, const gchar* message, gpointer data) {
     Log& log = TheLog();
     {
         const std::scoped_lock guard(log.mutex);
-        const bool dropped =
-            log.destination == kOff ||
-            g_log_writer_default_would_drop(level, FieldText(fields, count, "GLIB_DOMAIN").c_str()) != FALSE;
-        if (log.destination != kSystemsChoice && dropped) return G_LOG_WRITER_HANDLED;
+        if (log.destination == kOff || g_log_writer_default_would_drop(level, domain) != FALSE) return;
         if (log.destination == kSystemLog) {
             syslog(LOG_USER | SyslogLevel(level), "%s",
-                   Entry(level, fields, count, log.threadNumber).c_str());
-            return G_LOG_WRITER_HANDLED;
+                   Entry(domain, level, message, log.threadNumber).c_str());
+            return;
         }
-        if (log.destination == kFile) {
-            const std::string line = Timestamp() + Entry(level, fields, count, log.threadNumber) + '\n';
-            // In one call, so that entries of several processes in one file do not mix.
-            const ssize_t written = write(log.file, line.data(), line.size());
-            if (written == static_cast<ssize_t>(line.size())) return G_LOG_WRITER_HANDLED;
-        }
+        const std::string line = Timestamp() + Entry(domain, level, message, log.threadNumber) + '\n';
+        // In one call, so that entries of several processes in one file do not mix.
+        const ssize_t written = write(log.file, line.data(), line.size());
+        if (written == static_cast<ssize_t>(line.size())) return;
     }
-    return g_log_writer_default(level, fields, count, data);  // also where the file takes no more
+    g_log_default_handler(domain, level, message, data);  // the file takes no more
 }
 
 std::int32_t OpenError(int error) {
@@ -136,9 +120,8 @@ std::int32_t StartLog(std::u16string_view target, std::int32_t mode) {
         log.destination = destination;
         log.threadNumber = (mode & kThreadNumber) != 0;
     }
-    // A process sets its writer once; until the host asks for a log, it stays GLib's or the host's own.
-    static std::once_flag once;
-    std::call_once(once, [] { g_log_set_writer_func(WriteEntry, nullptr, nullptr); });
+    // GLib's default handler can be set again and again; its log writer only once in a process, by the host.
+    g_log_set_default_handler(destination == kSystemsChoice ? g_log_default_handler : WriteEntry, nullptr);
     return 0;
 }
 

@@ -7,7 +7,7 @@ void ConnectionGate::Enter(std::uint64_t read, const std::string& host) {
     m_waiting.emplace(read, host);
 }
 
-void ConnectionGate::Leave(std::uint64_t read) { m_waiting.erase(read); }
+bool ConnectionGate::Leave(std::uint64_t read) { return m_waiting.erase(read) != 0; }
 
 std::optional<std::uint64_t> ConnectionGate::Next() {
     if (m_places >= m_inAll) return std::nullopt;

@@ -17,8 +17,8 @@ class ConnectionGate {
 
     // `read` waits for a place at `host`, behind all others.
     void Enter(std::uint64_t read, const std::string& host);
-    // `read`, which holds no place, waits no longer.
-    void Leave(std::uint64_t read);
+    // `read` waits no longer. Whether it did: one that did holds no place.
+    bool Leave(std::uint64_t read);
     // Takes the next read that may start out of the waiting ones; it then holds a place at its host.
     std::optional<std::uint64_t> Next();
     // Gives the place of a read at `host` back.

@@ -35,7 +35,7 @@ class Report {
     // So many bytes are there, of `max` (0: unknown).
     void Bytes(std::int64_t soFar, std::int64_t max, Clock::time_point now);
     // When byte progress that was held back is due; max() when none is.
-    Clock::time_point Due() const { return m_held ? m_next : Clock::time_point::max(); }
+    Clock::time_point Due() const { return m_held && m_begun ? m_next : Clock::time_point::max(); }
     void SendHeld(Clock::time_point now);
 
     void Succeed(const std::string& path);

@@ -173,6 +173,7 @@ bool Transfer::ContinuesOurs(const ContentRange& range) const {
     const auto& earlier = *m_file.Earlier();
     if (range.first != m_file.Size()) return false;
     if (earlier.total && range.total && earlier.total != range.total) return false;
+    if (!earlier.total && !range.total) return false;  // nobody could tell whether the rest is all of it
     return !earlier.validator.starts_with('"') || m_head.etag.empty() || m_head.etag == earlier.validator;
 }
 

@@ -139,7 +139,7 @@ void TransferThread::Begin(std::shared_ptr<Read> read) {
 }
 
 void TransferThread::Drop(std::uint64_t id) {
-    m_gate.Leave(id);
+    const bool waited = m_gate.Leave(id);
     m_waiting.erase(id);
     if (auto finished = m_finished.extract(id)) finished.mapped().Dropped();
     if (const auto found = m_transfers.find(id); found != m_transfers.end()) {
@@ -148,7 +148,11 @@ void TransferThread::Drop(std::uint64_t id) {
             curl_multi_remove_handle(m_multi, easy);
             m_handles.GiveBack(transfer.Detach());
         }
-        End(id, transfer.Origin(), std::nullopt);
+        if (waited) {
+            m_transfers.erase(id);  // sent elsewhere, it has given its place back already
+        } else {
+            End(id, transfer.Origin(), std::nullopt);
+        }
     }
     if (m_fileReads.contains(id)) End(id, "file:", std::nullopt);
 }
