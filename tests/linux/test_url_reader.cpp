@@ -37,8 +37,6 @@ class WebServer {
         server.Get(R"(/small/(\d+))", [](const auto& asked, auto& answer) {
             answer.set_content(asked.matches[1].str(), "text/css");
         });
-        server.set_keep_alive_max_count(
-            10000);  // else it hangs up after five answers, also on a request under way
         server.set_tcp_nodelay(true);
         server.set_keep_alive_timeout(1);
         server.set_keep_alive_max_count(100'000);
