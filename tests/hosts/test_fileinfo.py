@@ -60,7 +60,11 @@ class FileInfoTest(unittest.TestCase):
         sealed = shutil.copy(EXECUTABLES / "pe32", self.root / "sealed")
         os.chmod(sealed, 0)
         (self.root / "plain").touch()
-        other_user = {"user": NOBODY, "group": NOBODY, "extra_groups": []} if os.geteuid() == 0 else {}
+        other_user = {}
+        if os.geteuid() == 0:
+            # The other user needs a program that lies where others may go.
+            program = shutil.copy(FILEINFO, self.root / "program")
+            other_user = {"user": NOBODY, "group": NOBODY, "extra_groups": [], "executable": program}
         for arguments, options, status, error, heading in [
             (["none"], {}, 1, "fileinfo: none: No such file or directory\n", None),
             (["a\x1b[1mb"], {}, 1, "fileinfo: a?[1mb: No such file or directory\n", None),

@@ -38,7 +38,7 @@ class WebServer {
             answer.set_content(asked.matches[1].str(), "text/css");
         });
         server.set_tcp_nodelay(true);
-        server.set_keep_alive_timeout(1);
+        server.set_keep_alive_timeout(5);  // a request that is slow to come is no reason to hang up
         server.set_keep_alive_max_count(100'000);
         m_port = server.bind_to_any_port("127.0.0.1");
         m_thread = std::thread([this] { server.listen_after_bind(); });
