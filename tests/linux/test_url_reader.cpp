@@ -1,11 +1,14 @@
 #include "automation/AutomationError.h"
 #include "automation/Utf8.h"
+#include "platform/linux/reader/partial_file.h"
 #include "tests/linux/reader_host.h"
 
 #include <gtest/gtest.h>
 #include <httplib.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <thread>
 
@@ -101,6 +104,22 @@ TEST_F(UrlReaderTest, ReadsAFileOfThisMachine) {
     EXPECT_EQ(ReadFile(heard.path), Pattern(2'500'000));
     EXPECT_EQ(heard.bytesMax, 2'500'000);
     EXPECT_EQ(heard.codes.back(), 6);
+}
+
+TEST(PartialFile, FailsWhenClosingFailsAndLeavesNothing) {
+    const TempFolder place;
+    const auto folder = std::get<std::shared_ptr<platform::reader::PrivateFolder>>(
+        platform::reader::PrivateFolder::Open(place / "own"));
+    std::string path;
+    {
+        platform::reader::PartialFile file(folder, "http://127.0.0.1/x");
+        ASSERT_EQ(file.Write("abc", 3), 0);
+        path = file.Path();
+        close(file.Descriptor());
+        const auto result = file.Finish({}, {});
+        EXPECT_EQ(std::get<int>(result), EBADF);
+    }
+    EXPECT_FALSE(std::filesystem::exists(path));
 }
 
 struct BadUrl {

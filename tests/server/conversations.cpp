@@ -23,6 +23,16 @@ Conversation AfterABreak(Conversation rest) {
     return conversation;
 }
 
+// All bytes have come when the connection breaks, but not the end. `last` answers to the last byte.
+Conversation Unchecked(Step last) {
+    return AfterABreak(
+        {Ask(kRest),
+         Send(Head(kTag + "Transfer-Encoding: chunked\r\nContent-Range: bytes 300-999/1000\r\n",
+                   "206 Partial Content") +
+              "2bc\r\n" + Body().substr(300) + "\r\n"),
+         Close(), Ask("Range: bytes=999-\nIf-Range: \"v1\""), std::move(last)});
+}
+
 std::vector<Case> Lengths() {
     return {
         {"shorter than announced",
@@ -205,6 +215,18 @@ std::vector<Case> Contents() {
     return {
         {"digest right", {Ask(), Send(Head(five + right) + "hello")}, "hello"},
         {"digest wrong", {Ask(), Send(Head(five + kTag + wrong) + "hello")}, "", kErrDownloadFailure},
+        {"digest of nothing right",
+         {Ask(), Send(Head("Content-Length: 0\r\nRepr-Digest: "
+                           "sha-256=:47DEQpj8HBSa+/TImW+5JCeuQeRkm5NMpJWZG3hSuFU=:\r\n"))},
+         ""},
+        {"digest of nothing wrong",
+         {Ask(), Send(Head("Content-Length: 0\r\n" + wrong))},
+         "",
+         kErrDownloadFailure},
+        {"digest wrong, identity",
+         {Ask(), Send(Head(five + "Content-Encoding: identity\r\n" + wrong) + "hello")},
+         "",
+         kErrDownloadFailure},
         {"digest unreadable", {Ask(), Send(Head(five + "Repr-Digest: sha-256=:x:\r\n") + "hello")}, "hello"},
         {"MD5 right",
          {Ask(), Send(Head(five + "Content-MD5: XUFAKrxLKna5cZ2REBfFkg==\r\n") + "hello")},
@@ -228,6 +250,29 @@ std::vector<Case> Contents() {
     };
 }
 
+// A file that its receiver has left where it was.
+std::vector<Case> Confirmations() {
+    const std::string date = "Last-Modified: Tue, 02 Jan 2024 10:00:00 GMT\r\n";
+    const std::string dated = "Date: Tue, 02 Jan 2024 10:02:00 GMT\r\n" + date;
+    const std::string since = "If-Modified-Since: Tue, 02 Jan 2024 10:00:00 GMT";
+    const auto first = [](const std::string& fields) { return Send(Head(kLength + fields) + Body()); };
+    const auto same = [](const std::string& fields) { return Send(Head(fields, "304 Not Modified")); };
+    return {
+        {"whole, confirmed by tag",
+         {Ask(), first(kTag), Ask("!Range:\nIf-None-Match: \"v1\""), same("")},
+         Body()},
+        {"whole, another one confirmed by tag",
+         {Ask(), first(kTag), Ask(), same("ETag: \"v2\"\r\n"), Ask("!Range:\n!If-None-Match:"),
+          Send(Whole())},
+         Body()},
+        {"whole, confirmed by date", {Ask(), first(dated), Ask("!Range:\n" + since), same("")}, Body()},
+        {"whole, an older one confirmed by date",
+         {Ask(), first(dated), Ask(), same("Last-Modified: Mon, 01 Jan 2024 10:00:00 GMT\r\n"),
+          Ask("!Range:\n!If-Modified-Since:"), Send(Whole())},
+         Body()},
+    };
+}
+
 std::vector<Case> Continuations() {
     const std::string rest = Body().substr(300);
     const auto part = [&](const std::string& range, const std::string& fields = kTag) {
@@ -236,10 +281,35 @@ std::vector<Case> Continuations() {
             rest);
     };
     const Step whole = Send(Head(kLength + "ETag: \"v2\"\r\n") + Body());
+    const std::string digest = "Repr-Digest: sha-256=:";
+    const auto lastByte = [&](const std::string& sha256) {
+        return Send(Head("Content-Length: 1\r\nContent-Range: bytes 999-999/1000\r\n" + digest + sha256,
+                         "206 Partial Content") +
+                    Body().substr(999));
+    };
     return {
         {"continued", AfterABreak({Ask(kRest), part("bytes 300-999/1000")}), Body()},
         {"continued, no tag repeated", AfterABreak({Ask(kRest), part("bytes 300-999/1000", "")}), Body()},
         {"continued, total unknown", AfterABreak({Ask(kRest), part("bytes 300-999/*")}), Body()},
+        {"continued, MD5 of the part",
+         AfterABreak({Ask(kRest), part("bytes 300-999/1000", "Content-MD5: fs4ajJsDfyzBm2f1vaty9w==\r\n")}),
+         Body()},
+        {"continued, digest of the whole",
+         AfterABreak({Ask(kRest), part("bytes 300-999/1000",
+                                       digest + "vMtLi7AEmXetGZRJD7wmYZLAbjEJZy9dSB/uscDQSgA=:\r\n")}),
+         Body()},
+        {"continued, digest wrong",
+         AfterABreak({Ask(kRest), part("bytes 300-999/1000",
+                                       digest + "LXEWQrcmsEQBYnyp+6wy9chTD7GQPMTbAiWHF5IaSIE=:\r\n")}),
+         "", kErrDownloadFailure},
+        {"all there, never checked", Unchecked(lastByte("vMtLi7AEmXetGZRJD7wmYZLAbjEJZy9dSB/uscDQSgA=:\r\n")),
+         Body()},
+        {"all there, never checked, wrong",
+         Unchecked(lastByte("LXEWQrcmsEQBYnyp+6wy9chTD7GQPMTbAiWHF5IaSIE=:\r\n")), "", kErrDownloadFailure},
+        {"a part that is encoded",
+         AfterABreak({Ask(kRest), part("bytes 300-999/1000", kTag + "Content-Encoding: gzip\r\n"),
+                      Ask("!Range:"), whole}),
+         Body()},
         {"changed meanwhile", AfterABreak({Ask(kRest), whole}), Body()},
         {"a part of another version",
          AfterABreak({Ask(kRest), part("bytes 300-999/1000", "ETag: \"v2\"\r\n"), Ask("!Range:"), whole}),
@@ -309,7 +379,8 @@ std::string Head(const std::string& fields, const std::string& status) {
 
 std::vector<Case> Conversations() {
     std::vector<Case> all;
-    for (auto* list : {Lengths, Chunks, Silences, Statuses, Redirections, Heads, Contents, Continuations}) {
+    for (auto* list :
+         {Lengths, Chunks, Silences, Statuses, Redirections, Heads, Contents, Confirmations, Continuations}) {
         for (Case& one : list()) all.push_back(std::move(one));
     }
     for (std::size_t tenth = 1; tenth < 10; ++tenth) {

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <utility>
 
 namespace tsasync::platform::reader {
@@ -20,8 +21,10 @@ class FileHandle {
 
     explicit operator bool() const { return m_descriptor >= 0; }
     int Get() const { return m_descriptor; }
-    void Close() {
-        if (m_descriptor >= 0) close(std::exchange(m_descriptor, -1));
+    // 0 or the system's error number: some file systems tell only here what they could not write.
+    int Close() {
+        if (m_descriptor < 0 || close(std::exchange(m_descriptor, -1)) == 0 || errno == EINTR) return 0;
+        return errno;
     }
 
   private:

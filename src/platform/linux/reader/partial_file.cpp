@@ -80,7 +80,8 @@ PartialFile::PartialFile(std::shared_ptr<PrivateFolder> folder, std::string url)
     : m_folder(std::move(folder)), m_url(std::move(url)) {}
 
 PartialFile::~PartialFile() {
-    if (!m_kept) StartOver();
+    // Where closing fails nobody knows what of the data is there.
+    if (!m_kept || m_data.Close() != 0) StartOver();
 }
 
 void PartialFile::FindEarlier() {
@@ -96,8 +97,17 @@ void PartialFile::FindEarlier() {
         if (m_data && fstat(m_data.Get(), &found) == 0 && S_ISREG(found.st_mode))
             m_size = lseek(m_data.Get(), 0, SEEK_END);
     }
-    m_kept = m_size > 0 && (!m_earlier->total || m_size <= *m_earlier->total);
+    m_kept = m_size > 0 && (!m_earlier->total || m_size <= *m_earlier->total) &&
+             (!m_earlier->whole || m_size == m_earlier->total) && DropLastUnlessChecked();
     if (!m_kept) StartOver();
+}
+
+// Of data that is all there but was never found to be right the last byte is read again: whatever the server
+// says with it decides about the whole.
+bool PartialFile::DropLastUnlessChecked() {
+    if (m_earlier->whole || m_size != m_earlier->total) return true;
+    return ftruncate(m_data.Get(), --m_size) == 0 && lseek(m_data.Get(), m_size, SEEK_SET) == m_size &&
+           m_size > 0;
 }
 
 int PartialFile::Create() {
@@ -135,20 +145,19 @@ void PartialFile::StartOver() {
     m_kept = false;
 }
 
-void PartialFile::Keep(const PartialMeta& meta) {
+void PartialFile::Keep(const std::string& validator, const std::string& mediaType,
+                       std::optional<std::int64_t> total) {
     if (!m_data || m_kept) return;
     if (!m_metadata) m_metadata = MetadataFile::Hold(m_folder->Descriptor(), MetadataName(m_url), true);
     if (!m_metadata) return;
-    PartialMeta whole = meta;
-    whole.url = m_url;
-    whole.data = m_dataName;
     // Another reader's leavings, which this read found locked when it began: the newer data wins.
     if (const auto other = m_metadata.Load()) unlinkat(m_folder->Descriptor(), other->data.c_str(), 0);
-    m_kept = m_metadata.Store(whole);
+    m_kept = m_metadata.Store({m_url, m_dataName, validator, mediaType, total, false});
     if (!m_kept) m_metadata.Remove();
 }
 
-std::variant<FinishedFile, int> PartialFile::Finish(PartialMeta meta) {
+std::variant<FinishedFile, int> PartialFile::Finish(const std::string& validator,
+                                                    const std::string& mediaType) {
     if (!m_data) {
         if (const int error = Create()) return error;  // a file without content
     }
@@ -160,11 +169,10 @@ std::variant<FinishedFile, int> PartialFile::Finish(PartialMeta meta) {
         m_dataName = own;
     }
     if (m_metadata) m_metadata.Remove();
-    m_data.Close();
+    m_kept = false;
+    if (const int error = m_data.Close()) return error;
     m_kept = true;  // by the receiver
-    meta.url = m_url;
-    meta.data = m_dataName;
-    return FinishedFile{m_folder, std::move(meta)};
+    return FinishedFile{m_folder, {m_url, m_dataName, validator, mediaType, m_size, true}};
 }
 
 void FinishedFile::Delivered() const {

@@ -62,7 +62,7 @@ class PartialFile {
 
     // Takes over what an earlier read has left, if it can be continued.
     void FindEarlier();
-    // Set after FindEarlier found something, until StartOver.
+    // Set after FindEarlier found something, until StartOver; `whole` only where nothing is missing.
     const std::optional<PartialMeta>& Earlier() const { return m_earlier; }
 
     std::int64_t Size() const { return m_size; }
@@ -74,13 +74,15 @@ class PartialFile {
     void StartOver();
     // From now on the data is worth continuing: it stays when the read breaks or the process dies. Does
     // nothing when another reader keeps the data of the same URL.
-    void Keep(const PartialMeta& meta);
+    void Keep(const std::string& validator, const std::string& mediaType, std::optional<std::int64_t> total);
     bool IsKept() const { return m_kept; }
-    // Gives the whole file up to its receiver. `meta` goes along for the case that it is left behind.
-    std::variant<FinishedFile, int> Finish(PartialMeta meta);
+    // Gives the file, which is whole and right, up to its receiver; the validator and the media type go along
+    // for the case that it is left behind. After an error nothing stays.
+    std::variant<FinishedFile, int> Finish(const std::string& validator, const std::string& mediaType);
 
   private:
     int Create();
+    bool DropLastUnlessChecked();
 
     std::shared_ptr<PrivateFolder> m_folder;
     std::string m_url;

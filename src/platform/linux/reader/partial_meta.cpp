@@ -11,6 +11,7 @@ namespace {
 
 constexpr std::string_view kFirstLine = "QMASYN10 partial file 1\n";
 constexpr std::string_view kSum = "sum ";
+constexpr std::string_view kYes = "yes";
 
 std::string Checksum(std::string_view text) {
     gchar* sum = g_compute_checksum_for_data(G_CHECKSUM_SHA256, reinterpret_cast<const guchar*>(text.data()),
@@ -33,6 +34,7 @@ void SetField(PartialMeta& meta, std::string_view name, std::string_view value) 
     if (name == "data") meta.data = value;
     if (name == "validator") meta.validator = value;
     if (name == "type") meta.mediaType = value;
+    if (name == "whole") meta.whole = value == kYes;
     if (name == "total") {
         std::int64_t total = 0;
         const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), total);
@@ -52,6 +54,7 @@ std::string FormatPartialMeta(const PartialMeta& meta) {
     add("validator", meta.validator);
     add("type", meta.mediaType);
     if (meta.total) add("total", std::to_string(*meta.total));
+    if (meta.whole) add("whole", kYes);
     return text + std::string(kSum) + Checksum(text) + "\n";
 }
 

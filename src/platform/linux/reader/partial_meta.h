@@ -14,6 +14,7 @@ struct PartialMeta {
     std::string validator;  // for If-Range: a strong ETag or a date; empty: the data is not to be used again
     std::string mediaType;  // the effective one
     std::optional<std::int64_t> total;  // bytes
+    bool whole = false;  // all of it is there, and agreed with whatever digests its server sent
 };
 
 // Lines of text with a checksum at the end, so that a half-written one is recognised.

@@ -137,7 +137,7 @@ bool ResponseHead::AddField(std::string_view fieldName, std::string_view value) 
     } else if (name == "content-type") {
         mediaType = ParseMediaType(value);
     } else if (name == "content-encoding") {
-        contentEncoding = Lower(value);
+        if (Lower(value) != "identity") contentEncoding = Lower(value);
     } else if (name == "location") {
         location = value;
     } else if (name == "etag") {

@@ -51,8 +51,8 @@ class ResponseHead {
     bool Complete() const { return m_complete && m_status >= 200; }
     int Status() const { return m_status; }
 
-    std::string mediaType;  // empty when missing or malformed
-    std::string contentEncoding;
+    std::string mediaType;        // empty when missing or malformed
+    std::string contentEncoding;  // in lower case; empty also for "identity", which is none
     std::string location;
     std::string etag;
     std::string lastModified;

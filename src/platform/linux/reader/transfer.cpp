@@ -66,6 +66,7 @@ CURL* Transfer::Attach(EasyHandle easy) {
     m_ignored = 0;
     m_stopped.reset();
     m_startOver = false;
+    m_triedToKeep = false;
     m_lastByte = Clock::now();
     return handle;
 }
@@ -93,7 +94,7 @@ void Transfer::SetConditions() {
     if (const auto& earlier = m_file.Earlier()) {
         const bool isTag = earlier->validator.starts_with('"');
         std::string condition = "If-Range: ";
-        if (earlier->total == m_file.Size()) {
+        if (earlier->whole) {
             condition = isTag ? "If-None-Match: " : "If-Modified-Since: ";
         } else {
             curl_easy_setopt(m_easy.get(), CURLOPT_RANGE, (std::to_string(m_file.Size()) + "-").c_str());
@@ -157,7 +158,7 @@ bool Transfer::TakeHead() {
         m_total = m_head.contentEncoding.empty() ? m_head.contentLength.value_or(0) : 0;
         return BeginSaving();
     }
-    if (status == 206 && earlier && earlier->total != m_file.Size()) {
+    if (status == 206 && earlier && !earlier->whole) {
         const auto range = ParseContentRange(m_head.contentRange);
         if (!range || !ContinuesOurs(*range)) {
             m_startOver = true;
@@ -174,7 +175,15 @@ bool Transfer::ContinuesOurs(const ContentRange& range) const {
     if (range.first != m_file.Size()) return false;
     if (earlier.total && range.total && earlier.total != range.total) return false;
     if (!earlier.total && !range.total) return false;  // nobody could tell whether the rest is all of it
-    return !earlier.validator.starts_with('"') || m_head.etag.empty() || m_head.etag == earlier.validator;
+    // What is encoded is another representation than ours, which was not.
+    return m_head.contentEncoding.empty() && IsSameVersion();
+}
+
+// Whether the answer, as far as it says, is about the version that we have something of.
+bool Transfer::IsSameVersion() const {
+    const std::string& ours = m_file.Earlier()->validator;
+    const std::string& theirs = ours.starts_with('"') ? m_head.etag : m_head.lastModified;
+    return theirs.empty() || theirs == ours;
 }
 
 bool Transfer::BeginSaving() {
@@ -210,7 +219,7 @@ bool Transfer::TakeData(std::string_view bytes) {
         m_start.append(bytes.substr(0, kSniffSize - m_start.size()));
         Announce(m_lastByte - m_firstData >= kLongestSniff);
     }
-    if (m_file.Size() >= kWorthKeeping) KeepIfUseful();
+    if (m_file.Size() >= kWorthKeeping && !std::exchange(m_triedToKeep, true)) KeepIfUseful();
     ReportBytes(m_lastByte);
     return true;
 }
@@ -225,10 +234,10 @@ void Transfer::Announce(bool last) {
 void Transfer::ReportBytes(Clock::time_point now) { m_report.Bytes(m_file.Size(), m_total, now); }
 
 void Transfer::KeepIfUseful() {
-    if (m_file.IsKept() || m_body != Body::Saved) return;
+    if (m_file.IsKept() || m_body != Body::Saved || !m_asked.scheme.starts_with("http")) return;
     const std::string validator = m_head.StrongValidator();
     if (validator.empty() || !m_head.contentEncoding.empty() || m_file.Size() == 0) return;
-    m_file.Keep({{}, {}, validator, m_mediaType, m_total > 0 ? std::optional(m_total) : std::nullopt});
+    m_file.Keep(validator, m_mediaType, m_total > 0 ? std::optional(m_total) : std::nullopt);
 }
 
 Clock::time_point Transfer::SilentAt() const { return m_lastByte + Timing().silence; }
@@ -270,8 +279,10 @@ Verdict Transfer::JudgeSaved(CURLcode code) {
         return Verdict::Fail(Failure(kErrDownloadFailure,
                                      "The server sent another number of bytes than it said", m_source.text));
     }
-    // Digests are of the content as it was encoded.
-    if (!m_head.digests.Any() || !m_head.contentEncoding.empty() || m_file.Size() == 0) return {};
+    // Repr-Digest is of the whole, Content-MD5 of what was sent; both of the content as it was encoded.
+    if (m_head.Status() == 206) m_head.digests.md5.clear();
+    if (!m_head.digests.Any() || !m_head.contentEncoding.empty()) return {};
+    if (const int error = m_file.Write("", 0)) return Verdict::Fail(FileFailure(error, m_file.Path()));
     m_check.emplace(m_file.Descriptor(), m_head.digests);
     return {Verdict::Next::Check, {}, {}};
 }
@@ -299,7 +310,11 @@ Verdict Transfer::JudgeStatus() {
         case 308:
             return Redirect();
         case 304:
-            if (!earlier || earlier->total != m_file.Size()) break;
+            if (!earlier || !earlier->whole) break;
+            if (!IsSameVersion()) {
+                m_file.StartOver();
+                return {Verdict::Next::Again, {}, {}};
+            }
             m_mediaType = earlier->mediaType;
             m_total = m_file.Size();
             ReportBytes(m_lastByte);
@@ -344,7 +359,7 @@ std::optional<Verdict> Transfer::SecondTry(std::optional<std::int64_t> secondsNa
 std::optional<FinishedFile> Transfer::Finish() {
     Announce(true);
     const std::string validator = m_file.Earlier() ? m_file.Earlier()->validator : m_head.StrongValidator();
-    const auto result = m_file.Finish({{}, {}, validator, m_mediaType, m_file.Size()});
+    const auto result = m_file.Finish(validator, m_mediaType);
     if (const int* error = std::get_if<int>(&result)) {
         m_report.Fail(FileFailure(*error, m_file.Path()));
         return std::nullopt;

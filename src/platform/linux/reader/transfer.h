@@ -81,6 +81,7 @@ class Transfer {
     bool Stop(ReadFailure failure);
     bool BeginSaving();
     bool ContinuesOurs(const ContentRange& range) const;
+    bool IsSameVersion() const;
     void Announce(bool last);
     void ReportBytes(Clock::time_point now);
     void KeepIfUseful();
@@ -110,6 +111,7 @@ class Transfer {
     Body m_body = Body::Undecided;
     std::size_t m_ignored = 0;             // bytes of a body that nobody wants
     std::optional<ReadFailure> m_stopped;  // why we ended it ourselves
+    bool m_triedToKeep = false;
     bool m_startOver = false;  // the answer doesn't fit what we have: ask once more, for the whole
     std::int64_t m_total = 0;  // of the file when it is whole; 0 unknown
     Clock::time_point m_lastByte;
