@@ -1,6 +1,7 @@
 // The describers of files on the real system.
 #include "files/CFileInfo.h"
 #include "files/CFileVersionInfo.h"
+#include "files/modFileOps.h"
 #include "platform/shell_info.h"
 #include "tests/files/executable_builder.h"
 #include "tests/linux/scratch.h"
@@ -10,6 +11,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <climits>
 #include <cstdlib>
 #include <limits>
 
@@ -127,21 +129,53 @@ TEST_F(FileDescribers, WriteTimesBack) {
     EXPECT_EQ(Entry("file").st_atim.tv_sec - Entry("file").st_mtim.tv_sec, 86400 * 3 / 4);
 }
 
-TEST_F(FileDescribers, FollowLongPaths) {
-    std::string path = m_folder.Path();
-    while (path.size() < 3600) {
-        path += "/" + std::string(200, 'x');
-        ASSERT_EQ(mkdir(path.c_str(), 0777), 0);
+// Three times as deep as the kernel's calls take a path.
+TEST_F(FileDescribers, FollowPathsOfAnyLength) {
+    std::u16string folder = Wide(m_folder.Path());
+    while (folder.size() < std::size_t{3} * PATH_MAX) folder += u"/" + std::u16string(200, u'x');
+    EXPECT_FALSE(modFileOps::FolderExists(folder));
+    EXPECT_GT(modFileOps::CreateFolderTree(folder), 50);
+    EXPECT_TRUE(modFileOps::FolderExists(folder));
+
+    const std::u16string path = folder + u"/\U0001F4F7.tar.gz";
+    for (const auto& base : {std::optional(ScratchFolder::TemporaryBase()), OtherVolume()}) {
+        if (!base) continue;
+        const ScratchFolder source(*base);
+        Write(source / "tmp", "123");
+        const std::u16string placed = modFileOps::FileOperation(Wide(source / "tmp"), path, platform::kOpMove,
+                                                                platform::kFlagRenameOnCollision, 0);
+        EXPECT_EQ(List(source.Path()).size(), 0U);
+        const bool first = *base == ScratchFolder::TemporaryBase();
+        EXPECT_EQ(placed, first ? path : folder + u"/\U0001F4F7.tar[1].gz");
+        m_info.SetFullPathName(placed);
+        EXPECT_EQ(m_info.FileSize(), 3);
     }
-    path += "/\xF0\x9F\x93\xB7.tar.gz";
-    Write(path, "123");
-    m_info.SetFullPathName(Wide(path));
-    EXPECT_EQ(m_info.FileSize(), 3);
-    EXPECT_EQ(m_info.FullPathName(), Wide(path));
+
+    m_info.SetFullPathName(folder + u"/./x/../\U0001F4F7.tar.gz");
+    EXPECT_TRUE(m_info.FileExists());
+    EXPECT_EQ(m_info.FullPathName(), path);
+    EXPECT_EQ(m_info.FilePath(), folder + u"/");
     EXPECT_EQ(m_info.FileBaseName(), u"\U0001F4F7.tar");
+    EXPECT_EQ(m_info.ShortPathName(), path);
     EXPECT_EQ(m_info.DisplayName(), u"\U0001F4F7.tar.gz");
+    EXPECT_NE(platform::IconName(m_info.hIcon()), u"");
+    EXPECT_GT(m_info.CompressedFileSize(), 0);
     m_info.SetModifyTime(40000.5);
     EXPECT_EQ(m_info.ModifyTime(), 40000.5);
+    m_info.SetattrReadOnly(true);
+    EXPECT_TRUE(m_info.attrReadOnly());
+    m_info.SetFullPathName(folder);
+    EXPECT_EQ(m_info.TypeName(), u"folder");
+
+    Write(m_folder / "tmp", executables::Pe32(executables::WideBlock({})));
+    modFileOps::FileOperation(At("tmp"), folder + u"/some.dll", platform::kOpRename, 0, 0);
+    CFileVersionInfo version;
+    version.SetFullPathName(folder + u"/some.dll");
+    EXPECT_EQ(version.VerFile(), u"1.02.0304");
+    modFileOps::FileOperation(path, {}, platform::kOpDelete, 0, 0);
+    EXPECT_FALSE(modFileOps::FileOrFolderExists(path));
+    modFileOps::FileOperation(At(std::string(200, 'x')), {}, platform::kOpDelete, 0, 0);
+    EXPECT_EQ(List(m_folder.Path()).size(), 0U);
 }
 
 TEST_F(FileDescribers, KeepWhatWasKnownOfADeletedFile) {

@@ -1,5 +1,6 @@
 #include "platform/app_log.h"
 
+#include "automation/Utf8.h"
 #include "platform/linux/native_path.h"
 
 #include <fcntl.h>

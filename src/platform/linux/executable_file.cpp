@@ -1,5 +1,6 @@
 #include "platform/linux/executable_file.h"
 
+#include "platform/linux/file_handle.h"
 #include "platform/linux/little_endian.h"
 
 #include <fcntl.h>
@@ -33,15 +34,10 @@ class File {
     // Does not wait for the other end of a pipe.
     explicit File(const std::string& path) : m_file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)) {
         struct stat entry {};
-        if (m_file >= 0 && fstat(m_file, &entry) == 0 && S_ISREG(entry.st_mode)) {
+        if (m_file && fstat(m_file.Get(), &entry) == 0 && S_ISREG(entry.st_mode)) {
             m_size = static_cast<std::uint64_t>(entry.st_size);
         }
     }
-    ~File() {
-        if (m_file >= 0) close(m_file);
-    }
-    File(const File&) = delete;
-    File& operator=(const File&) = delete;
 
     // All of the part, or nothing when some of it is not there.
     Bytes Read(std::uint64_t offset, std::size_t size) const {
@@ -50,7 +46,7 @@ class File {
         std::size_t done = 0;
         while (done < size) {
             const ssize_t got =
-                pread(m_file, bytes.data() + done, size - done, static_cast<off_t>(offset + done));
+                pread(m_file.Get(), bytes.data() + done, size - done, static_cast<off_t>(offset + done));
             if (got <= 0) return {};
             done += static_cast<std::size_t>(got);
         }
@@ -64,7 +60,7 @@ class File {
     }
 
   private:
-    int m_file;
+    FileHandle m_file;
     std::uint64_t m_size = 0;
 };
 

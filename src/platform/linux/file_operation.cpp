@@ -1,4 +1,5 @@
 #include "platform/file_system.h"
+#include "platform/linux/file_handle.h"
 #include "platform/linux/native_path.h"
 
 #include <fcntl.h>
@@ -60,21 +61,6 @@ struct Target {
     Placing placing = Placing::New;
 };
 
-class Descriptor {
-  public:
-    explicit Descriptor(int value) : m_value(value) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() {
-        if (m_value >= 0) close(m_value);
-    }
-    int Get() const { return m_value; }
-    explicit operator bool() const { return m_value >= 0; }
-
-  private:
-    int m_value;
-};
-
 bool IsFolder(const fs::path& path) {
     struct stat entry {};
     return lstat(path.c_str(), &entry) == 0 && S_ISDIR(entry.st_mode);
@@ -97,7 +83,7 @@ int RenameToNew(const fs::path& from, const fs::path& to) {
     if (IsFolder(from)) {
         if (mkdir(to.c_str(), 0777) != 0) return errno;
     } else {
-        const Descriptor reserved(open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+        const FileHandle reserved(open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
         if (!reserved) return errno;
     }
     const int error = RenameOver(from, to);
@@ -164,15 +150,15 @@ int FillCopy(int from, int to) {
 // Writes a copy under the free name `hidden`. Where the file system can, the file has no name at all until it
 // is whole, so that nothing is left of it when the process is killed.
 int CopyFileTo(const fs::path& from, const fs::path& hidden) {
-    const Descriptor source(open(from.c_str(), O_RDONLY | O_CLOEXEC));
+    const FileHandle source(open(from.c_str(), O_RDONLY | O_CLOEXEC));
     if (!source) return errno;
-    const Descriptor nameless(open(hidden.parent_path().c_str(), O_WRONLY | O_TMPFILE | O_CLOEXEC, 0600));
+    const FileHandle nameless(open(hidden.parent_path().c_str(), O_WRONLY | O_TMPFILE | O_CLOEXEC, 0600));
     if (nameless) {
         if (const int error = FillCopy(source.Get(), nameless.Get())) return error;
         const std::string self = "/proc/self/fd/" + std::to_string(nameless.Get());
         return linkat(AT_FDCWD, self.c_str(), AT_FDCWD, hidden.c_str(), AT_SYMLINK_FOLLOW) == 0 ? 0 : errno;
     }
-    const Descriptor named(open(hidden.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    const FileHandle named(open(hidden.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     if (!named) return errno;
     const int error = FillCopy(source.Get(), named.Get());
     if (error != 0) unlink(hidden.c_str());
@@ -247,10 +233,10 @@ FileOpResult RunFileOperation(const FileOp& op) {
     if (!from) return {kOpUnknownError, false};
     struct stat entry {};
     if (lstat(from->c_str(), &entry) != 0) return {errno == ENOENT ? kFileNotFound : CodeOf(errno), false};
-    if (op.operation == kOpDelete) return {CodeOf(Remove(*from)), false};
+    if (op.operation == kOpDelete) return {CodeOf(Remove(from->Text())), false};
     const auto to = ToNativePath(op.to);
     if (!to || op.operation < kOpMove || op.operation > kOpRename) return {kOpUnknownError, false};
-    return {CodeOf(Place(op, *from, *to)), false};
+    return {CodeOf(Place(op, from->Text(), to->Text())), false};
 }
 
 }  // namespace tsasync::platform

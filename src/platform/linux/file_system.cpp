@@ -1,5 +1,6 @@
 #include "platform/file_system.h"
 
+#include "automation/Utf8.h"
 #include "platform/linux/dos_attributes.h"
 #include "platform/linux/native_path.h"
 
@@ -81,13 +82,13 @@ std::uint32_t AttributesOf(const std::string& path, const struct statx& entry, s
 std::optional<FindData> FindFirst(std::u16string_view path) {
     const auto native = ToNativePath(path);
     if (!native) return std::nullopt;
-    const auto entry = Stat(*native);
+    const auto entry = Stat(native->Text());
     if (!entry) return std::nullopt;
 
     FindData result;
     result.name = LastComponent(path);
     result.size = S_ISDIR(entry->stx_mode) ? 0 : entry->stx_size;
-    result.attributes = AttributesOf(*native, *entry, result.name);
+    result.attributes = AttributesOf(native->Text(), *entry, result.name);
     result.lastAccessTime = AutomationDate(entry->stx_atime.tv_sec);
     result.lastWriteTime = AutomationDate(entry->stx_mtime.tv_sec);
     result.creationTime =
@@ -96,10 +97,9 @@ std::optional<FindData> FindFirst(std::u16string_view path) {
 }
 
 std::u16string FullPath(std::u16string_view path) {
-    const auto native = ToNativePath(path);
-    if (!native) return {};
+    if (path.find(u'\0') != path.npos) return {};
     std::error_code error;
-    const auto absolute = std::filesystem::absolute(*native, error);
+    const auto absolute = std::filesystem::absolute(ToUtf8(path), error);
     if (error) return {};
     return std::u16string(WithoutTrailingSeparators(FromUtf8(absolute.lexically_normal().native())));
 }
@@ -111,7 +111,7 @@ std::u16string ShortPath(std::u16string_view path) {
 std::optional<std::uint64_t> SizeOnDisk(std::u16string_view path) {
     const auto native = ToNativePath(path);
     if (!native) return std::nullopt;
-    const auto entry = Stat(*native);
+    const auto entry = Stat(native->Text());
     if (!entry) return std::nullopt;
     return entry->stx_blocks * kBlock;
 }
@@ -128,16 +128,16 @@ bool WriteFileTime(std::u16string_view path, FileTime which, double date) {
 bool WriteAttributes(std::u16string_view path, std::uint32_t attributes) {
     const auto native = ToNativePath(path);
     if (!native) return false;
-    const auto entry = Stat(*native);
+    const auto entry = Stat(native->Text());
     if (!entry) return false;
 
     // A leading dot hides whatever is stored.
     constexpr std::uint32_t kStored =
         kAttributeHidden | kAttributeSystem | kAttributeArchive | kAttributeTemporary;
-    const std::uint32_t current = AttributesOf(*native, *entry, LastComponent(path));
+    const std::uint32_t current = AttributesOf(native->Text(), *entry, LastComponent(path));
     const bool dotHides = LastComponent(path).starts_with(u'.');
     if (dotHides && (attributes & kAttributeHidden) == 0) return false;
-    if (((current ^ attributes) & kStored) != 0 && !WriteDosAttributes(*native, attributes & kStored))
+    if (((current ^ attributes) & kStored) != 0 && !WriteDosAttributes(native->Text(), attributes & kStored))
         return false;
 
     const mode_t mode = entry->stx_mode & 07777;

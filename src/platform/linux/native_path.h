@@ -1,6 +1,6 @@
 #pragma once
 
-#include "automation/Utf8.h"
+#include "platform/linux/file_handle.h"
 
 #include <optional>
 #include <string>
@@ -8,11 +8,25 @@
 
 namespace tsasync::platform {
 
-// `path` as the system's calls take it; nothing when it can't be the name of an entry (empty, a NUL inside),
-// so that a call never reaches another entry than the one named.
-inline std::optional<std::string> ToNativePath(std::u16string_view path) {
-    if (path.empty() || path.find(u'\0') != std::u16string_view::npos) return std::nullopt;
-    return ToUtf8(path);
-}
+// A path as the system's calls take it. They take no more than PATH_MAX bytes; a longer one becomes a short
+// one that leads to the same entry through a folder, which stays open as long as this lives. Its last
+// component is kept in any case.
+class NativePath {
+  public:
+    explicit NativePath(std::string path);
+
+    const std::string& Text() const { return m_text; }
+    const char* c_str() const { return m_text.c_str(); }
+
+  private:
+    void Shorten();
+
+    std::string m_text;
+    FileHandle m_folder;
+};
+
+// Nothing when `path` can't be the name of an entry (empty, a NUL inside), so that a call never reaches
+// another entry than the one named.
+std::optional<NativePath> ToNativePath(std::u16string_view path);
 
 }  // namespace tsasync::platform

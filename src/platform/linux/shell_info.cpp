@@ -1,5 +1,6 @@
 #include "platform/shell_info.h"
 
+#include "automation/Utf8.h"
 #include "platform/linux/native_path.h"
 
 #include <gio/gio.h>

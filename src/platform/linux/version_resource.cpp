@@ -136,7 +136,7 @@ std::optional<VersionResource> VersionResource::Read(std::u16string_view path) {
     const auto native = ToNativePath(path);
     if (!native) return std::nullopt;
     VersionResource resource;
-    resource.m_block = ReadVersionBlock(*native, static_cast<std::uint16_t>(UserDefaultLanguage()));
+    resource.m_block = ReadVersionBlock(native->Text(), static_cast<std::uint16_t>(UserDefaultLanguage()));
     if (resource.m_block.empty()) return std::nullopt;
     return resource;
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/linux/reader/file_handle.h"
+#include "platform/linux/file_handle.h"
 #include "platform/linux/reader/partial_meta.h"
 #include "platform/linux/reader/private_folder.h"
 

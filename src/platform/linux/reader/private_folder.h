@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/linux/reader/file_handle.h"
+#include "platform/linux/file_handle.h"
 #include "platform/url_reader.h"
 
 #include <cstdint>

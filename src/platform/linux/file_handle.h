@@ -5,7 +5,7 @@
 #include <cerrno>
 #include <utility>
 
-namespace tsasync::platform::reader {
+namespace tsasync::platform {
 
 // An open file descriptor, closed by its owner.
 class FileHandle {
@@ -31,4 +31,4 @@ class FileHandle {
     int m_descriptor = -1;
 };
 
-}  // namespace tsasync::platform::reader
+}  // namespace tsasync::platform
