@@ -3,8 +3,10 @@
 #include "text.h"
 
 #include <glib-unix.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <filesystem>
 
@@ -18,6 +20,7 @@ using tsasync::host::Utf8;
 namespace {
 
 constexpr int kAttemptLimit = 10;
+constexpr std::uintmax_t kRoomForNothing = 64 * 1024;  // bytes below which a volume counts as full
 
 std::string TextOf(_CDLItem& item, HRESULT (_CDLItem::*get)(BSTR*)) {
     Bstr text;
@@ -45,11 +48,39 @@ std::string LocalFault(const std::string& url) {
     return {};
 }
 
-std::string FaultOf(const Job& job) {
+std::string FullFault(const std::string& folder) {
+    std::error_code error;
+    const auto space = std::filesystem::space(folder, error);
+    return !error && space.available < kRoomForNothing ? std::generic_category().message(ENOSPC) : "";
+}
+
+// What keeps files out of `folder`, as far as it can be seen from here.
+std::string FolderFault(const std::string& folder) {
+    std::error_code error;
+    const auto status = std::filesystem::status(folder, error);
+    if (std::filesystem::exists(status) && !std::filesystem::is_directory(status))
+        return std::generic_category().message(ENOTDIR);
+    if (access(folder.c_str(), W_OK | X_OK) != 0) return std::generic_category().message(errno);
+    return FullFault(folder);
+}
+
+std::string TransferFault(const Job& job, const std::string& assets) {
     if (std::string local = LocalFault(job.url); !local.empty()) return local;
-    if (job.size == 0) return "nothing arrived: the server can't be reached, refuses or has no such file";
-    if (job.total > job.size) return "broke off after " + SizeText(job.size) + " of " + SizeText(job.total);
-    return "broke off after " + SizeText(job.size);
+    std::string fault = "nothing arrived: the server can't be reached, refuses or has no such file";
+    if (job.size != 0) fault = "broke off after " + SizeText(job.size);
+    if (job.size != 0 && job.total > job.size) fault += " of " + SizeText(job.total);
+    // Data lies on the volume of the assets folder or in the user's cache.
+    for (const std::string& folder : {assets, std::string(g_get_user_cache_dir())}) {
+        if (const std::string full = FullFault(folder); !full.empty())
+            return fault.append("; ").append(Printable(folder)).append(": ").append(full);
+    }
+    return fault;
+}
+
+std::string FaultOf(const Job& job, const std::string& assets) {
+    if (!job.arrived) return TransferFault(job, assets);
+    const std::string why = FolderFault(assets);
+    return "arrived, but can't be placed in " + Printable(assets) + (why.empty() ? "" : ": " + why);
 }
 
 }  // namespace
@@ -92,23 +123,20 @@ void Fetch::Add(const std::string& url) {
     Bstr handle;
     const Bstr address(Utf16(url));
     if (fault.empty()) Check(m_manager->GetHDL(address, handle.Put()));
-    const auto [known, is_new] = m_byHandle.try_emplace(Utf8(handle.Text()), nullptr);
-    if (!fault.empty() || is_new) {
-        Job& job = m_jobs.emplace_back();
-        job.index = m_jobs.size();
-        job.url = url;
-        job.name = DisplayName(url);
-        if (!fault.empty()) {
-            m_view->Message((url.empty() ? "" : Printable(url) + ": ") + fault);
-            return Close(job, Outcome::kFailed, std::move(fault));
-        }
-        job.handle = known->first;
-        known->second = &job;
-    } else {
+    if (fault.empty() && m_byHandle.contains(Utf8(handle.Text()))) {
         --m_totals.jobs;  // the same file once more
+        return;
     }
-    Job& job = *known->second;
-    ++job.registrations;
+    Job& job = m_jobs.emplace_back();
+    job.index = m_jobs.size();
+    job.url = url;
+    job.name = DisplayName(url);
+    if (!fault.empty()) {
+        m_view->Message((url.empty() ? "" : Printable(url) + ": ") + fault);
+        return Close(job, Outcome::kFailed, std::move(fault));
+    }
+    job.handle = Utf8(handle.Text());
+    m_byHandle.emplace(job.handle, &job);
     Check(m_manager->AddURL(address, Bstr(Utf16(job.name)), m_options.force ? VARIANT_TRUE : VARIANT_FALSE,
                             handle.Put()));
     if (m_options.force && SysStringLen(handle) == 0 && job.outcome == Outcome::kOpen)
@@ -134,6 +162,7 @@ void Fetch::Update(Job& job, _CDLItem& item) {
     job.size = ValueOf(item, &_CDLItem::get_Size);
     job.total = ValueOf(item, &_CDLItem::get_TotalSize);
     job.mime = TextOf(item, &_CDLItem::get_MIMEType);
+    job.arrived = !TextOf(item, &_CDLItem::get_TmpPath).empty();
     if (job.state == tsdFinished) job.path = TextOf(item, &_CDLItem::get_FinalPath);
     m_totals.received += job.size;
     m_totals.expected += std::max(job.size, job.total);
@@ -142,14 +171,10 @@ void Fetch::Update(Job& job, _CDLItem& item) {
 // What the change means. A pending job that has been started has failed; so has one that is started once
 // more, as a forced one is at once.
 void Fetch::Judge(Job& job, _CDLItem& item) {
-    const bool given_up = job.state == tsdBroken;
     const int ended =
         job.state == tsdStarting || job.state == tsdDownloading ? job.attempts - 1 : job.attempts;
     if (job.state == tsdFinished) {
         Close(job, Outcome::kFinished);
-    } else if (given_up && job.attempts < kAttemptLimit) {
-        m_view->Message(Printable(job.url) + ": arrived, but can't be placed in " + Printable(m_assets));
-        Close(job, Outcome::kFailed, "can't be placed in " + m_assets);
     } else if (job.state != tsdStopped && ended > job.failures) {
         job.failures = ended;
         OnFailedAttempt(job, item);
@@ -157,16 +182,15 @@ void Fetch::Judge(Job& job, _CDLItem& item) {
 }
 
 void Fetch::OnFailedAttempt(Job& job, _CDLItem& item) {
-    job.reason = FaultOf(job);
+    job.reason = FaultOf(job, m_assets);
+    Check(item.put_TmpPath(Bstr()));  // so that the next attempt's failure is not taken for this one's
     std::string line = Printable(job.url) + ": " + job.reason;
     const bool given_up = m_options.noRetry || job.state == tsdBroken;
-    if (!given_up) {
+    if (!given_up || job.failures > 1) {
         line += " (attempt " + std::to_string(job.failures) + " of " + std::to_string(kAttemptLimit);
-        if (job.state == tsdPending)
+        if (!given_up && job.state == tsdPending)
             line += ", the next one at " + TimeOfDayText(ValueOf(item, &_CDLItem::get_Start));
         line += ")";
-    } else if (job.failures > 1) {
-        line += ", " + std::to_string(job.failures) + " times";
     }
     m_view->Message(line);
     if (!given_up) return;
@@ -194,12 +218,11 @@ void Fetch::RemoveAll() {
         if (job.item && ValueOf(*job.item.Get(), &_CDLItem::get_State) == tsdPending)
             Check(job.item->put_State(tsdStopped));
     }
-    for (Job& job : m_jobs) {
-        for (Bstr handle{Utf16(job.handle)}; job.registrations > 0; --job.registrations) {
-            Bstr registered;
-            Check(m_manager->HDLbyURL(Bstr(Utf16(job.url)), registered.Put()));
-            if (SysStringLen(registered) != 0) Check(m_manager->RemoveURL(handle));
-        }
+    for (const Job& job : m_jobs) {
+        if (job.handle.empty()) continue;
+        Bstr registered;
+        Check(m_manager->HDLbyURL(Bstr(Utf16(job.url)), registered.Put()));
+        if (SysStringLen(registered) != 0) Check(m_manager->RemoveURL(registered));
     }
 }
 

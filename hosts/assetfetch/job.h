@@ -25,9 +25,9 @@ struct Job {
     Outcome outcome = Outcome::kOpen;
     std::int32_t size = 0;   // bytes received, saturated
     std::int32_t total = 0;  // bytes expected, saturated; not above `size` while that is unknown
+    bool arrived = false;    // all of it, wherever it is
     int attempts = 0;
-    int failures = 0;       // of the attempts, reported so far
-    int registrations = 0;  // of this URL by AddURL
+    int failures = 0;  // of the attempts, reported so far
     tsasync::host::ComPtr<_CDLItem> item;
 };
 

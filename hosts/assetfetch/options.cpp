@@ -24,6 +24,8 @@ const char* const kFooter =
     "Exit status: 0 every file arrived, 1 one did not, 2 wrong usage, unreadable input or\n"
     "an unusable folder (nothing was fetched), 130 ended by Ctrl-C.";
 
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";  // some editors begin a UTF-8 file with it
+
 std::string Reason(int error) { return std::generic_category().message(error); }
 
 std::string Trim(const std::string& line) {
@@ -35,7 +37,8 @@ std::string Trim(const std::string& line) {
 void ReadUrls(std::istream& input, const std::string& name, std::vector<std::string>& urls) {
     std::string line;
     errno = 0;
-    while (std::getline(input, line)) {
+    for (bool first = true; std::getline(input, line); first = false) {
+        if (first && line.starts_with(kByteOrderMark)) line.erase(0, kByteOrderMark.size());
         const std::string url = Trim(line);
         if (!url.empty() && url.front() != '#') urls.push_back(url);
     }

@@ -1,4 +1,5 @@
 """Whatever is wrong is named on standard error, with the right exit status and nothing in the assets folder."""
+import http.server
 import os
 import subprocess
 import unittest
@@ -72,6 +73,32 @@ class BadInputTest(HostTest):
         self.assertEqual(self.fetched(), {"photo.jpg": b"good"})
         self.assertIn(f"{origin}/none.jpg -> failed: ", result.stdout)
         self.assertIn("nonsense -> failed: malformed", result.stdout)
+
+    def test_a_tenth_attempt_that_can_not_be_placed(self):
+        test, requests = self, []
+
+        class Handler(http.server.BaseHTTPRequestHandler):
+            def do_GET(self):
+                requests.append(self.path)
+                if len(requests) < 10:
+                    return self.send_error(404)
+                test.assets.rmdir()
+                test.assets.touch()
+                self.send_response(200)
+                self.send_header("Content-Length", "4")
+                self.end_headers()
+                self.wfile.write(b"good")
+
+            def log_message(self, format, *args):
+                pass
+
+        url = f"{self.serve(Handler)}/photo.jpg"
+        result = self.fetch("--force", url)
+        self.assertEqual((result.returncode, len(requests)), (1, 10))
+        messages = result.stderr.splitlines()
+        self.assertIn("nothing arrived", messages[8])
+        self.assertEqual(messages[9], f"assetfetch: {url}: arrived, but can't be placed in {self.assets}: "
+                                      "Not a directory (attempt 10 of 10)")
 
     def test_output_that_can_not_be_written(self):
         (self.site / "photo.jpg").write_bytes(b"good")

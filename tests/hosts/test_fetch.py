@@ -75,16 +75,19 @@ class FetchTest(HostTest):
     def test_the_same_url_twice_is_one_file(self):
         content = self.write("photo.jpg", JPEG)
         origin = self.start_nginx("")
-        result = self.fetch(f"{origin}/photo.jpg", f"{origin}/photo.jpg")
-        self.assertEqual(result.returncode, 0)
-        self.assertEqual(self.fetched(), {"photo.jpg": content})
-        self.assertEqual(result.stdout.count("->"), 1)
+        for options in ([], ["--force"]):
+            with self.subTest(options=options):
+                result = self.fetch(*options, f"{origin}/photo.jpg", f"{origin}/photo.jpg")
+                self.assertEqual((result.returncode, result.stderr), (0, ""))
+                self.assertEqual(self.fetched(), {"photo.jpg": content})
+                self.assertEqual(result.stdout.count("->"), 1)
+                (self.assets / "photo.jpg").unlink()
 
-    def test_input_skips_blanks_and_comments(self):
+    def test_input_skips_blanks_comments_and_a_byte_order_mark(self):
         content = self.write("photo.jpg", JPEG)
         origin = self.start_nginx("")
         urls = self.root / "urls.txt"
-        urls.write_text(f"# pictures\n\n   \t\r\n  {origin}/photo.jpg  \r\n#{origin}/none.jpg\n")
+        urls.write_text(f"\ufeff# pictures\n\n   \t\r\n  {origin}/photo.jpg  \r\n#{origin}/none.jpg\n")
         result = self.fetch("--input", urls)
         self.assertEqual((result.returncode, result.stderr), (0, ""))
         self.assertEqual(self.fetched(), {"photo.jpg": content})
