@@ -1,6 +1,7 @@
 """What the tests of assetfetch share: servers on free loopback ports and a host in a home of its own."""
 import functools
 import http.server
+import json
 import os
 import pathlib
 import shutil
@@ -13,6 +14,7 @@ import time
 import unittest
 
 ASSETFETCH = os.environ["ASSETFETCH"]
+READ_URL = os.environ.get("READ_URL")
 PATIENCE = 60  # seconds after which a test gives up
 
 
@@ -79,8 +81,20 @@ class HostTest(unittest.TestCase):
 
         return self.serve(functools.partial(Quiet, directory=str(self.site)))
 
-    def start_nginx(self, locations):
-        """nginx with these lines in its server block; gives its origin."""
+    def start_server(self, command, port, **options):
+        """A server program, ended with the test; returns when it listens on its port."""
+        process = subprocess.Popen(list(map(str, command)), **{"stderr": subprocess.DEVNULL, **options})
+
+        def stop():
+            process.send_signal(signal.SIGTERM)
+            process.wait()
+
+        self.addCleanup(stop)
+        self.await_true(lambda: self.accepts(port) or process.poll() is not None, f"{command[0]} to listen")
+        self.assertIsNone(process.poll(), f"{command[0]} has ended")
+
+    def start_nginx(self, locations, servers=""):
+        """nginx with these lines in its server block, and further blocks; gives the first one's origin."""
         port = free_port()
         prefix = self.root / "nginx"
         prefix.mkdir()
@@ -89,23 +103,17 @@ class HostTest(unittest.TestCase):
 daemon off; worker_processes 1; pid {prefix}/pid; error_log {prefix}/error.log;
 events {{}}
 http {{
-    access_log off;
+    log_format protocol "$server_protocol $request_uri";
+    access_log {prefix}/access.log protocol;
     types {{ image/jpeg jpg; text/html html; }}
     default_type application/octet-stream;
     client_body_temp_path {prefix}/body; proxy_temp_path {prefix}/proxy; fastcgi_temp_path {prefix}/fastcgi;
     uwsgi_temp_path {prefix}/uwsgi; scgi_temp_path {prefix}/scgi;
     server {{ listen 127.0.0.1:{port}; root {self.site}; {locations} }}
+    {servers}
 }}
 """)
-        process = subprocess.Popen(["/usr/sbin/nginx", "-p", str(prefix), "-c", str(prefix / "nginx.conf")],
-                                   stderr=subprocess.DEVNULL)
-
-        def stop():
-            process.send_signal(signal.SIGTERM)
-            process.wait()
-
-        self.addCleanup(stop)
-        self.await_true(lambda: self.accepts(port), "nginx to listen")
+        self.start_server(["/usr/sbin/nginx", "-p", prefix, "-c", prefix / "nginx.conf"], port)
         return f"http://127.0.0.1:{port}"
 
     @staticmethod
@@ -123,6 +131,26 @@ http {{
     def fetched(self):
         """Name to content of all that is in the assets folder."""
         return {path.name: path.read_bytes() for path in self.assets.iterdir()}
+
+    def outcomes(self, *urls):
+        """What the component makes of each URL: the content of the file, or the number of the reader's failure."""
+        result = subprocess.run([READ_URL, *urls], env=self.environment, capture_output=True, text=True,
+                                timeout=PATIENCE, check=True)
+        failures = {url: int(number, 16) for number, url, _ in (l.split("\t") for l in result.stdout.splitlines())}
+        fetch = self.fetch("--json", "--no-retry", *urls)
+        events = [json.loads(line) for line in fetch.stdout.splitlines()]
+        last = {event["url"]: event for event in events if event["event"] == "state"}
+        outcomes = {}
+        for url in urls:
+            finished = last[url]["state"] == "finished"
+            self.assertEqual(finished, failures[url] == 0, f"{last[url]} and {result.stdout}")
+            outcomes[url] = pathlib.Path(last[url]["path"]).read_bytes() if finished else failures[url]
+        self.assertEqual(len(self.fetched()), sum(isinstance(o, bytes) for o in outcomes.values()))
+        shutil.rmtree(self.assets)
+        return outcomes
+
+    def outcome(self, url):
+        return self.outcomes(url)[url]
 
 
 class SlowHandler(http.server.BaseHTTPRequestHandler):

@@ -1,0 +1,75 @@
+"""Secured servers: whom the component trusts, and what it speaks with them."""
+import subprocess
+import unittest
+
+from tls_support import TlsTest
+
+SECURITY_PROBLEM, REDIRECT_FAILED, INVALID_CERTIFICATE = 0x800C000E, 0x800C0014, 0x800C0019
+CONTENT = b"\x89PNG\r\n\x1a\n" + bytes(range(256)) * 300
+OLD = "ssl_protocols TLSv1.1; ssl_ciphers DEFAULT:@SECLEVEL=0;"
+
+
+class Tls(TlsTest):
+    def setUp(self):
+        super().setUp()
+        (self.site / "photo.png").write_bytes(CONTENT)
+
+    def test_trust(self):
+        good = self.certificate("good")
+        rows = [
+            ("good", good, "", CONTENT),
+            ("wrong name", self.certificate("name", server="DNS:elsewhere.example"), "", INVALID_CERTIFICATE),
+            ("expired", self.certificate("expired", days=-1), "", INVALID_CERTIFICATE),
+            ("self-signed", self.certificate("own", own=True), "", INVALID_CERTIFICATE),
+            ("TLS 1.2", good, "ssl_protocols TLSv1.2;", CONTENT),
+            ("TLS 1.1", good, OLD, SECURITY_PROBLEM),
+        ]
+        servers = [self.tls_server(certificate, lines) for _, certificate, lines, _ in rows]
+        self.start_nginx("", "".join(block for _, block in servers))
+        # The oldest one is there, for who would speak with it.
+        subprocess.run(["openssl", "s_client", "-connect", servers[-1][0].split("/")[2], "-tls1_1", "-cipher",
+                        "DEFAULT:@SECLEVEL=0"], stdin=subprocess.DEVNULL, check=True, capture_output=True)
+        urls = [f"{origin}/photo.png" for origin, _ in servers]
+        outcomes = self.outcomes(*urls)
+        for url, (name, _, _, expected) in zip(urls, rows):
+            with self.subTest(name):
+                self.assertEqual(outcomes[url], expected)
+
+    def test_who_names_the_authorities(self):
+        origin, block = self.tls_server(self.certificate("good"))
+        self.start_nginx("", block)
+        own = str(self.certificate("own", own=True))
+        authority = self.environment.pop("CURL_CA_BUNDLE")
+        rows = [
+            ({}, INVALID_CERTIFICATE),
+            ({"SSL_CERT_FILE": authority}, CONTENT),
+            ({"SSL_CERT_FILE": own, "CURL_CA_BUNDLE": authority}, CONTENT),
+            ({"SSL_CERT_FILE": authority, "CURL_CA_BUNDLE": own}, INVALID_CERTIFICATE),
+        ]
+        for variables, expected in rows:
+            with self.subTest(variables):
+                self.environment.update(variables)
+                self.assertEqual(self.outcome(f"{origin}/photo.png"), expected)
+                for name in variables:
+                    del self.environment[name]
+
+    def test_http_2_is_spoken(self):
+        origin, block = self.tls_server(self.certificate("good"))
+        self.start_nginx("", block)
+        names = [f"photo{n:02}.png" for n in range(50)]
+        for name in names:
+            (self.site / name).write_bytes(CONTENT + name.encode())
+        self.assertEqual(self.fetch(*(f"{origin}/{name}" for name in names)).returncode, 0)
+        self.assertEqual(self.fetched(), {name: CONTENT + name.encode() for name in names})
+        log = (self.root / "nginx" / "access.log").read_text().splitlines()
+        self.assertEqual(sorted(log), [f"HTTP/2.0 /{name}" for name in names])
+
+    def test_redirections_may_lead_to_secured_servers_only(self):
+        origin, block = self.tls_server(self.certificate("good"), "location = /down { return 302 http://$arg_to; }")
+        plain = self.start_nginx(f"location = /up {{ return 302 {origin}/photo.png; }}", block)
+        up, down = f"{plain}/up", f"{origin}/down?to={plain.removeprefix('http://')}/photo.png"
+        self.assertEqual(self.outcomes(up, down), {up: CONTENT, down: REDIRECT_FAILED})
+
+
+if __name__ == "__main__":
+    unittest.main()
