@@ -8,13 +8,13 @@ namespace tsasync::platform::reader {
 
 namespace {
 
-bool EnvironmentNames(const std::string& scheme) {
-    // http_proxy has no form in capitals: a web server's CGI programs could be given that one by their
-    // clients.
-    for (const std::string& name :
-         {scheme + "_proxy", std::string("all_proxy"), std::string("HTTPS_PROXY"), std::string("ALL_PROXY"),
-          std::string("no_proxy"), std::string("NO_PROXY")}) {
-        if (g_getenv(name.c_str()) != nullptr) return true;
+// Any proxy variable makes the environment decide alone, and libcurl reads it: some of GIO's resolvers read
+// it too, but by other rules. HTTP_PROXY then means nothing: a web server's CGI programs could be given it by
+// their clients.
+bool EnvironmentDecides() {
+    for (const char* name : {"http_proxy", "https_proxy", "ftp_proxy", "all_proxy", "no_proxy", "HTTP_PROXY",
+                             "HTTPS_PROXY", "FTP_PROXY", "ALL_PROXY", "NO_PROXY"}) {
+        if (g_getenv(name) != nullptr) return true;
     }
     return false;
 }
@@ -30,7 +30,7 @@ std::string ForCurl(std::string_view proxy) {
 }  // namespace
 
 std::optional<std::string> DesktopProxy(const SourceUrl& source) {
-    if (EnvironmentNames(source.scheme)) return std::nullopt;
+    if (EnvironmentDecides()) return std::nullopt;
     GProxyResolver* resolver = g_proxy_resolver_get_default();
     if (!g_proxy_resolver_is_supported(resolver)) return std::nullopt;
     // The origin tells enough, and keeps what else the URL says to ourselves.

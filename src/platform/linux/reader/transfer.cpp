@@ -29,6 +29,16 @@ std::string AddressText(const curl_sockaddr& address) {
     return host;
 }
 
+// A proxy that refuses the user has let no response through; libcurl tells of it as of a broken connection.
+// Some proxies say 401 then.
+bool ProxyWantsUser(CURL* easy, CURLcode code) {
+    long status = 0;
+    long refusal = CURLPX_OK;
+    curl_easy_getinfo(easy, CURLINFO_HTTP_CONNECTCODE, &status);
+    if (code == CURLE_PROXY) curl_easy_getinfo(easy, CURLINFO_PROXY_ERROR, &refusal);
+    return status == 407 || status == 401 || refusal == CURLPX_USER_REJECTED || refusal == CURLPX_NO_AUTH;
+}
+
 }  // namespace
 
 Transfer::Transfer(std::shared_ptr<Read> read, SourceUrl source, std::shared_ptr<PrivateFolder> folder,
@@ -269,6 +279,7 @@ Verdict Transfer::Judge(CURLcode code) {
             if (const auto again = SecondTry(std::nullopt)) return *again;
         }
     }
+    if (ProxyWantsUser(m_easy.get(), code)) code = CURLE_LOGIN_DENIED;
     return Verdict::Fail(
         TransportFailure(code == CURLE_OK ? CURLE_WEIRD_SERVER_REPLY : code, m_error, m_source.text));
 }
