@@ -2,9 +2,12 @@
 import http.server
 import os
 import pathlib
+import pty
+import select
 import shutil
 import subprocess
 import tempfile
+import termios
 import threading
 import time
 import unittest
@@ -12,6 +15,8 @@ import unittest
 HOSTS = pathlib.Path(os.environ["TEST_HOSTS"])
 PATIENCE = 30  # seconds after which a test gives up
 SIZE = 4_000_000
+WIPE = "\r\x1b[K"
+MODULE = "libqmasyn10-gtk3.so"
 
 
 class SlowServer(http.server.ThreadingHTTPServer):
@@ -76,6 +81,38 @@ class Display:
                               timeout=PATIENCE).stdout.strip()
 
 
+class Terminal:
+    """A terminal of so many columns; what is written to host_end is shown on it."""
+
+    def __init__(self, columns):
+        self.own_end, self.host_end = pty.openpty()
+        termios.tcsetwinsize(self.host_end, (24, columns))
+        self.text = ""
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        os.close(self.own_end)
+        os.close(self.host_end)
+
+    def wait_for(self, wanted):
+        deadline = time.monotonic() + PATIENCE
+        while wanted not in self.text and time.monotonic() < deadline:
+            self.read(0.1)
+
+    def all(self):
+        while self.read(0):
+            pass
+        return self.text
+
+    def read(self, seconds):
+        ready, _, _ = select.select([self.own_end], [], [], seconds)
+        if ready:
+            self.text += os.read(self.own_end, 65536).decode()
+        return bool(ready)
+
+
 class WindowTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
@@ -94,7 +131,7 @@ class WindowTest(unittest.TestCase):
         self.addCleanup(self.server.shutdown)
         self.addCleanup(self.server.go_on.set)
 
-    def start(self, host, *more, **environment):
+    def start(self, host, *more, stderr=subprocess.PIPE, **environment):
         url = f"http://127.0.0.1:{self.server.server_port}/photo.jpg"
         variables = {**self.display.environment, "HOME": str(self.root / "home"), **environment}
         variables = {name: value for name, value in variables.items()
@@ -103,7 +140,7 @@ class WindowTest(unittest.TestCase):
         runtime.mkdir(mode=0o700, exist_ok=True)
         variables["XDG_RUNTIME_DIR"] = str(runtime)
         process = subprocess.Popen([HOSTS / host, url, self.assets, "1033", *more], env=variables,
-                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+                                   stdout=subprocess.PIPE, stderr=stderr, text=True)
         self.addCleanup(self.end, process)
         return process
 
@@ -189,19 +226,69 @@ class WindowTest(unittest.TestCase):
                      self.display.xdotool("getwindowgeometry", "--shell", window).splitlines())
         self.display.xdotool("mousemove", "--window", window, str(int(place["WIDTH"]) - 10), "-11", "click", "1")
 
-    def test_without_a_window_the_download_goes_on(self):
+    def component_with_module(self, make):
+        """The component in a folder of its own, with the GTK module that make(original, place) leaves there."""
+        folder = pathlib.Path(tempfile.mkdtemp(dir=self.root))
+        for name in ("libqmasyn10.so", "libtscom.so"):
+            shutil.copy(HOSTS.parent / "lib" / name, folder)
+        make(HOSTS.parent / "lib" / MODULE, folder / MODULE)
+        return {"LD_LIBRARY_PATH": str(folder)}
+
+    def test_where_no_window_can_be_the_terminal_tells(self):
+        module = self.component_with_module
         cases = {
             "no display": ((), {"DISPLAY": None}),
             "a display that is gone": ((), {"DISPLAY": ":65000"}),
             "another thread": (("thread",), {}),
-            "none": ((), {"QMASYN10_UI": "none"}),
+            "another context": (("context",), {}),
+            "another context, after the manager": (("late",), {"DISPLAY": None}),
+            "on wish": ((), {"QMASYN10_UI": "terminal"}),
+            "GTK 4 in the process": ((), {"LD_PRELOAD": "libgtk-4.so.1"}),
+            "no module": ((), module(lambda original, place: None)),
+            "a module that can't be read": ((), module(lambda original, place: place.mkdir())),
+            "an empty module": ((), module(lambda original, place: place.touch())),
+            "a module of text": ((), module(lambda original, place: place.write_text("no program\n" * 100))),
+            "a module cut off": ((), module(lambda original, place: place.write_bytes(original.read_bytes()[:5000]))),
+            "another library": ((), module(lambda original, place: shutil.copy(HOSTS.parent / "lib/libtscom.so",
+                                                                             place))),
         }
         for name, (more, environment) in cases.items():
             with self.subTest(name):
-                self.server.go_on.set()
-                process = self.start("glib_host", *more, **environment)
-                self.check_fetched(process)
-                (self.assets / "photo.jpg").unlink()
+                lines = self.fetch_on_terminal(80, *more, **environment)
+                self.assertRegex("\n".join(lines),
+                                 r"(?m)^50%  of photo\.jpg Completed  .*\(1\.9 MB of 3\.8 MB copied\)")
+
+    def test_the_terminals_line_never_breaks(self):
+        lines = self.fetch_on_terminal(20, QMASYN10_UI="terminal")
+        self.assertIn("50%  of photo.jpg C", lines)
+        self.assertLess(max(map(len, lines)), 20)
+
+    def fetch_on_terminal(self, columns, *more, **environment):
+        """The states of the one line that a host on a terminal of that width writes, which it wipes at the end."""
+        self.server.go_on.clear()
+        with Terminal(columns) as terminal:
+            process = self.start("glib_host", *more, stderr=terminal.host_end, **environment)
+            terminal.wait_for(WIPE + "50%")
+            self.check_fetched(process)
+            text = terminal.all()
+        (self.assets / "photo.jpg").unlink()
+        first, *lines, last = text.split(WIPE)
+        self.assertEqual((first, last), ("", ""))
+        self.assertNotIn("\n", text)
+        return lines
+
+    def test_nothing_is_written_where_nothing_should_be(self):
+        with Terminal(80) as terminal:
+            self.check_fetched(self.start("glib_host", stderr=terminal.host_end, QMASYN10_UI="none"))
+            self.assertEqual(terminal.all(), "")
+        (self.assets / "photo.jpg").unlink()
+        _, err = self.check_fetched(self.start("glib_host", QMASYN10_UI="terminal"))
+        self.assertEqual(err, "")
+
+    def test_a_context_pushed_after_the_manager_is_no_hindrance(self):
+        process = self.start("glib_host", "late")
+        self.dialog()
+        self.check_fetched(process)
 
 
 if __name__ == "__main__":

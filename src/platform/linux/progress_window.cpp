@@ -2,13 +2,16 @@
 
 #include "platform/app_log.h"
 #include "platform/linux/gtk/gtk_module.h"
+#include "platform/linux/reader/mailbox.h"
 #include "platform/linux/waiting_window.h"
 
 #include <dlfcn.h>
 #include <link.h>
 #include <unistd.h>
 
+#include <cstdint>
 #include <cstdlib>
+#include <fstream>
 #include <string>
 
 namespace tsasync::platform {
@@ -30,12 +33,22 @@ bool ForeignGtkIsLoaded() {
     return dl_iterate_phdr(isForeign, nullptr) != 0;
 }
 
-// GTK serves the main thread and the default context. Where the host delivers its events from another
+// GTK serves the main thread and the default context. Where this thread's reads are delivered from another
 // context, a window could not wait for them.
 bool GtkCouldRunHere() {
     if (gettid() != getpid() || ForeignGtkIsLoaded()) return false;
-    GMainContext* const own = g_main_context_get_thread_default();
-    return own == nullptr || own == g_main_context_default();
+    return reader::Mailbox::OfThisThread()->Context() == g_main_context_default();
+}
+
+// The loader takes the process down with a module that was cut off. What stands at the end of such a file is
+// its table of sections.
+bool IsWhole(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    ElfW(Ehdr) header{};
+    file.read(reinterpret_cast<char*>(&header), sizeof header);
+    file.seekg(0, std::ios::end);
+    const std::uint64_t end = header.e_shoff + std::uint64_t{header.e_shnum} * header.e_shentsize;
+    return file && static_cast<std::uint64_t>(file.tellg()) >= end;
 }
 
 // The module beside the component; loaded once and never unloaded, because GTK can't be.
@@ -45,6 +58,7 @@ CreateGtkWindow* LoadGtkModule() {
         return nullptr;
     std::string path(component.dli_fname);
     path.replace(path.rfind('/') + 1, std::string::npos, kGtkModule);
+    if (!IsWhole(path)) return nullptr;
     void* const module = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
     return module ? reinterpret_cast<CreateGtkWindow*>(dlsym(module, kCreateGtkWindow)) : nullptr;
 }

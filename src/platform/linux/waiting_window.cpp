@@ -1,6 +1,7 @@
 #include "platform/linux/waiting_window.h"
 
 #include "automation/Utf8.h"
+#include "platform/linux/reader/mailbox.h"
 
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -41,7 +42,7 @@ std::string OneLine(const std::string& text, int columns) {
 
 }  // namespace
 
-WaitingWindow::WaitingWindow() : m_loop(g_main_loop_new(g_main_context_get_thread_default(), FALSE)) {}
+WaitingWindow::WaitingWindow() : m_loop(g_main_loop_new(reader::Mailbox::OfThisThread()->Context(), FALSE)) {}
 
 WaitingWindow::~WaitingWindow() { g_main_loop_unref(m_loop); }
 

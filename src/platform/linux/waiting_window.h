@@ -35,7 +35,7 @@ class WaitingWindow : public ProgressWindow {
     void Unload() override;
 
   private:
-    GMainLoop* m_loop;  // on the thread's default context, from which everything is delivered
+    GMainLoop* m_loop;  // on the context from which this thread's reads are delivered
     bool m_unloaded = false;
 };
 

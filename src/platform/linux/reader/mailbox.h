@@ -51,6 +51,7 @@ class Mailbox : public std::enable_shared_from_this<Mailbox> {
     Mailbox& operator=(const Mailbox&) = delete;
 
     const std::shared_ptr<Inbox>& ForPosting() const { return m_inbox; }
+    GMainContext* Context() const { return g_source_get_context(m_source); }  // stays the mailbox's
 
   private:
     struct Queue {
