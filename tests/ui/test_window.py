@@ -3,6 +3,7 @@ import http.server
 import os
 import pathlib
 import pty
+import re
 import select
 import shutil
 import subprocess
@@ -133,16 +134,19 @@ class WindowTest(unittest.TestCase):
 
     def start(self, host, *more, stderr=subprocess.PIPE, **environment):
         url = f"http://127.0.0.1:{self.server.server_port}/photo.jpg"
-        variables = {**self.display.environment, "HOME": str(self.root / "home"), **environment}
-        variables = {name: value for name, value in variables.items()
-                     if value is not None and not name.startswith("XDG_")}
-        runtime = self.root / "runtime"
-        runtime.mkdir(mode=0o700, exist_ok=True)
-        variables["XDG_RUNTIME_DIR"] = str(runtime)
-        process = subprocess.Popen([HOSTS / host, url, self.assets, "1033", *more], env=variables,
+        process = subprocess.Popen([HOSTS / host, url, self.assets, "1033", *more], env=self.variables(environment),
                                    stdout=subprocess.PIPE, stderr=stderr, text=True)
         self.addCleanup(self.end, process)
         return process
+
+    def variables(self, more):
+        """The environment of a process of this test; None takes a variable away."""
+        runtime = self.root / "runtime"
+        runtime.mkdir(mode=0o700, exist_ok=True)
+        variables = {**self.display.environment, "HOME": str(self.root / "home"), **more}
+        variables = {name: value for name, value in variables.items()
+                     if value is not None and not name.startswith("XDG_")}
+        return {**variables, "XDG_RUNTIME_DIR": str(runtime)}
 
     @staticmethod
     def end(process):
@@ -225,6 +229,34 @@ class WindowTest(unittest.TestCase):
         place = dict(line.split("=") for line in
                      self.display.xdotool("getwindowgeometry", "--shell", window).splitlines())
         self.display.xdotool("mousemove", "--window", window, str(int(place["WIDTH"]) - 10), "-11", "click", "1")
+
+    def test_assistive_programs_are_told_everything(self):
+        bus = subprocess.Popen(["dbus-daemon", "--session", "--nofork", "--print-address"], stdout=subprocess.PIPE,
+                               stderr=subprocess.DEVNULL, text=True, env=self.variables({}))
+        self.addCleanup(bus.communicate)
+        self.addCleanup(bus.terminate)
+        environment = {"DBUS_SESSION_BUS_ADDRESS": bus.stdout.readline().strip(), "NO_AT_BRIDGE": None}
+        process = self.start("glib_host", **environment)
+        told = subprocess.run(["/usr/bin/python3", "-B", pathlib.Path(__file__).with_name("assistant.py")],
+                              env=self.variables(environment), capture_output=True, text=True, timeout=2 * PATIENCE)
+        self.assertEqual(told.returncode, 0, told.stderr)
+        asset, copied = "photo.jpg from 127.0.0.1", r".*\(1\.9 MB of 3\.8 MB copied\)"
+        expected = [
+            r"dialog: 50%  of photo\.jpg Completed",
+            f"label: {asset} < Saving:",
+            f"progress bar: {asset} < {asset}",
+            r"at 0\.5",
+            f"label: {copied} < Estimated time left:",
+            r"label: .*/photo\.jpg < Download to:",
+            r"label: (.+/Sec)? < Transfer rate:",
+            r"push button: Cancel \(focused\)",
+        ]
+        captions = [rf"label: {caption}" for caption in
+                    ("Saving:", "Estimated time left:", "Download to:", "Transfer rate:")]
+        lines = told.stdout.splitlines()
+        for line in expected + captions:
+            self.assertTrue(any(re.fullmatch(line, said) for said in lines), f"{line} not in {lines}")
+        self.check_cancelled(process)
 
     def component_with_module(self, make):
         """The component in a folder of its own, with the GTK module that make(original, place) leaves there."""

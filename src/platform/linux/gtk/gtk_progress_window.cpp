@@ -113,16 +113,15 @@ void GtkProgressWindow::MakeControls() {
 }
 
 void GtkProgressWindow::NameForAssistants() {
-    for (const Pair& pair : kPairs) {
-        const auto caption = Widget(pair.caption).get_accessible();
-        const auto value = Widget(pair.value).get_accessible();
-        atk_object_add_relationship(value->gobj(), ATK_RELATION_LABELLED_BY, caption->gobj());
-        atk_object_add_relationship(caption->gobj(), ATK_RELATION_LABEL_FOR, value->gobj());
-    }
-    const auto asset = Widget(ProgressControl::AssetName).get_accessible();
-    const auto saving = Widget(ProgressControl::Saving).get_accessible();
-    atk_object_add_relationship(asset->gobj(), ATK_RELATION_LABELLED_BY, saving->gobj());
-    atk_object_add_relationship(m_progress.get_accessible()->gobj(), ATK_RELATION_LABELLED_BY, asset->gobj());
+    const auto label = [this](ProgressControl labelling, ProgressControl labelled) {
+        AtkObject* const caption = Widget(labelling).get_accessible()->gobj();
+        AtkObject* const value = Widget(labelled).get_accessible()->gobj();
+        atk_object_add_relationship(value, ATK_RELATION_LABELLED_BY, caption);
+        atk_object_add_relationship(caption, ATK_RELATION_LABEL_FOR, value);
+    };
+    for (const Pair& pair : kPairs) label(pair.caption, pair.value);
+    label(ProgressControl::Saving, ProgressControl::AssetName);
+    label(ProgressControl::AssetName, ProgressControl::Progress);
     m_window.get_accessible()->set_role(Atk::ROLE_DIALOG);
     m_animation.get_accessible()->set_role(Atk::ROLE_ANIMATION);
 }
