@@ -16,7 +16,8 @@ namespace tsasync::test {
 class Value {
   public:
     Value() { VariantInit(&m_variant); }
-    Value(const Value& other) : Value() { VariantCopy(&m_variant, &other.m_variant); }
+    // Some headers leave out that the source is only read.
+    Value(const Value& other) : Value() { VariantCopy(&m_variant, const_cast<VARIANT*>(&other.m_variant)); }
     Value& operator=(Value other) noexcept {
         std::swap(m_variant, other.m_variant);
         return *this;
