@@ -1,34 +1,18 @@
 #include "platform/url_reader.h"
 
 #include "automation/AutomationError.h"
+#include "automation/KeyFold.h"
 #include "automation/Utf8.h"
 #include "platform/app_log.h"
 #include "platform/linux/reader/mailbox.h"
 #include "platform/linux/reader/transfer_thread.h"
-#include "platform/text.h"
+#include "platform/read_rules.h"
 
-#include <algorithm>
 #include <exception>
-#include <limits>
 #include <unordered_map>
 #include <utility>
 
 namespace tsasync::platform {
-
-namespace {
-
-std::int32_t Saturated(std::int64_t count) {
-    return static_cast<std::int32_t>(std::min<std::int64_t>(count, std::numeric_limits<std::int32_t>::max()));
-}
-
-// Names compare without regard to letter case.
-std::u16string Folded(std::u16string_view name) {
-    std::u16string folded(name);
-    std::transform(folded.begin(), folded.end(), folded.begin(), ToLower);
-    return folded;
-}
-
-}  // namespace
 
 class UrlReader::Impl final : public reader::NoticeReceiver {
   public:
@@ -59,7 +43,7 @@ class UrlReader::Impl final : public reader::NoticeReceiver {
 };
 
 std::int32_t UrlReader::Impl::Start(std::u16string_view target, std::u16string_view name) {
-    auto& read = m_reads[Folded(name)];
+    auto& read = m_reads[FoldKey(name)];
     if (read) return kErrDuplicateKey;
     read = std::make_shared<reader::Read>();
     read->id = m_thread->NewId();
@@ -74,7 +58,7 @@ std::int32_t UrlReader::Impl::Start(std::u16string_view target, std::u16string_v
 }
 
 std::int32_t UrlReader::Impl::Cancel(std::u16string_view name) {
-    const auto found = m_reads.find(Folded(name));
+    const auto found = m_reads.find(FoldKey(name));
     if (found == m_reads.end()) return kErrNoSuchRead;
     Forget(*found->second);
     m_reads.erase(found);
@@ -102,7 +86,7 @@ void UrlReader::Impl::Receive(const reader::Notice& notice) {
         }
         std::visit([&](const auto& value) { property.Value = value; }, *notice.result);
         read.receiver = nullptr;
-        m_reads.erase(Folded(read.name));  // free before the handler, which may read under the name again
+        m_reads.erase(FoldKey(read.name));  // free before the handler, which may read under the name again
         m_events.AsyncReadComplete(property);
     } catch (const AutomationError& error) {
         LogEntry(u"Error " + FromUtf8(std::to_string(error.number)) + u" of " + error.source + u": " +

@@ -3,6 +3,7 @@
 #include <windows.h>
 // after windows.h, whose types it uses
 #include "automation/Text.h"
+#include "platform/read_rules.h"
 #include "wide.h"
 
 #include <urlmon.h>
@@ -13,28 +14,6 @@
 namespace tsasync::platform {
 
 namespace {
-
-std::int32_t NumberOfStatus(DWORD status) {
-    switch (status) {
-        case 204:
-        case 205:
-        case 304:
-            return kErrDataNotAvailable;
-        case 400:
-            return kErrInvalidRequest;
-        case 401:
-        case 407:
-            return kErrAuthenticationRequired;
-        case 404:
-        case 410:
-            return kErrObjectNotFound;
-        case 408:
-        case 504:
-            return kErrConnectionTimeout;
-        default:
-            return status >= 300 && status < 400 ? kErrRedirectFailed : kErrDownloadFailure;
-    }
-}
 
 // Errors of the system's own layers below the monikers.
 std::int32_t NumberOfSystemError(DWORD error) {
@@ -96,7 +75,8 @@ ReadFailure BindingFailure(HRESULT result, std::u16string_view url) {
 bool IsSuccess(DWORD status) { return status == 200; }
 
 ReadFailure StatusFailure(DWORD status, std::u16string_view url) {
-    return Failure(NumberOfStatus(status), u"The server answered with status " + Decimal(status), url);
+    return Failure(FailureOfStatus(static_cast<int>(status)),
+                   u"The server answered with status " + Decimal(status), url);
 }
 
 ReadFailure FileFailure(DWORD error, std::u16string_view path) {

@@ -1,11 +1,12 @@
 #include "platform/url_reader.h"
 
 #include "automation/AutomationError.h"
+#include "automation/KeyFold.h"
 #include "automation/Text.h"
 #include "download_file.h"
 #include "own_module.h"
 #include "platform/app_log.h"
-#include "platform/text.h"
+#include "platform/read_rules.h"
 #include "url_binding.h"
 
 #include <windows.h>
@@ -14,7 +15,6 @@
 #include <array>
 #include <deque>
 #include <exception>
-#include <limits>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -29,17 +29,6 @@ constexpr UINT kDeliver = WM_APP;
 constexpr UINT kWatchInterval = 1000;  // ms
 constexpr UINT_PTR kWatchTimer = 1;
 constexpr wchar_t kWindowClass[] = L"QMASYN10.UrlReader";
-
-std::int32_t Saturated(std::int64_t count) {
-    return static_cast<std::int32_t>(std::min<std::int64_t>(count, std::numeric_limits<std::int32_t>::max()));
-}
-
-// Names compare without regard to letter case.
-std::u16string Folded(std::u16string_view name) {
-    std::u16string folded(name);
-    std::transform(folded.begin(), folded.end(), folded.begin(), ToLower);
-    return folded;
-}
 
 }  // namespace
 
@@ -132,7 +121,7 @@ LRESULT CALLBACK UrlReader::Impl::OnMessage(HWND window, UINT message, WPARAM wP
 }
 
 std::int32_t UrlReader::Impl::Start(std::u16string_view target, std::u16string_view name) {
-    const auto [place, isNew] = m_reads.try_emplace(Folded(name));
+    const auto [place, isNew] = m_reads.try_emplace(FoldKey(name));
     if (!isNew) return kErrDuplicateKey;
     place->second = {std::u16string(name), std::u16string(target), ++m_lastId, nullptr};
     m_waiting.push_back(m_lastId);
@@ -141,7 +130,7 @@ std::int32_t UrlReader::Impl::Start(std::u16string_view target, std::u16string_v
 }
 
 std::int32_t UrlReader::Impl::Cancel(std::u16string_view name) {
-    const auto found = m_reads.find(Folded(name));
+    const auto found = m_reads.find(FoldKey(name));
     if (found == m_reads.end()) return kErrNoSuchRead;
     const std::uint64_t id = found->second.id;
     Release(found->second);

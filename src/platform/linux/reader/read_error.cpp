@@ -1,6 +1,7 @@
 #include "platform/linux/reader/read_error.h"
 
 #include "automation/Utf8.h"
+#include "platform/read_rules.h"
 
 #include <glib.h>
 
@@ -48,28 +49,6 @@ std::int32_t NumberOf(CURLcode code) {
     }
 }
 
-std::int32_t NumberOf(int status) {
-    switch (status) {
-        case 204:
-        case 205:
-        case 304:
-            return kErrDataNotAvailable;
-        case 400:
-            return kErrInvalidRequest;
-        case 401:
-        case 407:
-            return kErrAuthenticationRequired;
-        case 404:
-        case 410:
-            return kErrObjectNotFound;
-        case 408:
-        case 504:
-            return kErrConnectionTimeout;
-        default:
-            return status >= 300 && status < 400 ? kErrRedirectFailed : kErrDownloadFailure;
-    }
-}
-
 }  // namespace
 
 ReadFailure Failure(std::int32_t number, std::string_view what, std::string_view culprit) {
@@ -81,7 +60,7 @@ ReadFailure TransportFailure(CURLcode code, std::string_view detail, std::string
 }
 
 ReadFailure StatusFailure(int status, std::string_view url) {
-    return Failure(NumberOf(status), "The server answered with status " + std::to_string(status), url);
+    return Failure(FailureOfStatus(status), "The server answered with status " + std::to_string(status), url);
 }
 
 ReadFailure FileFailure(int systemError, std::string_view path) {
