@@ -26,10 +26,10 @@ std::int32_t NumberOf(CURLcode code) {
             return kErrConnectionTimeout;
         case CURLE_REMOTE_FILE_NOT_FOUND:
         case CURLE_FTP_COULDNT_RETR_FILE:
+        case CURLE_REMOTE_ACCESS_DENIED:  // no such folder by ftp, or not for us, like the two before
         case CURLE_FILE_COULDNT_READ_FILE:
             return kErrObjectNotFound;
         case CURLE_LOGIN_DENIED:
-        case CURLE_REMOTE_ACCESS_DENIED:
             return kErrAuthenticationRequired;
         case CURLE_TOO_MANY_REDIRECTS:
             return kErrRedirectFailed;
