@@ -8,6 +8,7 @@ import shutil
 import signal
 import socket
 import subprocess
+import sys
 import tempfile
 import threading
 import time
@@ -16,12 +17,19 @@ import unittest
 ASSETFETCH = os.environ["ASSETFETCH"]
 READ_URL = os.environ.get("READ_URL")
 PATIENCE = 60  # seconds after which a test gives up
+SKIPPED = 77  # exit status of a program of tests of which this machine could not run some
 
 
 def free_port():
     with socket.socket() as probe:
         probe.bind(("127.0.0.1", 0))
         return probe.getsockname()[1]
+
+
+def program():
+    """Runs the tests of the main module."""
+    result = unittest.main(exit=False).result
+    sys.exit(not result.wasSuccessful() or (SKIPPED if result.skipped else 0))
 
 
 class HostTest(unittest.TestCase):
@@ -46,7 +54,10 @@ class HostTest(unittest.TestCase):
                               timeout=PATIENCE, **options)
 
     def start(self, *arguments, **options):
-        process = subprocess.Popen(self.command(*arguments), env=self.environment, **options)
+        return self.start_program(self.command(*arguments), **options)
+
+    def start_program(self, command, **options):
+        process = subprocess.Popen(command, env=self.environment, **options)
         self.addCleanup(self.end, process)
         return process
 
@@ -59,10 +70,13 @@ class HostTest(unittest.TestCase):
             if stream:
                 stream.close()
 
-    def serve(self, handler):
+    def serve(self, handler, address="127.0.0.1"):
         """A server of this process; gives its origin."""
-        server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), handler)
-        server.daemon_threads = True
+        class Server(http.server.ThreadingHTTPServer):
+            daemon_threads = True
+            address_family = socket.AF_INET6 if ":" in address else socket.AF_INET
+
+        server = Server((address, 0), handler)
         thread = threading.Thread(target=server.serve_forever)
         thread.start()
 
@@ -72,14 +86,15 @@ class HostTest(unittest.TestCase):
             server.server_close()
 
         self.addCleanup(stop)
-        return f"http://127.0.0.1:{server.server_port}"
+        host = f"[{address}]" if ":" in address else address
+        return f"http://{host}:{server.server_port}"
 
-    def serve_site(self):
+    def serve_site(self, address="127.0.0.1"):
         class Quiet(http.server.SimpleHTTPRequestHandler):
             def log_message(self, format, *args):
                 pass
 
-        return self.serve(functools.partial(Quiet, directory=str(self.site)))
+        return self.serve(functools.partial(Quiet, directory=str(self.site)), address)
 
     def start_server(self, command, port, **options):
         """A server program, ended with the test; returns when it listens on its port."""
@@ -134,16 +149,16 @@ http {{
 
     def outcomes(self, *urls):
         """What the component makes of each URL: the content of the file, or the number of the reader's failure."""
-        result = subprocess.run([READ_URL, *urls], env=self.environment, capture_output=True, text=True,
-                                timeout=PATIENCE, check=True)
-        failures = {url: int(number, 16) for number, url, _ in (l.split("\t") for l in result.stdout.splitlines())}
+        reader = self.start_program([READ_URL, *urls], stdout=subprocess.PIPE, text=True)
         fetch = self.fetch("--json", "--no-retry", *urls)
+        told, _ = reader.communicate(timeout=PATIENCE)
+        failures = {url: int(number, 16) for number, url, _ in (line.split("\t") for line in told.splitlines())}
         events = [json.loads(line) for line in fetch.stdout.splitlines()]
         last = {event["url"]: event for event in events if event["event"] == "state"}
         outcomes = {}
         for url in urls:
             finished = last[url]["state"] == "finished"
-            self.assertEqual(finished, failures[url] == 0, f"{last[url]} and {result.stdout}")
+            self.assertEqual(finished, failures[url] == 0, f"{last[url]} and {told}")
             outcomes[url] = pathlib.Path(last[url]["path"]).read_bytes() if finished else failures[url]
         self.assertEqual(len(self.fetched()), sum(isinstance(o, bytes) for o in outcomes.values()))
         shutil.rmtree(self.assets)
