@@ -113,17 +113,21 @@ bool PrivateFolder::StillThere() const {
 
 PrivateFolder::~PrivateFolder() {
     if (!m_sessionFolder) return;
+    SweepSessions();  // whose data was used up meanwhile
     // Both fail where something is left inside, as they should.
     if (unlinkat(m_folder.Get(), m_session.c_str(), AT_REMOVEDIR) == 0) rmdir(m_path.c_str());
 }
 
 void PrivateFolder::Sweep() const {
     const std::int64_t now = std::time(nullptr);
-    const auto names = Entries(m_folder.Get());
-    for (const std::string& name : names) {
+    for (const std::string& name : Entries(m_folder.Get())) {
         if (IsMetadataName(name)) SweepMetadata(name, now);
     }
-    for (const std::string& name : names) {
+    SweepSessions();
+}
+
+void PrivateFolder::SweepSessions() const {
+    for (const std::string& name : Entries(m_folder.Get())) {
         if (!IsMetadataName(name) && name != m_session) SweepSession(name);
     }
 }

@@ -41,6 +41,7 @@ class PrivateFolder {
     PrivateFolder() = default;
     int StartSession();
     void Sweep() const;
+    void SweepSessions() const;
     void SweepMetadata(const std::string& name, std::int64_t now) const;
     void SweepSession(const std::string& name) const;
 

@@ -60,6 +60,9 @@ void Report::Succeed(const std::string& path) {
     m_outbox.Add({m_read, 0, {}, FromUtf8(path)});
 }
 
-void Report::Fail(ReadFailure failure) { m_outbox.Add({m_read, 0, {}, std::move(failure)}); }
+void Report::Fail(ReadFailure failure) {
+    if (m_held && m_begun) SendBytes(m_next);
+    m_outbox.Add({m_read, 0, {}, std::move(failure)});
+}
 
 }  // namespace tsasync::platform::reader
