@@ -57,6 +57,7 @@ std::vector<Case> Lengths() {
         {"byte by byte",
          {Ask(), Send(Head("Content-Length: 20\r\n")), Drip(Body().substr(0, 20), 100)},
          Body().substr(0, 20)},
+        {"the head byte by byte", {Ask(), Drip(Head(kLength), 30), Send(Body())}, Body()},
     };
 }
 
@@ -80,6 +81,15 @@ std::vector<Case> Chunks() {
          "",
          kErrDownloadFailure},
         {"chunked, no last chunk", {Ask(), Send(head + chunk)}, "", kErrDownloadFailure},
+        {"chunked, a negative size", {Ask(), Send(head + "-1\r\n" + Body())}, "", kErrDownloadFailure},
+        {"chunked, and another length",
+         {Ask(), Send(Head("Transfer-Encoding: chunked\r\nContent-Length: 7\r\n") + chunk + "0\r\n\r\n")},
+         "",
+         kErrDownloadFailure},
+        {"in an unknown transfer coding",
+         {Ask(), Send(Head("Transfer-Encoding: secret\r\n") + Body())},
+         "",
+         kErrDownloadFailure},
     };
 }
 
@@ -95,6 +105,28 @@ std::vector<Case> Silences() {
          "",
          kErrConnectionTimeout,
          10},
+        {"silent between chunks",
+         {Ask(), Send(Head("Transfer-Encoding: chunked\r\n" + kTag) + "a\r\n0123456789\r\n"), Silence()},
+         "",
+         kErrConnectionTimeout,
+         10},
+        {"silent after a redirection",
+         {Ask(), Send(Head("Content-Length: 0\r\nLocation: /x\r\n", "302 Found")), Ask("GET /x "), Silence()},
+         "",
+         kErrConnectionTimeout},
+        {"silent to the second try",
+         {Ask(), Send(Head("Content-Length: 0\r\n", "503 Busy")), Ask(), Silence()},
+         "",
+         kErrConnectionTimeout},
+        {"reset in the body",
+         {Ask(), Send(Head(kLength + kTag) + Body().substr(0, 500)), Pause(100), Reset()},
+         "",
+         kErrDownloadFailure,
+         500},
+        {"closed in the head",
+         {Ask(), Send("HTTP/1.1 200 OK\r\nContent-"), Close()},
+         "",
+         kErrDownloadFailure},
         {"reset before the head", {Ask(), Reset()}, "", kErrDownloadFailure},
         {"closed before the head", {Ask(), Close()}, "", kErrDownloadFailure},
     };
@@ -105,6 +137,7 @@ std::vector<Case> Statuses() {
     const std::pair<const char*, std::int32_t> statuses[] = {
         {"201 Created", kErrDownloadFailure},
         {"204 No Content", kErrDataNotAvailable},
+        {"205 Reset Content", kErrDataNotAvailable},
         {"206 Partial Content", kErrDownloadFailure},
         {"300 Multiple Choices", kErrRedirectFailed},
         {"304 Not Modified", kErrDataNotAvailable},
@@ -112,9 +145,13 @@ std::vector<Case> Statuses() {
         {"401 Unauthorized", kErrAuthenticationRequired},
         {"403 Forbidden", kErrDownloadFailure},
         {"404 Not Found", kErrObjectNotFound},
+        {"405 Method Not Allowed", kErrDownloadFailure},
+        {"407 Proxy Authentication Required", kErrAuthenticationRequired},
+        {"408 Request Timeout", kErrConnectionTimeout},
         {"410 Gone", kErrObjectNotFound},
         {"416 Range Not Satisfiable", kErrDownloadFailure},
         {"500 Internal Server Error", kErrDownloadFailure},
+        {"504 Gateway Timeout", kErrConnectionTimeout},
         {"999 What", kErrDownloadFailure},
     };
     for (const auto& [status, failure] : statuses) {
@@ -130,6 +167,10 @@ std::vector<Case> Statuses() {
                      "",
                      kErrDownloadFailure});
     cases.push_back({"503, again at once", {Ask(), after("503 Busy", "0"), Ask(), Send(Whole())}, Body()});
+    cases.push_back({"503, again at a time that is past",
+                     {Ask(), after("503 Busy", "Tue, 02 Jan 2024 10:00:00 GMT"), Ask(), Send(Whole())},
+                     Body()});
+    cases.push_back({"429, then well", {Ask(), Send(Head(busy, "429 Slow")), Ask(), Send(Whole())}, Body()});
     cases.push_back(
         {"429, again in a second", {Ask(), after("429 Slow", "1"), Ask(), Send(Whole())}, Body()});
     cases.push_back({"429, again in an hour", {Ask(), after("429 Slow", "3600")}, "", kErrDownloadFailure});
@@ -154,7 +195,12 @@ std::vector<Case> Redirections() {
     longest.insert(longest.end(), {Ask("GET /next19 "), Send(Whole())});
     Conversation tooLong = chain;
     tooLong.insert(tooLong.end(), {Ask(), to("/next20")});
-    return {
+    std::vector<Case> cases;
+    for (const char* status : {"301 Moved", "303 See Other", "307 Temporary", "308 Permanent"}) {
+        const Step moved = Send(Head("Content-Length: 0\r\nLocation: /x\r\n", status));
+        cases.push_back({status, {Ask(), moved, Ask("GET /x "), Send(Whole())}, Body()});
+    }
+    const std::vector<Case> targets = {
         {"redirected by a relative name",
          {Ask(), to("other?q"), Ask("GET /other?q "), Send(Whole())},
          Body()},
@@ -175,7 +221,20 @@ std::vector<Case> Redirections() {
          {Ask(), Send(Head("Content-Length: 0\r\n", "301 Moved"))},
          "",
          kErrRedirectFailed},
+        {"redirected by control characters",
+         {Ask(), to("/\x01\x1bz"), Ask("GET /%01%1Bz "), Send(Whole())},
+         Body()},
+        {"redirected by NUL", {Ask(), to("/a\0b"s)}, "", kErrDownloadFailure},
+        {"redirected by bytes that are no text",
+         {Ask(), to("/\xff\xfe"), Ask("GET /%FF%FE "), Send(Whole())},
+         Body()},
+        {"redirected with a long page",
+         {Ask(), Send(Head("Location: /x\r\n", "302 Found") + std::string(200'000, 'x')), Close(),
+          Ask("GET /x "), Send(Whole())},
+         Body()},
     };
+    cases.insert(cases.end(), targets.begin(), targets.end());
+    return cases;
 }
 
 std::vector<Case> Heads() {
@@ -202,6 +261,19 @@ std::vector<Case> Heads() {
          {Ask(), Send(Head("Content-Type: image/\x07gif\r\n" + kLength) + Body())},
          Body()},
         {"nonsense for a status", {Ask(), Send("HTTP/1.1 wonderful\r\n\r\n")}, "", kErrDownloadFailure},
+        {"NUL in the first line",
+         {Ask(), Send("HTTP/1.1 200 O\0K\r\n"s + kLength + "\r\n" + Body())},
+         "",
+         kErrDownloadFailure},
+        {"a continued line", {Ask(), Send(Head("X: a\r\n b\r\n" + kLength) + Body())}, Body()},
+        {"lines without CR", {Ask(), Send("HTTP/1.1 200 OK\nContent-Length: 1000\n\n" + Body())}, Body()},
+        {"101 Switching Protocols",
+         {Ask(), Send("HTTP/1.1 101 Other\r\nUpgrade: x\r\n\r\n" + Body())},
+         "",
+         kErrDownloadFailure},
+        {"103 Early Hints first",
+         {Ask(), Send("HTTP/1.1 103 Hints\r\nLink: </x>\r\n\r\n" + Whole())},
+         Body()},
         {"100 Continue first", {Ask(), Send("HTTP/1.1 100 Continue\r\n\r\n" + Whole())}, Body()},
     };
 }
@@ -209,6 +281,9 @@ std::vector<Case> Heads() {
 std::vector<Case> Contents() {
     const std::string right = "Repr-Digest: sha-256=:LPJNul+wow4m6DsqxbninhsWHlwfp0JecwQzYpOLmCQ=:\r\n";
     const std::string wrong = "Repr-Digest: sha-256=:LPJNul+wow4m6DsqxbninhsWHlwfp0JecwQzYpOLmCA=:\r\n";
+    const std::string right512 =
+        "Repr-Digest: sha-512=:"
+        "m3HSJL1i83hdltRq0+o9czGb+8KJDKra4t/3JRlnPKcjI8PZm6XBHXx6zG4UuMXaDEZjR1wuXDre9G9zvN7AQw==:\r\n";
     const std::string five = "Content-Length: 5\r\n";
     const std::string packed(
         "\x1f\x8b\x08\0\0\0\0\0\0\x03\xcbH\xcd\xc9\xc9\x07\0\x86\xa6\x10\x36\x05\0\0\0"s);
@@ -227,6 +302,11 @@ std::vector<Case> Contents() {
          {Ask(), Send(Head(five + "Content-Encoding: identity\r\n" + wrong) + "hello")},
          "",
          kErrDownloadFailure},
+        {"another digest right", {Ask(), Send(Head(five + right512) + "hello")}, "hello"},
+        {"one digest of two wrong",
+         {Ask(), Send(Head(five + right512 + wrong) + "hello")},
+         "",
+         kErrDownloadFailure},
         {"digest unreadable", {Ask(), Send(Head(five + "Repr-Digest: sha-256=:x:\r\n") + "hello")}, "hello"},
         {"MD5 right",
          {Ask(), Send(Head(five + "Content-MD5: XUFAKrxLKna5cZ2REBfFkg==\r\n") + "hello")},
@@ -241,6 +321,15 @@ std::vector<Case> Contents() {
         {"compressed, cut",
          {Ask(),
           Send(Head("Content-Encoding: gzip\r\nContent-Length: 25\r\n" + kTag) + packed.substr(0, 15))},
+         "",
+         kErrDownloadFailure},
+        {"compressed, broken",
+         {Ask(),
+          Send(Head("Content-Encoding: gzip\r\n" + kTag) + packed.substr(0, 12) + "?" + packed.substr(13))},
+         "",
+         kErrDownloadFailure},
+        {"called compressed",
+         {Ask(), Send(Head("Content-Encoding: gzip\r\n" + five) + "hello")},
          "",
          kErrDownloadFailure},
         {"in an unknown coding",

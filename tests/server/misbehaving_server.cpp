@@ -14,26 +14,23 @@ namespace tsasync::tests {
 
 namespace {
 
-int Listen(bool ipv6, int& port) {
-    sockaddr_in6 six{};
-    six.sin6_family = AF_INET6;
-    six.sin6_addr = in6addr_loopback;
-    sockaddr_in four{};
-    four.sin_family = AF_INET;
-    four.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    auto* address = ipv6 ? reinterpret_cast<sockaddr*>(&six) : reinterpret_cast<sockaddr*>(&four);
-    socklen_t size = ipv6 ? sizeof six : sizeof four;
-    const int listener = socket(address->sa_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
+int Listen(int& port) {
+    sockaddr_in own{};
+    own.sin_family = AF_INET;
+    own.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    auto* address = reinterpret_cast<sockaddr*>(&own);
+    socklen_t size = sizeof own;
+    const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (bind(listener, address, size) != 0 || listen(listener, 16) != 0) throw std::runtime_error("no port");
     getsockname(listener, address, &size);
-    port = ntohs(ipv6 ? six.sin6_port : four.sin_port);
+    port = ntohs(own.sin_port);
     return listener;
 }
 
 }  // namespace
 
-MisbehavingServer::MisbehavingServer(Conversation conversation, bool ipv6)
-    : m_conversation(std::move(conversation)), m_listener(Listen(ipv6, m_port)) {
+MisbehavingServer::MisbehavingServer(Conversation conversation)
+    : m_conversation(std::move(conversation)), m_listener(Listen(m_port)) {
     m_thread = std::thread([this] { Play(); });
 }
 

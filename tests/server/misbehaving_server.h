@@ -36,7 +36,7 @@ using Conversation = std::vector<Step>;
 // conversation it closes the connection and takes no other.
 class MisbehavingServer {
   public:
-    explicit MisbehavingServer(Conversation conversation, bool ipv6 = false);
+    explicit MisbehavingServer(Conversation conversation);
     ~MisbehavingServer();
     MisbehavingServer(const MisbehavingServer&) = delete;
     MisbehavingServer& operator=(const MisbehavingServer&) = delete;
