@@ -104,7 +104,6 @@ component() {
 # What can't be shown under Wine; docs/windows.md tells why.
 declare -A left_out=(
     [test_companion]=MimeExtensionMap.KnowsTypesHoweverTheyAreWritten
-    [test_manager]=Lifecycle.ManagerDroppedAfterItsThreadsStateIsGone
 )
 
 mkdir -p "$out"
