@@ -39,7 +39,8 @@ std::optional<double> NumberOf(std::u16string_view text) {
     const char* first = ascii.data();
     const char* const last = first + ascii.size();
     if (first != last && *first == '+') ++first;
-    if (first == last || (*first != '-' && *first != '.' && (*first < '0' || *first > '9')))
+    // Neither a second sign, nor what std::from_chars reads besides decimal numbers: "inf", "nan".
+    if (ascii.find_first_not_of("0123456789.eE+-") != ascii.npos || (first != ascii.data() && *first == '-'))
         return std::nullopt;
     double value = 0;
     const auto [end, error] = std::from_chars(first, last, value);

@@ -107,13 +107,18 @@ TEST_F(ModFileOps, BuildsTheNextFreeName) {
              Case{{u"photo.jpg", u"photo[2].jpg"}, u"photo.jpg", u"photo[1].jpg"},
              Case{{u"photo[3].jpg"}, u"photo[3].jpg", u"photo[3][4].jpg"},
              Case{{u"archive.tar.gz"}, u"archive.tar.gz", u"archive.tar[1].gz"},
-             Case{{u"report"}, u"report", u"report[1]."}, Case{{}, u"new.txt", u"new.txt"},
+             Case{{u"report"}, u"report", u"report[1]."},
+             Case{{}, u"new.txt", u"new.txt"},
              Case{{u"photo[a].jpg"}, u"photo[a].jpg", u"photo[a][1].jpg"},
              Case{{u"a[1][2]"}, u"a[1][2]", u"a[1][2][1]."},  // the text is "1][2": no number
              Case{{u"a[].b"}, u"a[].b", u"a[][1].b"},
              Case{{u"a[2.5].b"}, u"a[2.5].b", u"a[2.5][3].b"},  // halves to even
-             Case{{u"a[-3].b"}, u"a[-3].b", u"a[-3][-2].b"}, Case{{u"a[ 7 ].b"}, u"a[ 7 ].b", u"a[ 7 ][8].b"},
+             Case{{u"a[-3].b"}, u"a[-3].b", u"a[-3][-2].b"},
+             Case{{u"a[ 7 ].b"}, u"a[ 7 ].b", u"a[ 7 ][8].b"},
              Case{{u"a[nan].b"}, u"a[nan].b", u"a[nan][1].b"},
+             Case{{u"a[-inf].b"}, u"a[-inf].b", u"a[-inf][1].b"},
+             Case{{u"a[+-3].b"}, u"a[+-3].b", u"a[+-3][1].b"},
+             Case{{u"a[+.5e1].b"}, u"a[+.5e1].b", u"a[+.5e1][6].b"},
              Case{{u"a]b[4].c"}, u"a]b[4].c", u"a]b[4][5].c"},
              Case{{u"Photo.JPG"}, u"pHOTO.jpg", u"Photo[1].JPG"},  // the case of what is stored
          }) {

@@ -44,14 +44,13 @@ std::size_t OpenDataFiles() {
     return count;
 }
 
-struct MisbehavingTest : testing::TestWithParam<Case> {
-    static void SetUpTestSuite() {
-        auto& timing = platform::reader::Timing();
-        timing.silence = std::chrono::milliseconds(700);
-        timing.connect = std::chrono::milliseconds(700);
-        timing.secondTry = std::chrono::milliseconds(20);
-    }
-};
+// For the whole program, since the reader's thread reads them at any time.
+const auto& g_timing = platform::reader::Timing() = {.connect = std::chrono::milliseconds(700),
+                                                     .silence = std::chrono::milliseconds(700),
+                                                     .longestSniff = std::chrono::milliseconds(100),
+                                                     .secondTry = std::chrono::milliseconds(20)};
+
+struct MisbehavingTest : testing::TestWithParam<Case> {};
 
 TEST_P(MisbehavingTest, EndsAsItShould) {
     const Case& expected = GetParam();
@@ -81,6 +80,37 @@ std::string CaseName(const testing::TestParamInfo<Case>& info) {
     for (const char c : info.param.name)
         name.push_back(std::isalnum(static_cast<unsigned char>(c)) ? c : '_');
     return name;
+}
+
+struct SilentServerTest : testing::Test {
+    TempFolder assets;
+    ReaderHost host{assets.Path()};
+};
+
+TEST_F(SilentServerTest, HearsTheTypeThatTheFirstBytesTell) {
+    MisbehavingServer server({Ask(), Send(Head("Content-Length: 1000\r\n") + "GIF89a"), Silence()});
+    const Heard heard = host.Read("http://127.0.0.1:" + std::to_string(server.Port()) + "/file");
+    EXPECT_EQ(heard.failure, platform::kErrConnectionTimeout);
+    EXPECT_EQ(heard.mimeType, "image/gif");
+}
+
+TEST_F(SilentServerTest, IsGivenUpWhileFilesAreCopied) {
+    MisbehavingServer server({Ask(), Silence()});
+    host.Start("http://127.0.0.1:" + std::to_string(server.Port()) + "/file", "silent");
+    // Of many sizes, so that they never end all in one turn.
+    for (int i = 0; i < 7; ++i) {
+        WriteFile(assets / std::to_string(i), "x");
+        std::filesystem::resize_file(assets / std::to_string(i), static_cast<std::uintmax_t>(10 + i) << 20);
+    }
+    int left = 400;
+    for (int i = 0; i < left; ++i)
+        host.Start("file://" + (assets / std::to_string(i % 7)), "copy" + std::to_string(i));
+    host.onNotice = [&](const platform::AsyncProperty& property, bool) {
+        const auto* path = std::get_if<std::u16string>(&property.Value);
+        if (path != nullptr && --left >= 0) std::filesystem::remove(*path);
+    };
+    EXPECT_TRUE(host.RunUntil([&] { return host.Of("silent").completed || left == 0; }));
+    EXPECT_GT(left, 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Conversations, MisbehavingTest, testing::ValuesIn(Conversations()), CaseName);

@@ -1,13 +1,16 @@
 #include "automation/AutomationError.h"
 #include "automation/Utf8.h"
+#include "platform/linux/reader/mailbox.h"
 #include "platform/linux/reader/partial_file.h"
 #include "tests/linux/reader_host.h"
 
 #include <gtest/gtest.h>
 #include <httplib.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <filesystem>
 #include <thread>
@@ -40,6 +43,15 @@ class WebServer {
         server.Get(R"(/small/(\d+))", [](const auto& asked, auto& answer) {
             answer.set_content(asked.matches[1].str(), "text/css");
         });
+        server.Get("/slow", [](const auto&, auto& answer) {
+            static std::atomic<int> running = 0;
+            const int now = ++running;
+            for (int most = s_mostAtOnce; now > most && !s_mostAtOnce.compare_exchange_weak(most, now);)
+                continue;
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            --running;
+            answer.set_content("", "text/css");
+        });
         server.set_tcp_nodelay(true);
         server.set_keep_alive_timeout(5);  // a request that is slow to come is no reason to hang up
         server.set_keep_alive_max_count(100'000);
@@ -55,15 +67,22 @@ class WebServer {
     }
 
     httplib::Server server;
+    static inline std::atomic<int> s_mostAtOnce = 0;  // requests for /slow, at all servers
 
   private:
     int m_port;
     std::thread m_thread;
 };
 
+// Ending a server takes as long as it keeps idle connections: one serves all tests.
+WebServer& TheWebServer() {
+    static WebServer web;
+    return web;
+}
+
 struct UrlReaderTest : testing::Test {
     TempFolder folder;
-    WebServer web;
+    WebServer& web = TheWebServer();
     ReaderHost host{folder.Path()};
 };
 
@@ -122,6 +141,69 @@ TEST(PartialFile, FailsWhenClosingFailsAndLeavesNothing) {
     EXPECT_FALSE(std::filesystem::exists(path));
 }
 
+// One process may remove the folder as an empty one while another is about to use it.
+TEST(PrivateFolder, OpensWhileOthersLeaveIt) {
+    const TempFolder place;
+    const auto openAndLeave = [&] {
+        for (int i = 0; i < 300; ++i) {
+            const auto folder = platform::reader::PrivateFolder::Open(place / "own");
+            EXPECT_EQ(folder.index(), 0U);
+        }
+    };
+    std::thread one(openAndLeave);
+    std::thread other(openAndLeave);
+    one.join();
+    other.join();
+    EXPECT_FALSE(std::filesystem::exists(place / "own"));
+}
+
+TEST(Mailbox, LetsGoOfReadsWhoseEndNobodyWillHear) {
+    struct Receiver final : platform::reader::NoticeReceiver {
+        std::shared_ptr<platform::reader::Mailbox> mailbox = platform::reader::Mailbox::OfThisThread();
+        void Receive(const platform::reader::Notice&) override {
+            mailbox.reset();
+            g_usleep(20'000);  // longer than one turn delivers
+        }
+    } receiver;
+    auto read = std::make_shared<platform::reader::Read>();
+    read->receiver = &receiver;
+    receiver.mailbox->ForPosting()->Post({{read, 1, {}, {}}, {read, 2, {}, {}}, {read, 0, {}, u"path"}});
+    const std::weak_ptr<platform::reader::Read> left = std::exchange(read, nullptr);
+    g_main_context_iteration(nullptr, FALSE);
+    EXPECT_TRUE(left.expired());
+}
+
+struct OnAnotherVolumeTest : testing::Test {
+    TempFolder volume{"/dev/shm"};
+    const std::filesystem::path start = std::filesystem::current_path();
+    void SetUp() override {
+        struct stat here {};
+        struct stat there {};
+        if (stat(CacheFolder().c_str(), &here) != 0 || stat(volume.Path().c_str(), &there) != 0 ||
+            here.st_dev == there.st_dev)
+            GTEST_SKIP() << "needs another volume at /dev/shm";
+        std::filesystem::current_path(volume.Path());
+        std::filesystem::create_directory("assets");
+        WriteFile("source", "hello");
+    }
+    void TearDown() override { std::filesystem::current_path(start); }
+    std::string Place(const std::string& assets) {
+        ReaderHost host(assets);
+        return host.Read("file://" + volume / "source").path;
+    }
+};
+
+TEST_F(OnAnotherVolumeTest, ReadsBesideARelativeAssetsFolder) {
+    EXPECT_TRUE(Place("assets").starts_with(volume / ".QMASYN10/"));
+}
+
+TEST_F(OnAnotherVolumeTest, ReadsIntoTheCacheWhereThePlaceBesideIsTaken) {
+    WriteFile(".QMASYN10", "somebody's file");
+    const std::string path = Place(volume / "assets");
+    EXPECT_TRUE(path.starts_with(CacheFolder()));
+    EXPECT_EQ(ReadFile(path), "hello");
+}
+
 struct BadUrl {
     const char* url;
     std::int32_t failure;
@@ -154,6 +236,13 @@ TEST_F(UrlReaderTest, ReadsThousandsAtOnce) {
         ASSERT_EQ(host.Start(web / ("small/" + std::to_string(i)), std::to_string(i)), 0);
     ASSERT_TRUE(host.RunUntil([&] { return host.AllCompleted(); }));
     for (int i = 0; i < kCount; ++i) EXPECT_EQ(ReadFile(host.Of(std::to_string(i)).path), std::to_string(i));
+}
+
+TEST_F(UrlReaderTest, AsksOneHostForSixThingsAtOnceWhateverThePort) {
+    const WebServer second;
+    for (int i = 0; i < 20; ++i) host.Start((i % 2 == 0 ? web : second) / "slow", std::to_string(i));
+    ASSERT_TRUE(host.RunUntil([&] { return host.AllCompleted(); }));
+    EXPECT_LE(WebServer::s_mostAtOnce, 6);
 }
 
 TEST_F(UrlReaderTest, DeliversNothingAfterACancelEvenUnderTheSameName) {

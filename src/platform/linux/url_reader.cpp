@@ -9,6 +9,8 @@
 #include "platform/read_rules.h"
 
 #include <exception>
+#include <filesystem>
+#include <system_error>
 #include <unordered_map>
 #include <utility>
 
@@ -27,7 +29,7 @@ class UrlReader::Impl final : public reader::NoticeReceiver {
     Impl(const Impl&) = delete;
     Impl& operator=(const Impl&) = delete;
 
-    void PlaceNear(std::u16string_view folder) { m_folder = ToUtf8(folder); }
+    void PlaceNear(std::u16string_view folder);
     std::int32_t Start(std::u16string_view target, std::u16string_view name);
     std::int32_t Cancel(std::u16string_view name);
 
@@ -41,6 +43,12 @@ class UrlReader::Impl final : public reader::NoticeReceiver {
     std::string m_folder;
     std::unordered_map<std::u16string, std::shared_ptr<reader::Read>> m_reads;  // by folded name
 };
+
+void UrlReader::Impl::PlaceNear(std::u16string_view folder) {
+    // The process may have gone to another folder when the read begins.
+    std::error_code nowhere;  // the folder where the process is may be gone
+    m_folder = folder.empty() ? std::string() : std::filesystem::absolute(ToUtf8(folder), nowhere).string();
+}
 
 std::int32_t UrlReader::Impl::Start(std::u16string_view target, std::u16string_view name) {
     auto& read = m_reads[FoldKey(name)];

@@ -68,6 +68,9 @@ Mailbox::Mailbox()
 
 Mailbox::~Mailbox() {
     m_inbox->Close();
+    for (Queue::Entry& entry : m_progress.entries) {
+        entry.notice.read->completion.reset();  // it holds its read
+    }
     g_source_destroy(m_source);
     g_source_unref(m_source);
 }

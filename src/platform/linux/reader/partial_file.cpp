@@ -110,6 +110,15 @@ bool PartialFile::DropLastUnlessChecked() {
            m_size > 0;
 }
 
+void PartialFile::LetGo() {
+    m_data.Close();
+    m_dataName.clear();
+    m_metadata = {};
+    m_earlier.reset();
+    m_size = 0;
+    m_kept = false;
+}
+
 int PartialFile::Create() {
     // The folder keeps others out; once the file has left it, the user's own mask decides.
     m_dataName = m_folder->NewDataName();
@@ -137,12 +146,7 @@ void PartialFile::StartOver() {
     // The metadata goes first: at no moment does it speak of other data than its own.
     if (m_metadata) m_metadata.Remove();
     if (!m_dataName.empty()) unlinkat(m_folder->Descriptor(), m_dataName.c_str(), 0);
-    m_data.Close();
-    m_dataName.clear();
-    m_metadata = {};
-    m_earlier.reset();
-    m_size = 0;
-    m_kept = false;
+    LetGo();
 }
 
 void PartialFile::Keep(const std::string& validator, const std::string& mediaType,

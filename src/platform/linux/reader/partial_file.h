@@ -62,6 +62,8 @@ class PartialFile {
 
     // Takes over what an earlier read has left, if it can be continued.
     void FindEarlier();
+    // Leaves what FindEarlier has found where it is; another call may find it again.
+    void LetGo();
     // Set after FindEarlier found something, until StartOver; `whole` only where nothing is missing.
     const std::optional<PartialMeta>& Earlier() const { return m_earlier; }
 

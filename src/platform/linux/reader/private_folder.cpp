@@ -80,18 +80,27 @@ std::string PrivateFolder::PathFor(const std::string& near) {
 }
 
 std::variant<std::shared_ptr<PrivateFolder>, ReadFailure> PrivateFolder::Open(const std::string& path) {
-    const std::shared_ptr<PrivateFolder> folder(new PrivateFolder);
-    folder->m_path = path;
-    if (g_mkdir_with_parents(path.c_str(), 0700) != 0) return FileFailure(errno, path);
-    folder->m_folder = FileHandle(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    // Until our session lies inside, another process that ends may remove the folder as an empty one.
+    int error = ENOENT;
+    for (int attempt = 0; error == ENOENT && attempt < 100; ++attempt) {
+        const std::shared_ptr<PrivateFolder> folder(new PrivateFolder(path));
+        error = folder->Enter();
+        if (error != 0) continue;
+        folder->Sweep();
+        return folder;
+    }
+    return FileFailure(error, path);
+}
+
+// 0 or the system's error number.
+int PrivateFolder::Enter() {
+    if (g_mkdir_with_parents(m_path.c_str(), 0700) != 0) return errno;
+    m_folder = FileHandle(open(m_path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     struct stat found {};
-    if (!folder->m_folder || fstat(folder->m_folder.Get(), &found) != 0) return FileFailure(errno, path);
-    if (found.st_uid != geteuid()) return FileFailure(EPERM, path);
-    if ((found.st_mode & 0777) != 0700 && fchmod(folder->m_folder.Get(), 0700) != 0)
-        return FileFailure(errno, path);
-    if (const int error = folder->StartSession()) return FileFailure(error, path);
-    folder->Sweep();
-    return folder;
+    if (!m_folder || fstat(m_folder.Get(), &found) != 0) return errno;
+    if (found.st_uid != geteuid()) return EPERM;
+    if ((found.st_mode & 0777) != 0700 && fchmod(m_folder.Get(), 0700) != 0) return errno;
+    return StartSession();
 }
 
 int PrivateFolder::StartSession() {

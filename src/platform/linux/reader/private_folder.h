@@ -38,7 +38,8 @@ class PrivateFolder {
     bool StillThere() const;
 
   private:
-    PrivateFolder() = default;
+    explicit PrivateFolder(const std::string& path) : m_path(path) {}
+    int Enter();
     int StartSession();
     void Sweep() const;
     void SweepSessions() const;

@@ -64,9 +64,9 @@ std::variant<SourceUrl, ReadFailure> Describe(CURLU* url, std::string_view asked
         return source;
     }
     source.host = Part(url, CURLUPART_HOST).value_or("");
+    for (char& c : source.host) c = g_ascii_tolower(c);
     source.origin = source.scheme + "://" + source.host + ":" +
                     Part(url, CURLUPART_PORT, CURLU_DEFAULT_PORT).value_or("");
-    for (char& c : source.origin) c = g_ascii_tolower(c);
     source.user = Part(url, CURLUPART_USER, CURLU_URLDECODE).value_or("");
     source.password = Part(url, CURLUPART_PASSWORD, CURLU_URLDECODE).value_or("");
     if (source.host.empty()) return Failure(kErrInvalidUrl, "Malformed URL", asked);

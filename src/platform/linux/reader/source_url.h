@@ -13,7 +13,7 @@ namespace tsasync::platform::reader {
 struct SourceUrl {
     std::string text;    // escaped, so that only visible ASCII is left
     std::string scheme;  // http, https, ftp or file
-    std::string host;    // empty for file
+    std::string host;    // in lower case; empty for file
     std::string origin;  // scheme, host and port
     std::string user;    // as written in the URL, decoded; both empty where it names no user
     std::string password;

@@ -9,6 +9,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <ctime>
 #include <utility>
@@ -21,7 +22,8 @@ constexpr int kMaxRedirections = 20;
 constexpr std::int64_t kWorthKeeping =
     256 * 1024;                                 // bytes from which on a transfer shall outlive its process
 constexpr std::size_t kMaxIgnored = 64 * 1024;  // of an unwanted body, to keep the connection usable
-constexpr auto kLongestSniff = std::chrono::seconds(2);  // that a slow start may hold the media type back
+
+bool IsWeb(const SourceUrl& source) { return source.scheme.starts_with("http"); }
 
 std::string AddressText(const curl_sockaddr& address) {
     char host[NI_MAXHOST] = {};
@@ -49,7 +51,6 @@ Transfer::Transfer(std::shared_ptr<Read> read, SourceUrl source, std::shared_ptr
       m_file(std::move(folder), m_read->url),
       m_report(m_read, outbox) {
     m_report.Status(kStatusFindingResource, m_source.host);
-    if (m_source.scheme.starts_with("http")) m_file.FindEarlier();
 }
 
 Transfer::~Transfer() { KeepIfUseful(); }
@@ -57,6 +58,7 @@ Transfer::~Transfer() { KeepIfUseful(); }
 CURL* Transfer::Attach(EasyHandle easy) {
     m_easy = std::move(easy);
     CURL* const handle = m_easy.get();
+    if (IsWeb(m_asked) && !std::exchange(m_lookedForEarlier, true)) m_file.FindEarlier();
     curl_easy_setopt(handle, CURLOPT_PRIVATE, this);
     curl_easy_setopt(handle, CURLOPT_ERRORBUFFER, m_error);
     curl_easy_setopt(handle, CURLOPT_HEADERFUNCTION, OnHeader);
@@ -227,11 +229,17 @@ bool Transfer::TakeData(std::string_view bytes) {
     if (!m_report.HasBegun()) {
         if (m_start.empty()) m_firstData = m_lastByte;
         m_start.append(bytes.substr(0, kSniffSize - m_start.size()));
-        Announce(m_lastByte - m_firstData >= kLongestSniff);
+        Announce(false);
     }
     if (m_file.Size() >= kWorthKeeping && !std::exchange(m_triedToKeep, true)) KeepIfUseful();
     ReportBytes(m_lastByte);
     return true;
+}
+
+// When the media type is told with what of the content is there by then.
+Clock::time_point Transfer::AnnouncedAt() const {
+    const bool waits = m_body == Body::Saved && !m_report.HasBegun() && !m_start.empty();
+    return waits ? m_firstData + Timing().longestSniff : Clock::time_point::max();
 }
 
 // Tells the media type as soon as enough of the content is there to know it, or with what is there.
@@ -244,10 +252,16 @@ void Transfer::Announce(bool last) {
 void Transfer::ReportBytes(Clock::time_point now) { m_report.Bytes(m_file.Size(), m_total, now); }
 
 void Transfer::KeepIfUseful() {
-    if (m_file.IsKept() || m_body != Body::Saved || !m_asked.scheme.starts_with("http")) return;
+    if (m_file.IsKept() || m_body != Body::Saved || !IsWeb(m_asked)) return;
     const std::string validator = m_head.StrongValidator();
     if (validator.empty() || !m_head.contentEncoding.empty() || m_file.Size() == 0) return;
     m_file.Keep(validator, m_mediaType, m_total > 0 ? std::optional(m_total) : std::nullopt);
+}
+
+Clock::time_point Transfer::Tick(Clock::time_point now) {
+    if (AnnouncedAt() <= now) Announce(true);
+    m_report.SendHeld(now);
+    return std::min({m_report.Due(), AnnouncedAt(), SilentAt()});
 }
 
 Clock::time_point Transfer::SilentAt() const { return m_lastByte + Timing().silence; }
@@ -352,9 +366,13 @@ Verdict Transfer::Redirect() {
     }
     auto target = FollowRedirection(m_source, m_head.location);
     if (const auto* failure = std::get_if<ReadFailure>(&target)) return Verdict::Fail(*failure);
-    const std::string origin = std::exchange(m_source, std::get<SourceUrl>(std::move(target))).origin;
+    const std::string host = std::exchange(m_source, std::get<SourceUrl>(std::move(target))).host;
     m_report.Status(kStatusRedirecting, m_source.text);
-    return {origin == m_source.origin ? Verdict::Next::Again : Verdict::Next::Elsewhere, {}, {}};
+    if (host == m_source.host) return {Verdict::Next::Again, {}, {}};
+    // While it waits for its place there it must not hold files open: thousands may wait.
+    m_file.LetGo();
+    m_lookedForEarlier = false;
+    return {Verdict::Next::Elsewhere, {}, {}};
 }
 
 std::optional<Verdict> Transfer::SecondTry(std::optional<std::int64_t> secondsNamed) {

@@ -22,8 +22,8 @@ struct Verdict {
         Finished,  // the file is whole
         Check,     // the file is whole and must agree with its digests: CheckStep
         Failed,
-        Again,      // another request of the same server, after `wait`
-        Elsewhere,  // another request of another server
+        Again,      // another request of the same host, after `wait`
+        Elsewhere,  // another request of another host
     };
     Next next = Next::Finished;
     std::chrono::milliseconds wait{0};
@@ -44,10 +44,8 @@ class Transfer {
     Transfer& operator=(const Transfer&) = delete;
 
     std::uint64_t Id() const { return m_read->id; }
-    const std::string& Origin() const { return m_source.origin; }
-    class Report& Report() {
-        return m_report;
-    }
+    // Of the request that is under way, or comes next.
+    const std::string& Host() const { return m_source.host; }
 
     // Prepares `easy` for the next request and holds it until it is taken back.
     CURL* Attach(EasyHandle easy);
@@ -56,6 +54,8 @@ class Transfer {
 
     // The request has ended with `code`.
     Verdict Ended(CURLcode code);
+    // While a request is under way: does what the time asks for, and tells when something is due next.
+    Clock::time_point Tick(Clock::time_point now);
     // When the transfer has been silent for too long, if no byte comes.
     Clock::time_point SilentAt() const;
     // After the verdict Check: does a part of it. Gives the next verdict when all is done.
@@ -82,6 +82,7 @@ class Transfer {
     bool BeginSaving();
     bool ContinuesOurs(const ContentRange& range) const;
     bool IsSameVersion() const;
+    Clock::time_point AnnouncedAt() const;
     void Announce(bool last);
     void ReportBytes(Clock::time_point now);
     void KeepIfUseful();
@@ -103,6 +104,7 @@ class Transfer {
 
     int m_redirections = 0;
     bool m_triedTwice = false;
+    bool m_lookedForEarlier = false;
     bool m_reportedConnecting = false;
     bool m_reportedRequest = false;
 
@@ -118,8 +120,8 @@ class Transfer {
 
     std::optional<DigestCheck> m_check;
     std::string m_mediaType;
-    std::string m_start;  // the content's first bytes, while they decide about the media type
-    Clock::time_point m_firstData;
+    std::string m_start;            // the content's first bytes, while they decide about the media type
+    Clock::time_point m_firstData;  // when they began to come
 };
 
 }  // namespace tsasync::platform::reader

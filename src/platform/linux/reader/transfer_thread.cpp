@@ -68,7 +68,7 @@ void TransferThread::Send(Command command, bool wake) {
     m_commands.push_back(std::move(command));
     if (!m_thread.joinable()) {
         m_thread = std::thread([this] { Run(); });
-    } else if (wake) {
+    } else if (wake && !std::exchange(m_woken, true)) {
         curl_multi_wakeup(m_multi);
     }
 }
@@ -84,9 +84,7 @@ void TransferThread::Run() {
         m_outbox.Send();
         curl_multi_poll(m_multi, nullptr, 0, wait, nullptr);
     }
-    for (auto& [id, transfer] : m_transfers) {
-        if (CURL* easy = transfer->Handle()) curl_multi_remove_handle(m_multi, easy);
-    }
+    while (!m_requests.empty()) TakeBack(**m_requests.begin());
     m_transfers.clear();
     m_fileReads.clear();
     m_waiting.clear();
@@ -104,6 +102,7 @@ bool TransferThread::TakeCommands() {
     {
         const std::lock_guard lock(m_mutex);
         commands.swap(m_commands);
+        m_woken = false;
         stop = m_stop;
     }
     for (Command& command : commands) {
@@ -134,7 +133,7 @@ void TransferThread::Begin(std::shared_ptr<Read> read) {
         return;
     }
     const std::uint64_t id = read->id;
-    m_gate.Enter(id, std::get<SourceUrl>(source).origin);
+    m_gate.Enter(id, std::get<SourceUrl>(source).host);
     m_waiting.emplace(id, std::move(read));
 }
 
@@ -144,17 +143,14 @@ void TransferThread::Drop(std::uint64_t id) {
     if (auto finished = m_finished.extract(id)) finished.mapped().Dropped();
     if (const auto found = m_transfers.find(id); found != m_transfers.end()) {
         Transfer& transfer = *found->second;
-        if (CURL* easy = transfer.Handle()) {
-            curl_multi_remove_handle(m_multi, easy);
-            m_handles.GiveBack(transfer.Detach());
-        }
+        if (m_requests.contains(&transfer)) TakeBack(transfer);
         if (waited) {
             m_transfers.erase(id);  // sent elsewhere, it has given its place back already
         } else {
-            End(id, transfer.Origin(), std::nullopt);
+            End(id, std::string(transfer.Host()), std::nullopt);
         }
     }
-    if (m_fileReads.contains(id)) End(id, "file:", std::nullopt);
+    if (m_fileReads.contains(id)) End(id, {}, std::nullopt);
 }
 
 // Lets as many reads start as there are places.
@@ -174,7 +170,7 @@ void TransferThread::Open(std::shared_ptr<Read> read, SourceUrl source) {
     ReadFailure failure;
     auto folder = FolderFor(*read, failure);
     if (!folder) {
-        m_gate.Release(source.origin);
+        m_gate.Release(source.host);
         Report(std::move(read), m_outbox).Fail(std::move(failure));
     } else if (source.scheme == "file") {
         m_fileReads.emplace(
@@ -190,20 +186,27 @@ std::shared_ptr<PrivateFolder> TransferThread::FolderFor(const Read& read, ReadF
     auto& known = m_folders[read.folder];
     if (known && known->StillThere()) return known;
     known = nullptr;
-    const std::string path = PrivateFolder::PathFor(read.folder);
-    for (const auto& [near, folder] : m_folders) {
-        if (folder && folder->PathOf("") == path + "/" && folder->StillThere()) return known = folder;
+    // Where the best place can't be used any other will do: placing then copies.
+    for (const std::string& path : {PrivateFolder::PathFor(read.folder), PrivateFolder::PathFor({})}) {
+        for (const auto& [near, folder] : m_folders) {
+            if (folder && folder->PathOf("") == path + "/" && folder->StillThere()) return known = folder;
+        }
+        auto opened = PrivateFolder::Open(path);
+        if (auto* folder = std::get_if<std::shared_ptr<PrivateFolder>>(&opened)) return known = *folder;
+        failure = std::move(std::get<ReadFailure>(opened));
     }
-    auto opened = PrivateFolder::Open(path);
-    if (auto* refused = std::get_if<ReadFailure>(&opened)) {
-        failure = std::move(*refused);
-        return nullptr;
-    }
-    return known = std::get<std::shared_ptr<PrivateFolder>>(std::move(opened));
+    return nullptr;
 }
 
 void TransferThread::Request(Transfer& transfer) {
+    m_requests.insert(&transfer);
     curl_multi_add_handle(m_multi, transfer.Attach(m_handles.Take()));
+}
+
+void TransferThread::TakeBack(Transfer& transfer) {
+    m_requests.erase(&transfer);
+    curl_multi_remove_handle(m_multi, transfer.Handle());
+    m_handles.GiveBack(transfer.Detach());
 }
 
 void TransferThread::TakeResults() {
@@ -219,39 +222,38 @@ void TransferThread::TakeResults() {
 }
 
 void TransferThread::Judge(Transfer& transfer, CURLcode code) {
-    const std::string origin = transfer.Origin();
+    const std::string host = transfer.Host();
     const Verdict verdict = transfer.Ended(code);
-    curl_multi_remove_handle(m_multi, transfer.Handle());
-    m_handles.GiveBack(transfer.Detach());
-    Act(transfer, origin, verdict);
+    TakeBack(transfer);
+    Act(transfer, host, verdict);
 }
 
-// The transfer holds a place at `origin`.
-void TransferThread::Act(Transfer& transfer, const std::string& origin, const Verdict& verdict) {
+// The transfer holds a place at `host`.
+void TransferThread::Act(Transfer& transfer, const std::string& host, const Verdict& verdict) {
     const std::uint64_t id = transfer.Id();
     switch (verdict.next) {
         case Verdict::Next::Check:
             m_checks.insert(id);
             break;
         case Verdict::Next::Finished:
-            End(id, origin, transfer.Finish());
+            End(id, host, transfer.Finish());
             break;
         case Verdict::Next::Failed:
-            End(id, origin, std::nullopt);
+            End(id, host, std::nullopt);
             break;
         case Verdict::Next::Again:
             m_pauses.emplace(Clock::now() + verdict.wait, id);
             break;
         case Verdict::Next::Elsewhere:
-            m_gate.Release(origin);
-            m_gate.Enter(id, transfer.Origin());
+            m_gate.Release(host);
+            m_gate.Enter(id, transfer.Host());
             break;
     }
 }
 
-// The read `id`, which holds a place at `origin`, is over.
-void TransferThread::End(std::uint64_t id, const std::string& origin, std::optional<FinishedFile> finished) {
-    m_gate.Release(origin);
+// The read `id`, which holds a place at `host` (that of files of this machine is empty), is over.
+void TransferThread::End(std::uint64_t id, const std::string& host, std::optional<FinishedFile> finished) {
+    m_gate.Release(host);
     m_transfers.erase(id);
     m_fileReads.erase(id);
     m_checks.erase(id);
@@ -261,20 +263,18 @@ void TransferThread::End(std::uint64_t id, const std::string& origin, std::optio
 void TransferThread::StepLocalWork() {
     for (auto next = m_checks.begin(); next != m_checks.end();) {
         Transfer& transfer = *m_transfers.at(*next++);
-        if (const auto verdict = transfer.CheckStep())
-            Act(transfer, std::string(transfer.Origin()), *verdict);
+        if (const auto verdict = transfer.CheckStep()) Act(transfer, std::string(transfer.Host()), *verdict);
     }
     for (auto next = m_fileReads.begin(); next != m_fileReads.end();) {
         const auto current = next++;
         if (!current->second->Step()) {
-            End(current->first, "file:", std::move(current->second->Finished()));
+            End(current->first, {}, std::move(current->second->Finished()));
         }
     }
 }
 
 // Does what is due now. Returns the milliseconds until something is due next.
 int TransferThread::CheckTimes() {
-    if (HasLocalWork()) return 0;
     const auto now = Clock::now();
     while (!m_pauses.empty() && m_pauses.begin()->first <= now) {
         const auto pause = m_pauses.extract(m_pauses.begin());
@@ -283,14 +283,13 @@ int TransferThread::CheckTimes() {
     }
     auto next = m_pauses.empty() ? Clock::time_point::max() : m_pauses.begin()->first;
     std::vector<Transfer*> silent;
-    for (const auto& [id, transfer] : m_transfers) {
-        if (transfer->Handle() == nullptr) continue;
-        transfer->Report().SendHeld(now);
-        next = std::min({next, transfer->Report().Due(), transfer->SilentAt()});
-        if (transfer->SilentAt() <= now) silent.push_back(transfer.get());
+    for (Transfer* transfer : m_requests) {
+        next = std::min(next, transfer->Tick(now));
+        if (transfer->SilentAt() <= now) silent.push_back(transfer);
     }
     for (Transfer* transfer : silent) Judge(*transfer, CURLE_OPERATION_TIMEDOUT);
     if (!silent.empty()) LetIn();
+    if (HasLocalWork()) return 0;
     if (next == Clock::time_point::max()) return INT_MAX;
     return static_cast<int>(
         std::chrono::ceil<std::chrono::milliseconds>(std::max(next - now, Clock::duration(0))).count());

@@ -55,17 +55,19 @@ class TransferThread {
     void Drop(std::uint64_t id);
     void LetIn();
     void Request(Transfer& transfer);
+    void TakeBack(Transfer& transfer);
     void TakeResults();
     void Judge(Transfer& transfer, CURLcode code);
-    void End(std::uint64_t id, const std::string& origin, std::optional<FinishedFile> finished);
-    void Act(Transfer& transfer, const std::string& origin, const Verdict& verdict);
+    void End(std::uint64_t id, const std::string& host, std::optional<FinishedFile> finished);
+    void Act(Transfer& transfer, const std::string& host, const Verdict& verdict);
     void StepLocalWork();
     bool HasLocalWork() const { return !m_fileReads.empty() || !m_checks.empty(); }
     int CheckTimes();
     std::shared_ptr<PrivateFolder> FolderFor(const Read& read, ReadFailure& failure);
 
     std::mutex m_mutex;
-    std::vector<Command> m_commands;  // guarded by m_mutex, like the two below
+    std::vector<Command> m_commands;  // guarded by m_mutex, like the three below
+    bool m_woken = false;             // since it last took commands
     bool m_stop = false;
     std::uint64_t m_lastId = 0;
     std::thread m_thread;
@@ -77,6 +79,7 @@ class TransferThread {
     ConnectionGate m_gate;
     std::unordered_map<std::uint64_t, std::shared_ptr<Read>> m_waiting;  // for a first place in the gate
     std::unordered_map<std::uint64_t, std::unique_ptr<Transfer>> m_transfers;
+    std::set<Transfer*> m_requests;  // those of them with a request under way
     std::unordered_map<std::uint64_t, std::unique_ptr<FileRead>> m_fileReads;
     std::set<std::uint64_t> m_checks;  // transfers whose files are being checked
     std::multimap<Clock::time_point, std::uint64_t>
