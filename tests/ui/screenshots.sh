@@ -17,7 +17,7 @@ finish() {
 trap finish EXIT
 
 mkfifo "$scratch/display"
-Xvfb -displayfd 7 -screen 0 1600x1000x24 -nolisten tcp 7>"$scratch/display" 2>"$scratch/log" &
+Xvfb -displayfd 7 -screen 0 1600x1000x24 -nolisten tcp -noreset 7>"$scratch/display" 2>"$scratch/log" &
 processes+=($!)
 read -r display <"$scratch/display"
 export DISPLAY=:$display GDK_BACKEND=x11 NO_AT_BRIDGE=1 LC_ALL=C.UTF-8
@@ -25,13 +25,14 @@ unset WAYLAND_DISPLAY QMASYN10_UI
 openbox >"$scratch/log" 2>&1 &
 processes+=($!)
 
+xdotool mousemove 0 0  # no tool tip in the picture
+
 mkdir -p "$folder"
 for language in 1031:de 1033:en 1034:es 1036:fr 1040:it 1043:nl; do
     "$dialog_host" "${language%:*}" &
     host=$!
     processes+=($host)
     window=$(timeout 30 xdotool search --sync --onlyvisible --pid "$host" | head -n 1)
-    xdotool mousemove 0 0  # no tool tip in the picture
     sleep 1.3
     import -frame -window "$window" -strip "$folder/${language#*:}.png"
     kill "$host"
