@@ -19,11 +19,6 @@ std::u16string UpperCase(std::u16string_view text) {
     return result;
 }
 
-std::u16string TrimAtNull(std::u16string_view text) {
-    const std::size_t end = text.find(u'\0');
-    return std::u16string(end == std::u16string_view::npos ? Trim(text) : text.substr(0, end));
-}
-
 bool IsDriveRoot(std::u16string_view path) {
     return platform::kPathsHaveDrives && path.size() >= 2 && path[path.size() - 2] == u':' &&
            path.back() == platform::kPathSeparator;
@@ -111,7 +106,7 @@ void CFileInfo::TakeFindData(const platform::FindData& found) {
 }
 
 void CFileInfo::TakeNames(const platform::FindData& found) {
-    m_sFileName = TrimAtNull(found.name);
+    m_sFileName = found.name;
     const std::size_t separator = m_sFullPathName.rfind(platform::kPathSeparator);
     if (separator != std::u16string::npos) {
         m_sFilePath = LongFolderPath(std::u16string_view(m_sFullPathName).substr(0, separator + 1));
@@ -123,7 +118,7 @@ void CFileInfo::TakeNames(const platform::FindData& found) {
     m_sFileBaseName = m_sFileName.substr(0, dot);
     m_sFileExtension = dot == std::u16string::npos ? std::u16string() : m_sFileName.substr(dot + 1);
 
-    m_sShortName = found.shortName.empty() ? UpperCase(m_sFileName) : TrimAtNull(found.shortName);
+    m_sShortName = found.shortName.empty() ? UpperCase(m_sFileName) : found.shortName;
     std::u16string shortPath = platform::ShortPath(m_sFullPathName);
     if (shortPath.empty()) return;
     m_sShortPathName = std::move(shortPath);
@@ -134,8 +129,8 @@ void CFileInfo::TakeNames(const platform::FindData& found) {
 void CFileInfo::TakeShellInfo() {
     if (m_hIcon != 0) platform::ReleaseIcon(m_hIcon);
     const platform::ShellInfo shell = platform::ReadShellInfo(m_sFullPathName);
-    m_sDisplayName = TrimAtNull(shell.displayName);
-    m_sTypeName = TrimAtNull(shell.typeName);
+    m_sDisplayName = shell.displayName;
+    m_sTypeName = shell.typeName;
     m_hIcon = shell.icon;
     if (Trim(m_sTypeName).empty()) m_sTypeName = Trim(UpperCase(m_sFileExtension) + u" File");
 }

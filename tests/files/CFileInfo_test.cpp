@@ -41,6 +41,8 @@ TEST_F(FileInfo, TakesAPathApart) {
              Case{u"C:\\README", u"readme", u"C:\\", u"README", u"", u"File"},
              Case{u"C:\\.profile", u"C:\\x\\..\\.profile", u"C:\\", u"", u"profile", u"PROFILE File"},
              Case{u"C:\\end.", u"C:\\end.", u"C:\\", u"end", u"", u"File"},
+             Case{u"C:\\ a . b", u"C:\\ a . b", u"C:\\", u" a ", u" b",
+                  u"B File"},  // blanks are part of a name
              Case{u"\\\\server\\share\\f.txt", u"\\\\server\\share\\f.txt", u"\\\\server\\share\\", u"f",
                   u"txt", u"TXT File"},
              Case{u"\\\\server\\share\\Deep\\f.txt", u"\\\\server\\share\\DEEP\\f.txt",
