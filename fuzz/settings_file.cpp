@@ -19,6 +19,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     file.Write(key, text, text);
     SettingsFile again(file.Text());
     if (again.Read(key, text) != text || !again.DeleteValue(key, text) || again.Read(key, text)) std::abort();
-    again.DeleteKey(key);
+    again.DeleteKey(key, true);
     return 0;
 }

@@ -34,11 +34,10 @@ bool Write(const std::u16string& key, std::u16string_view valueName, std::u16str
     return platform::WriteSetting(kClassesRoot, key, valueName, text);
 }
 
-bool Exists(const std::u16string& key) { return platform::ReadSetting(kClassesRoot, key, u"").has_value(); }
-
 bool Remove(std::u16string_view parent, std::u16string_view name) {
     const std::u16string key = parent.empty() ? std::u16string(name) : Path(parent, name);
-    return !Exists(key) || platform::DeleteSettingKey(kClassesRoot, parent, name);
+    return !platform::SettingKeyExists(kClassesRoot, key) ||
+           platform::DeleteSettingKey(kClassesRoot, parent, name);
 }
 
 }  // namespace
@@ -61,10 +60,7 @@ bool UnregisterClass() {
     removed = Remove(classKey, kProgId) && removed;
     removed = Remove(kClasses, ClassId()) && removed;
     removed = Remove(ProgId(), kClasses) && removed;
-    removed = Remove(u"", ProgId()) && removed;
-    // The parent of all classes goes with the last of them; while there are others the store refuses.
-    platform::DeleteSettingKey(kClassesRoot, u"", kClasses);
-    return removed;
+    return Remove(u"", ProgId()) && removed;
 }
 
 }  // namespace tsasync::com

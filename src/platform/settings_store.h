@@ -26,8 +26,11 @@ bool WriteSetting(std::int32_t root, std::u16string_view keyPath, std::u16string
 // False when the key or the value does not exist or the store refuses.
 bool DeleteSettingValue(std::int32_t root, std::u16string_view keyPath, std::u16string_view valueName);
 
+bool SettingKeyExists(std::int32_t root, std::u16string_view keyPath);
+
 // Deletes the key `name` below `parentPath` (empty: the root itself) with its values. False when there is
-// none, when it has keys below it, or when the store refuses.
+// none, when it has keys below it, or when the store refuses. Its parent stays, unless that is a key of the
+// classes root that has nothing in it and the store is our own.
 bool DeleteSettingKey(std::int32_t root, std::u16string_view parentPath, std::u16string_view name);
 
 }  // namespace tsasync::platform

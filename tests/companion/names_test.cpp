@@ -114,7 +114,7 @@ TEST(MimeExtensionMap, KnowsTypesHoweverTheyAreWritten) {
         {u" Image/JPEG ; q=1", u".jpg"},
         {u"text/html;charset=\"a/b\"", u".html"},
         {u"text/markdown", u".md"},         // from the system
-        {u"application/acrobat", u".pdf"},  // by another name
+        {u"application/acrobat", u".pdf"},  // from the system
         {u"application/octet-stream", u""},
         {u"no/such-type", u""},
         {u"", u""},

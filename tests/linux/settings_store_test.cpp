@@ -76,6 +76,18 @@ TEST_F(SettingsStore, DeletesOnlyWhatIsThereAndHoldsNoKeys) {
     EXPECT_TRUE(DeleteSettingKey(kCurrentUserRoot, u"A\\B", u"C"));
     EXPECT_TRUE(DeleteSettingKey(kCurrentUserRoot, u"A", u"B"));  // was left when its only key went
     EXPECT_EQ(ReadSetting(kCurrentUserRoot, u"A\\B\\C", u"x"), std::nullopt);
+    EXPECT_TRUE(SettingKeyExists(kCurrentUserRoot, u"a"));
+    EXPECT_FALSE(SettingKeyExists(kCurrentUserRoot, u"A\\B"));
+}
+
+TEST_F(SettingsStore, LeavesNoEmptyParentsOfClasses) {
+    WriteSetting(kClassesRoot, u"A\\B", u"", u"1");
+    WriteSetting(kClassesRoot, u"A\\C", u"", u"2");
+    EXPECT_TRUE(DeleteSettingKey(kClassesRoot, u"A", u"B"));
+    EXPECT_TRUE(SettingKeyExists(kClassesRoot, u"A"));
+    EXPECT_TRUE(DeleteSettingKey(kClassesRoot, u"A", u"C"));
+    EXPECT_FALSE(SettingKeyExists(kClassesRoot, u"A"));
+    EXPECT_FALSE(SettingKeyExists(kClassesRoot, u""));
 }
 
 TEST_F(SettingsStore, LeavesWhatAPersonWroteWhereItIs) {

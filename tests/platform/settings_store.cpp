@@ -54,6 +54,10 @@ bool platform::DeleteSettingValue(std::int32_t root, std::u16string_view keyPath
     return key != nullptr && key->erase(FoldKey(valueName)) != 0;
 }
 
+bool platform::SettingKeyExists(std::int32_t root, std::u16string_view keyPath) {
+    return FindKey(root, keyPath) != nullptr;
+}
+
 bool platform::DeleteSettingKey(std::int32_t root, std::u16string_view parentPath, std::u16string_view name) {
     if (g_refuseWrites) return false;
     const std::u16string parent = parentPath.empty() ? u"" : std::u16string(parentPath) + u"\\";

@@ -74,8 +74,13 @@ start_helpers() {
     export DISPLAY=:$(cat "$out/display")
     export TSASYNC_URL=http://127.0.0.1:$port
     wineboot -i >/dev/null 2>&1
+    # Wine's database of content types is empty; these are the two that the tests ask the system for.
+    add_content_type text/markdown .md
+    add_content_type application/acrobat .pdf
     wineserver -w
 }
+
+add_content_type() { run reg add "HKCR\\MIME\\Database\\Content Type\\$1" /v Extension /d "$2" >/dev/null 2>&1; }
 
 export_registry() { run regedit /E "$1" 'HKEY_LOCAL_MACHINE\Software\Classes' && wineserver -w; }
 register() { run regsvr32 "$@" "$(windows_path "$x64/QMASYN10.DLL")"; }
@@ -101,11 +106,6 @@ component() {
         run "$x64/component_test.exe"
 }
 
-# What can't be shown under Wine; docs/windows.md tells why.
-declare -A left_out=(
-    [test_companion]=MimeExtensionMap.KnowsTypesHoweverTheyAreWritten
-)
-
 mkdir -p "$out"
 step 'build for x64' build windows-x64
 step 'build for x86' build windows-x86 qmasyn10
@@ -126,7 +126,7 @@ step 'JScript host' script client.js
 step 'C++ host' component
 for program in "$x64"/test_*.exe; do
     name=$(basename "$program" .exe)
-    step "$name" run "$program" --gtest_brief=1 "--gtest_filter=-${left_out[$name]:-}"
+    step "$name" run "$program" --gtest_brief=1
 done
 
 echo "windows: $passed passed, $failed failed"

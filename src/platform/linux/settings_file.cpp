@@ -233,13 +233,17 @@ bool SettingsFile::DeleteValue(const std::vector<std::u16string>& key, std::u16s
            }) > 0;
 }
 
-bool SettingsFile::DeleteKey(const std::vector<std::u16string>& key) {
+bool SettingsFile::Exists(const std::vector<std::u16string>& key) const {
+    const std::string folded = FoldedKey(key);
+    return HasKey(folded) || HasKeyBelow(folded);
+}
+
+bool SettingsFile::DeleteKey(const std::vector<std::u16string>& key, bool parentStays) {
     const std::string folded = FoldedKey(key);
     if (HasKeyBelow(folded) || !HasKey(folded)) return false;
     std::erase_if(m_lines, [&](const Line& line) { return line.kind != Kind::Other && line.key == folded; });
     const std::vector<std::u16string> parent(key.begin(), key.end() - 1);
-    const std::string parentFolded = FoldedKey(parent);
-    if (!HasKey(parentFolded) && !HasKeyBelow(parentFolded)) AddHeading(parent);
+    if (parentStays && !Exists(parent)) AddHeading(parent);
     return true;
 }
 

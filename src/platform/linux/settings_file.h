@@ -30,8 +30,10 @@ class SettingsFile {
                                        std::u16string_view name) const;
     void Write(const std::vector<std::u16string>& key, std::u16string_view name, std::u16string_view text);
     bool DeleteValue(const std::vector<std::u16string>& key, std::u16string_view name);
-    // False when the key does not exist or has keys below it. Its parent stays.
-    bool DeleteKey(const std::vector<std::u16string>& key);
+    bool Exists(const std::vector<std::u16string>& key) const;
+    // False when the key does not exist or has keys below it. A parent that existed for this key alone stays
+    // if asked for.
+    bool DeleteKey(const std::vector<std::u16string>& key, bool parentStays);
 
   private:
     enum class Kind { Other, Heading, Value };

@@ -154,13 +154,20 @@ bool DeleteSettingValue(std::int32_t root, std::u16string_view keyPath, std::u16
     return key && Change([&](SettingsFile& file) { return file.DeleteValue(*key, valueName); });
 }
 
+bool SettingKeyExists(std::int32_t root, std::u16string_view keyPath) {
+    const auto key = KeyNames(root, keyPath);
+    const auto text = key ? ReadFile(FilePath()) : std::nullopt;
+    return text && SettingsFile(*text).Exists(*key);
+}
+
 bool DeleteSettingKey(std::int32_t root, std::u16string_view parentPath, std::u16string_view name) {
     auto key = KeyNames(root, parentPath);
     if (!key) return false;
     const auto below = KeyNames(root, name);
     if (below->size() == 1) return false;  // no name: the root itself is never deleted
     key->insert(key->end(), below->begin() + 1, below->end());
-    return Change([&](SettingsFile& file) { return file.DeleteKey(*key); });
+    const bool parentStays = root != kClassesRoot;
+    return Change([&](SettingsFile& file) { return file.DeleteKey(*key, parentStays); });
 }
 
 }  // namespace tsasync::platform

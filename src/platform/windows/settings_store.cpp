@@ -73,6 +73,11 @@ bool DeleteSettingValue(std::int32_t root, std::u16string_view keyPath, std::u16
            RegDeleteValueW(key.Get(), Wide(std::u16string(valueName))) == ERROR_SUCCESS;
 }
 
+bool SettingKeyExists(std::int32_t root, std::u16string_view keyPath) {
+    Key key;
+    return key.Open(root, keyPath);
+}
+
 bool DeleteSettingKey(std::int32_t root, std::u16string_view parentPath, std::u16string_view name) {
     Key parent;
     return parent.Open(root, parentPath) &&
