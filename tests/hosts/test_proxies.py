@@ -123,8 +123,9 @@ class Proxies(TlsTest):
             ({}, self.http, CONTENT, asked),
             ({}, self.named, CONTENT, "connected to " + self.named.split("/")[2]),
             ({}, self.https, CONTENT, self.https.split("/")[2]),
-            ({"no_proxy": "elsewhere.example"}, self.http, CONTENT, ""),
-            ({"https_proxy": f"http://{http}"}, self.http, CONTENT, ""),
+            ({"no_proxy": "elsewhere.example"}, self.http, CONTENT, asked),
+            ({"no_proxy": "127.0.0.1"}, self.http, CONTENT, ""),
+            ({"https_proxy": f"http://{http}"}, self.http, CONTENT, asked),
         ])
         self.log = log
         settings("manual", http=http)

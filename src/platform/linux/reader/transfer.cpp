@@ -1,7 +1,6 @@
 #include "platform/linux/reader/transfer.h"
 
 #include "platform/linux/reader/content_type.h"
-#include "platform/linux/reader/proxy.h"
 #include "platform/linux/reader/read_error.h"
 #include "platform/linux/reader/timing.h"
 
@@ -55,7 +54,7 @@ Transfer::Transfer(std::shared_ptr<Read> read, SourceUrl source, std::shared_ptr
 
 Transfer::~Transfer() { KeepIfUseful(); }
 
-CURL* Transfer::Attach(EasyHandle easy) {
+CURL* Transfer::Attach(EasyHandle easy, const ProxyChoice& proxy) {
     m_easy = std::move(easy);
     CURL* const handle = m_easy.get();
     if (IsWeb(m_asked) && !std::exchange(m_lookedForEarlier, true)) m_file.FindEarlier();
@@ -69,8 +68,8 @@ CURL* Transfer::Attach(EasyHandle easy) {
     curl_easy_setopt(handle, CURLOPT_OPENSOCKETDATA, this);
     curl_easy_setopt(handle, CURLOPT_PREREQFUNCTION, OnRequest);
     curl_easy_setopt(handle, CURLOPT_PREREQDATA, this);
+    curl_easy_setopt(handle, CURLOPT_PROXY, proxy ? proxy->c_str() : nullptr);
     SetUrl();
-    SetProxy();
     SetConditions();
     m_error[0] = '\0';
     m_head = {};
@@ -91,11 +90,6 @@ void Transfer::SetUrl() {
     curl_easy_setopt(m_easy.get(), CURLOPT_URL, m_source.text.c_str());
     curl_easy_setopt(m_easy.get(), CURLOPT_USERNAME, named ? credentials.user.c_str() : nullptr);
     curl_easy_setopt(m_easy.get(), CURLOPT_PASSWORD, named ? credentials.password.c_str() : nullptr);
-}
-
-void Transfer::SetProxy() {
-    const auto proxy = DesktopProxy(m_source);
-    curl_easy_setopt(m_easy.get(), CURLOPT_PROXY, proxy ? proxy->c_str() : nullptr);
 }
 
 // Asks for what is missing only, provided that the rest is still the same; a whole file is only asked to be

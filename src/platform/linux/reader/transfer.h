@@ -3,6 +3,7 @@
 #include "platform/linux/reader/digest_check.h"
 #include "platform/linux/reader/easy_handle.h"
 #include "platform/linux/reader/partial_file.h"
+#include "platform/linux/reader/proxy.h"
 #include "platform/linux/reader/report.h"
 #include "platform/linux/reader/response_head.h"
 #include "platform/linux/reader/source_url.h"
@@ -45,10 +46,10 @@ class Transfer {
 
     std::uint64_t Id() const { return m_read->id; }
     // Of the request that is under way, or comes next.
-    const std::string& Host() const { return m_source.host; }
+    const SourceUrl& Source() const { return m_source; }
 
     // Prepares `easy` for the next request and holds it until it is taken back.
-    CURL* Attach(EasyHandle easy);
+    CURL* Attach(EasyHandle easy, const ProxyChoice& proxy);
     EasyHandle Detach() { return std::move(m_easy); }
     CURL* Handle() const { return m_easy.get(); }
 
@@ -73,7 +74,6 @@ class Transfer {
     static int OnRequest(void* self, char* address, char* localAddress, int port, int localPort);
 
     void SetUrl();
-    void SetProxy();
     void SetConditions();
     bool TakeHead();
     bool TakeFirstData();

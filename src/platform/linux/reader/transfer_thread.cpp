@@ -82,7 +82,9 @@ void TransferThread::Run() {
         StepLocalWork();
         const int wait = CheckTimes();
         m_outbox.Send();
-        curl_multi_poll(m_multi, nullptr, 0, wait, nullptr);
+        if (m_proxies.Poll(m_multi, wait)) {
+            for (const std::uint64_t id : std::exchange(m_asking, {})) Request(*m_transfers.at(id));
+        }
     }
     while (!m_requests.empty()) TakeBack(**m_requests.begin());
     m_transfers.clear();
@@ -147,7 +149,7 @@ void TransferThread::Drop(std::uint64_t id) {
         if (waited) {
             m_transfers.erase(id);  // sent elsewhere, it has given its place back already
         } else {
-            End(id, std::string(transfer.Host()), std::nullopt);
+            End(id, std::string(transfer.Source().host), std::nullopt);
         }
     }
     if (m_fileReads.contains(id)) End(id, {}, std::nullopt);
@@ -199,8 +201,12 @@ std::shared_ptr<PrivateFolder> TransferThread::FolderFor(const Read& read, ReadF
 }
 
 void TransferThread::Request(Transfer& transfer) {
-    m_requests.insert(&transfer);
-    curl_multi_add_handle(m_multi, transfer.Attach(m_handles.Take()));
+    if (const ProxyChoice* proxy = m_proxies.Find(transfer.Source())) {
+        m_requests.insert(&transfer);
+        curl_multi_add_handle(m_multi, transfer.Attach(m_handles.Take(), *proxy));
+    } else {
+        m_asking.insert(transfer.Id());
+    }
 }
 
 void TransferThread::TakeBack(Transfer& transfer) {
@@ -222,7 +228,7 @@ void TransferThread::TakeResults() {
 }
 
 void TransferThread::Judge(Transfer& transfer, CURLcode code) {
-    const std::string host = transfer.Host();
+    const std::string host = transfer.Source().host;
     const Verdict verdict = transfer.Ended(code);
     TakeBack(transfer);
     Act(transfer, host, verdict);
@@ -246,7 +252,7 @@ void TransferThread::Act(Transfer& transfer, const std::string& host, const Verd
             break;
         case Verdict::Next::Elsewhere:
             m_gate.Release(host);
-            m_gate.Enter(id, transfer.Host());
+            m_gate.Enter(id, transfer.Source().host);
             break;
     }
 }
@@ -257,13 +263,15 @@ void TransferThread::End(std::uint64_t id, const std::string& host, std::optiona
     m_transfers.erase(id);
     m_fileReads.erase(id);
     m_checks.erase(id);
+    m_asking.erase(id);
     if (finished) m_finished.emplace(id, std::move(*finished));
 }
 
 void TransferThread::StepLocalWork() {
     for (auto next = m_checks.begin(); next != m_checks.end();) {
         Transfer& transfer = *m_transfers.at(*next++);
-        if (const auto verdict = transfer.CheckStep()) Act(transfer, std::string(transfer.Host()), *verdict);
+        if (const auto verdict = transfer.CheckStep())
+            Act(transfer, std::string(transfer.Source().host), *verdict);
     }
     for (auto next = m_fileReads.begin(); next != m_fileReads.end();) {
         const auto current = next++;

@@ -3,6 +3,7 @@
 #include "platform/linux/reader/connection_gate.h"
 #include "platform/linux/reader/easy_handle.h"
 #include "platform/linux/reader/file_read.h"
+#include "platform/linux/reader/proxy.h"
 #include "platform/linux/reader/report.h"
 #include "platform/linux/reader/transfer.h"
 
@@ -75,12 +76,14 @@ class TransferThread {
     // The thread's own.
     CURLM* m_multi;
     EasyHandlePool m_handles;
+    Proxies m_proxies;
     Outbox m_outbox;
     ConnectionGate m_gate;
     std::unordered_map<std::uint64_t, std::shared_ptr<Read>> m_waiting;  // for a first place in the gate
     std::unordered_map<std::uint64_t, std::unique_ptr<Transfer>> m_transfers;
     std::set<Transfer*> m_requests;  // those of them with a request under way
     std::unordered_map<std::uint64_t, std::unique_ptr<FileRead>> m_fileReads;
+    std::set<std::uint64_t> m_asking;  // transfers whose way to the server is being asked for
     std::set<std::uint64_t> m_checks;  // transfers whose files are being checked
     std::multimap<Clock::time_point, std::uint64_t>
         m_pauses;  // transfers that wait before their next request
