@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -147,17 +148,23 @@ int FillCopy(int from, int to) {
     return fsync(to) == 0 ? 0 : errno;
 }
 
-// Writes a copy under the free name `hidden`. Where the file system can, the file has no name at all until it
-// is whole, so that nothing is left of it when the process is killed.
-int CopyFileTo(const fs::path& from, const fs::path& hidden) {
+// Writes a copy that has no name until it is whole and then takes the free name `to`, so that nothing is left
+// of it when the process is killed. Gives nothing where the file system can't do that.
+std::optional<int> CopyUnnamed(const fs::path& from, const fs::path& to) {
     const FileHandle source(open(from.c_str(), O_RDONLY | O_CLOEXEC));
     if (!source) return errno;
-    const FileHandle nameless(open(hidden.parent_path().c_str(), O_WRONLY | O_TMPFILE | O_CLOEXEC, 0600));
-    if (nameless) {
-        if (const int error = FillCopy(source.Get(), nameless.Get())) return error;
-        const std::string self = "/proc/self/fd/" + std::to_string(nameless.Get());
-        return linkat(AT_FDCWD, self.c_str(), AT_FDCWD, hidden.c_str(), AT_SYMLINK_FOLLOW) == 0 ? 0 : errno;
-    }
+    const FileHandle unnamed(open(to.parent_path().c_str(), O_WRONLY | O_TMPFILE | O_CLOEXEC, 0600));
+    if (!unnamed) return std::nullopt;
+    if (const int error = FillCopy(source.Get(), unnamed.Get())) return error;
+    const std::string self = "/proc/self/fd/" + std::to_string(unnamed.Get());
+    return linkat(AT_FDCWD, self.c_str(), AT_FDCWD, to.c_str(), AT_SYMLINK_FOLLOW) == 0 ? 0 : errno;
+}
+
+// Writes a copy under the free name `hidden`.
+int CopyFileTo(const fs::path& from, const fs::path& hidden) {
+    if (const auto error = CopyUnnamed(from, hidden)) return *error;
+    const FileHandle source(open(from.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!source) return errno;
     const FileHandle named(open(hidden.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     if (!named) return errno;
     const int error = FillCopy(source.Get(), named.Get());
@@ -165,10 +172,15 @@ int CopyFileTo(const fs::path& from, const fs::path& hidden) {
     return error;
 }
 
+bool IsFile(const fs::path& path) {
+    std::error_code error;
+    return fs::is_regular_file(fs::symlink_status(path, error));
+}
+
 // Any entry, a folder with all that is in it.
 int CopyEntryTo(const fs::path& from, const fs::path& hidden) {
+    if (IsFile(from)) return CopyFileTo(from, hidden);
     std::error_code error;
-    if (fs::is_regular_file(fs::symlink_status(from, error))) return CopyFileTo(from, hidden);
     fs::copy(from, hidden, fs::copy_options::recursive | fs::copy_options::copy_symlinks, error);
     if (!error) return 0;
     std::error_code ignored;
@@ -183,6 +195,9 @@ int Remove(const fs::path& path) {
 }
 
 int Copy(const fs::path& from, const Target& target) {
+    if (target.placing == Placing::New && IsFile(from)) {
+        if (const auto error = CopyUnnamed(from, target.path)) return *error;
+    }
     const fs::path hidden = HiddenNameBeside(target.path);
     if (hidden.empty()) return EIO;
     int error = CopyEntryTo(from, hidden);
