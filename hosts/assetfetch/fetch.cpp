@@ -48,38 +48,46 @@ std::string LocalFault(const std::string& url) {
     return {};
 }
 
-std::string FullFault(const std::string& folder) {
+std::string FullFault(const std::string& folder, std::uintmax_t needed) {
     std::error_code error;
     const auto space = std::filesystem::space(folder, error);
-    return !error && space.available < kRoomForNothing ? std::generic_category().message(ENOSPC) : "";
+    return !error && space.available < needed ? std::generic_category().message(ENOSPC) : "";
 }
 
-// What keeps files out of `folder`, as far as it can be seen from here.
-std::string FolderFault(const std::string& folder) {
+// What keeps a file of `size` bytes out of `folder`, as far as it can be seen from here.
+std::string FolderFault(const std::string& folder, std::uintmax_t size) {
     std::error_code error;
     const auto status = std::filesystem::status(folder, error);
     if (std::filesystem::exists(status) && !std::filesystem::is_directory(status))
         return std::generic_category().message(ENOTDIR);
     if (access(folder.c_str(), W_OK | X_OK) != 0) return std::generic_category().message(errno);
-    return FullFault(folder);
+    return FullFault(folder, std::max(size, kRoomForNothing));
+}
+
+// What keeps data from being kept while it arrives: that lies on the volume of the assets folder or in the
+// user's cache.
+std::string StoreFault(const std::string& assets) {
+    std::string fault = FullFault(assets, kRoomForNothing);
+    if (!fault.empty()) return Printable(assets) + ": " + fault;
+    std::filesystem::path cache(g_get_user_cache_dir());
+    while (cache.has_relative_path() && access(cache.c_str(), F_OK) != 0 && errno == ENOENT)
+        cache = cache.parent_path();
+    fault = FolderFault(cache, 0);
+    return fault.empty() ? "" : Printable(cache.native()) + ": " + fault;
 }
 
 std::string TransferFault(const Job& job, const std::string& assets) {
     if (std::string local = LocalFault(job.url); !local.empty()) return local;
-    std::string fault = "nothing arrived: the server can't be reached, refuses or has no such file";
+    std::string fault = "nothing arrived";
     if (job.size != 0) fault = "broke off after " + SizeText(job.size);
     if (job.size != 0 && job.total > job.size) fault += " of " + SizeText(job.total);
-    // Data lies on the volume of the assets folder or in the user's cache.
-    for (const std::string& folder : {assets, std::string(g_get_user_cache_dir())}) {
-        if (const std::string full = FullFault(folder); !full.empty())
-            return fault.append("; ").append(Printable(folder)).append(": ").append(full);
-    }
-    return fault;
+    if (const std::string store = StoreFault(assets); !store.empty()) return fault + "; " + store;
+    return job.size != 0 ? fault : fault + ": the server can't be reached, refuses or has no such file";
 }
 
 std::string FaultOf(const Job& job, const std::string& assets) {
     if (!job.arrived) return TransferFault(job, assets);
-    const std::string why = FolderFault(assets);
+    const std::string why = FolderFault(assets, static_cast<std::uintmax_t>(std::max(job.size, 0)));
     return "arrived, but can't be placed in " + Printable(assets) + (why.empty() ? "" : ": " + why);
 }
 
