@@ -1,10 +1,12 @@
 """A web server of large made-up files that continues them by range, cuts them short and counts every byte it sends."""
+import contextlib
 import http.server
 import os
 import random
 import re
+import threading
 
-from hosts_support import HostTest
+from hosts_support import PATIENCE, HostTest
 
 SEED = int(os.environ.get("RESUME_SEED", random.SystemRandom().randrange(1 << 32)))
 MIB = 1 << 20
@@ -41,8 +43,31 @@ class Asset:
         self.body, self.etag, self.modified = body, etag, modified
         self.stops = []      # offset and what happens there, for the next answers that come so far; in order
         self.before = None   # is called before an answer is sent
-        self.sent = []       # the ranges [first, last) that were sent, an answer each
         self.requests = []   # heads
+        self._sent = []
+        self._under_way = 0  # answers
+        self._changed = threading.Condition()
+
+    def take_sent(self):
+        """The ranges [first, last) that were sent since the last call, one for each body, once all have ended."""
+        with self._changed:
+            assert self._changed.wait_for(lambda: self._under_way == 0, PATIENCE), "an answer does not end"
+            sent, self._sent = self._sent, []
+            return sent
+
+    @contextlib.contextmanager
+    def counting(self, first):
+        """Counts an answer's body; the caller adds to the list's second number."""
+        with self._changed:
+            self._under_way += 1
+        span = [first, first]
+        try:
+            yield span
+        finally:
+            with self._changed:
+                self._sent.append(tuple(span))
+                self._under_way -= 1
+                self._changed.notify_all()
 
     def is_same(self, validator):
         return validator is not None and validator in (self.etag, self.modified)
@@ -90,16 +115,13 @@ class RangeHandler(http.server.BaseHTTPRequestHandler):
         end, stop = body.size, None
         if asset.stops and asset.stops[0][0] > first:
             end, stop = asset.stops.pop(0)
-        position = first
-        try:
+        with asset.counting(first) as span:
             for piece in body.pieces(first, end):
                 self.wfile.write(piece)
-                position += len(piece)
+                span[1] += len(piece)
             if stop == "hold":
                 self.rfile.read(1)  # until the client is gone
-        finally:
-            asset.sent.append((first, position))
-        self.close_connection = self.close_connection or position < body.size
+        self.close_connection = self.close_connection or end < body.size
 
     def log_message(self, format, *args):
         pass
