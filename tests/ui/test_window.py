@@ -26,12 +26,13 @@ class SlowServer(http.server.ThreadingHTTPServer):
     daemon_threads = True
 
     def __init__(self):
-        self.go_on, self.broken = threading.Event(), threading.Event()
+        self.asked, self.go_on, self.broken = threading.Event(), threading.Event(), threading.Event()
         super().__init__(("127.0.0.1", 0), SlowHandler)
 
 
 class SlowHandler(http.server.BaseHTTPRequestHandler):
     def do_GET(self):
+        self.server.asked.set()
         self.send_response(200)
         self.send_header("Content-Type", "image/jpeg")
         self.send_header("Content-Length", str(SIZE))
@@ -133,9 +134,14 @@ class WindowTest(unittest.TestCase):
         self.addCleanup(self.server.go_on.set)
 
     def start(self, host, *more, stderr=subprocess.PIPE, **environment):
-        url = f"http://127.0.0.1:{self.server.server_port}/photo.jpg"
-        process = subprocess.Popen([HOSTS / host, url, self.assets, "1033", *more], env=self.variables(environment),
-                                   stdout=subprocess.PIPE, stderr=stderr, text=True)
+        return self.launch([HOSTS / host, self.url(), self.assets, "1033", *more], stderr, environment)
+
+    def url(self):
+        return f"http://127.0.0.1:{self.server.server_port}/photo.jpg"
+
+    def launch(self, command, stderr, environment):
+        process = subprocess.Popen(command, env=self.variables(environment), stdout=subprocess.PIPE, stderr=stderr,
+                                   text=True)
         self.addCleanup(self.end, process)
         return process
 
@@ -196,6 +202,35 @@ class WindowTest(unittest.TestCase):
                 self.assertEqual(err, "")
                 (self.assets / "photo.jpg").unlink()
                 self.server.go_on.clear()
+
+    def test_windows_of_a_gtk_host_get_no_input_meanwhile(self):
+        process = self.start("gtk_host")
+        self.dialog()
+        host = self.display.xdotool("search", "--onlyvisible", "--name", "^Host$")
+        self.display.xdotool("windowmove", "--sync", host, "20", "40",  # away from below the dialog
+                             "mousemove", "--window", host, "50", "50", "click", "1")
+        said, _ = self.check_fetched(process)
+        self.assertEqual(said["presses"], "0")
+
+    def test_the_command_line_host_shows_it_when_forced(self):
+        for force, loaded in (([], False), (["--force"], True)):
+            with self.subTest(force=force):
+                self.server.asked.clear()
+                self.server.go_on.clear()
+                command = [HOSTS / "assetfetch", *force, "--lang", "1036", "--assets", self.assets, self.url()]
+                process = self.launch(command, subprocess.PIPE, {})
+                self.assertTrue(self.server.asked.wait(PATIENCE))
+                if force:
+                    self.dialog("50%  de photo.jpg Termin\u00E9")
+                self.assertEqual("libgtk-" in pathlib.Path(f"/proc/{process.pid}/maps").read_text(), loaded)
+                self.check_command_line(process)
+
+    def check_command_line(self, process):
+        self.server.go_on.set()
+        _, err = process.communicate(timeout=PATIENCE)
+        self.assertEqual((process.returncode, err), (0, ""))
+        self.assertEqual((self.assets / "photo.jpg").stat().st_size, SIZE)
+        (self.assets / "photo.jpg").unlink()
 
     def press_cancel(self, window):
         place = dict(line.split("=") for line in
@@ -275,6 +310,7 @@ class WindowTest(unittest.TestCase):
             "another context": (("context",), {}),
             "another context, after the manager": (("late",), {"DISPLAY": None}),
             "on wish": ((), {"QMASYN10_UI": "terminal"}),
+            "a wish that can't be": ((), {"QMASYN10_UI": "gtk", "DISPLAY": None}),
             "GTK 4 in the process": ((), {"LD_PRELOAD": "libgtk-4.so.1"}),
             "no module": ((), module(lambda original, place: None)),
             "a module that can't be read": ((), module(lambda original, place: place.mkdir())),
