@@ -33,13 +33,22 @@ TEST(UrlNameParser, NamesTheFile) {
         {u"http://h/.....", u""},
         {u"http://h/..%2f..%5Cetc%2Fpasswd", u"_._etc_passwd"},
         {u"http://h/a\\b.txt", u"b.txt"},
+        {u"http://h/%C0%AE%C0%AE%C0%AFpasswd", u"%C0%AE%C0%AE%C0%AFpasswd"},  // "../" in bytes too many
+        {u"http://h/%252e%252e%252Fpasswd", u"%2e%2e%2Fpasswd"},              // decoded once only
+        {u"http://h/%ED%A0%80.txt", u"\uFFFD.txt"},                           // half a character
         {u"http://h/a%00.jpg%0D%0A", u"a_.jpg__"},
+        {std::u16string(u"http://h/a\0\r\nb.txt", 18), u"a___b.txt"},
+        {u"http://h/a%E2%80%A8b%C2%85c%7F.txt", u"a_b_c_.txt"},  // line ends of other kinds
         {u"http://h/.jpg", u"jpg"},
         {u"http://h/a.txt.%20.", u"a.txt"},
         {u"http://h/a%20..txt", u"a.txt"},
         {u"http://h/gpj.%E2%80%AEexe", u"gpj._exe"},
+        {u"http://h/%E2%81%A6gpj%EF%BB%BF.exe", u"_gpj_.exe"},
+        {u"http://h/.%20.%20.", u""},
         {u"http://h/CON", u"_CON"},
         {u"http://h/nul.tar.gz", u"_nul.tar.gz"},
+        {u"http://h/aUx%20%20.txt", u"_aUx.txt"},
+        {u"http://h/CONIN$.txt", u"_CONIN$.txt"},
         {u"http://h/com%C2%B9.txt", u"_com\u00B9.txt"},
         {u"http://h/Lpt3%20.txt", u"_Lpt3.txt"},
         {u"http://h/com10.txt", u"com10.txt"},

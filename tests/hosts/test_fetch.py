@@ -1,4 +1,5 @@
 """Files from real servers arrive byte for byte."""
+import http.server
 import random
 import unittest
 import urllib.parse
@@ -24,6 +25,33 @@ class FetchTest(HostTest):
         self.assertEqual(sorted(fetched.values()), sorted(contents.values()))
         for name in names[:-1]:
             self.assertEqual(fetched.get(name), contents[name], f"{name} in {sorted(fetched)}")
+
+    def test_no_name_leaves_the_folder(self):
+        class Anything(http.server.BaseHTTPRequestHandler):
+            def do_GET(self):
+                self.send_response(200)
+                self.send_header("Content-Type", "image/png")
+                self.end_headers()
+                self.wfile.write(self.path.encode())
+
+            def log_message(self, format, *args):
+                pass
+
+        origin = self.serve(Anything)
+        hostile = ["..%2f..%2Fa", "..%5C..%5Cb", "%2e%2e%2f", "/..", "%2Fetc%2Fpasswd", "c%00.png", "d%0Ae%0D%0A",
+                   "CON", "nul.png", "com1.txt", "f.txt..%20.", "gpj.%E2%80%AEexe", "g" * 5000 + ".png", "%FF%C0%AF",
+                   ".png", "....", "%F0%9F%98%80" * 1600, "~", "-rf", "a:b", "$(h)`i`"]
+        before = sorted(self.root.iterdir())
+        result = self.fetch("--no-retry", *(f"{origin}/x/{path}" for path in hostile))
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        self.assertEqual(sorted(self.root.iterdir()), sorted([*before, self.assets, self.root / "home"]))
+        fetched = self.fetched()
+        self.assertEqual(len(set(fetched.values())), len(hostile))
+        for name in fetched:
+            # What both systems hold, whatever they are asked to name it.
+            self.assertRegex(name, r'\A[^\x00-\x1f\x7f-\x9f\u202a-\u202e\\/:*?"<>|]+\.png\Z')
+            self.assertNotRegex(name, r"(?i)\A(con|nul|com1)\.|\A[. ]|[. ]\.png\Z")
+            self.assertLess(len(name.encode()), 256)
 
     def test_many_small_files(self):
         noise = random.Random(2)
