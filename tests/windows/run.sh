@@ -41,7 +41,7 @@ build() { cmake --preset "$1" && nice ninja -C "build/$1" "${@:2}"; }
 
 # --- what is in the files ---------------------------------------------------------------------------------------
 
-system_dlls='advapi32 bcrypt comctl32 gdi32 kernel32 msvcrt ole32 oleaut32 shell32 urlmon user32 version wininet'
+system_dlls='advapi32 bcrypt comctl32 crypt32 gdi32 kernel32 msvcrt ole32 oleaut32 shell32 urlmon user32 version wininet'
 
 imports_are_the_systems() {
     local dll
@@ -106,6 +106,12 @@ component() {
         run "$x64/component_test.exe"
 }
 
+# Where the system has its own way; docs/windows.md tells which.
+declare -A left_out=(
+    [test_ui]=ModRes.LeavesTheChoiceToTheSystemBeforeEnglish:ModRes.EveryThreadHasItsOwnModuleAndLanguage
+    [test_version_info]=VersionInfo.EightBitTextsAreInTheirCodePage:VersionInfo.AFileCutOffAnywhereHasNoneOrTheWhole
+)
+
 mkdir -p "$out"
 step 'build for x64' build windows-x64
 step 'build for x86' build windows-x86 qmasyn10
@@ -126,7 +132,7 @@ step 'JScript host' script client.js
 step 'C++ host' component
 for program in "$x64"/test_*.exe; do
     name=$(basename "$program" .exe)
-    step "$name" run "$program" --gtest_brief=1
+    step "$name" run "$program" --gtest_brief=1 "--gtest_filter=-${left_out[$name]:-}"
 done
 
 echo "windows: $passed passed, $failed failed"
