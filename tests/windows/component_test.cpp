@@ -154,12 +154,36 @@ TEST_P(ComponentEvents, TellOfADownloadFromItsStartToItsFile) {
 INSTANTIATE_TEST_SUITE_P(BothIdentifiers, ComponentEvents,
                          testing::Values(&DIID___CDLManager, &DIID___CDLManager___v0));
 
+// Within one attempt: a busy server is asked once more, and what agrees with its digest is a file.
+TEST_F(Component, FinishesWhatIsBusyAtFirstOrProven) {
+    Sink sink(DIID___CDLManager);
+    IConnectionPoint* const point = EventPoint(DIID___CDLManager);
+    DWORD cookie = 0;
+    ASSERT_EQ(point->Advise(&sink, &cookie), S_OK);
+    for (const wchar_t* path : {L"/busy", L"/proven"}) {
+        const std::wstring handle = Add(Url(path));
+        sink.states.clear();
+        SHORT active = 0;
+        RunUntil(handle, [&] { return manager->get_ActiveJobs(&active) == S_OK && active == 0; });
+        ASSERT_FALSE(sink.states.empty());
+        EXPECT_EQ(sink.states.back(), tsdFinished);
+        SHORT attempts = 0;
+        LONG size = 0;
+        sink.last->get_Attempts(&attempts);
+        sink.last->get_Size(&size);
+        EXPECT_EQ(attempts, 1);
+        EXPECT_EQ(size, 200000);
+    }
+    point->Unadvise(cookie);
+    point->Release();
+}
+
 TEST_F(Component, RetriesWhatEndedShortOrAsAnErrorPage) {
     Sink sink(DIID___CDLManager);
     IConnectionPoint* const point = EventPoint(DIID___CDLManager);
     DWORD cookie = 0;
     ASSERT_EQ(point->Advise(&sink, &cookie), S_OK);
-    for (const wchar_t* path : {L"/none", L"/short"}) {
+    for (const wchar_t* path : {L"/none", L"/short", L"/wrong"}) {
         const std::wstring handle = Add(Url(path));
         sink.states.clear();
         SHORT active = 0;

@@ -1,9 +1,11 @@
 #include "url_binding.h"
 
 #include "download_file.h"
-#include "platform/text.h"
+#include "http_fields.h"
 #include "read_error.h"
 #include "wide.h"
+
+#include <wininet.h>
 
 #include <algorithm>
 #include <array>
@@ -17,30 +19,23 @@ namespace {
 
 constexpr int kMaxRedirections = 20;
 
-std::u16string Lower(std::u16string_view text) {
-    std::u16string lower(text);
-    std::transform(lower.begin(), lower.end(), lower.begin(), ToLower);
-    return lower;
-}
-
 // In lower case, without the colon; empty when there is none.
 std::u16string Scheme(std::u16string_view url) {
     const auto colon = url.find(u':');
     return colon == std::u16string_view::npos ? std::u16string() : Lower(url.substr(0, colon));
 }
 
-// The value of the field `name` (lower case) of a response's head; empty when it has none.
-std::u16string HeaderField(std::u16string_view head, std::u16string_view name) {
-    while (!head.empty()) {
-        const auto end = std::min(head.find(u"\r\n"), head.size());
-        const std::u16string_view line = head.substr(0, end);
-        head.remove_prefix(std::min(end + 2, head.size()));
-        const auto colon = line.find(u':');
-        if (colon == std::u16string_view::npos || Lower(line.substr(0, colon)) != name) continue;
-        const auto first = line.find_first_not_of(u" \t", colon + 1);
-        return first == std::u16string_view::npos ? std::u16string() : std::u16string(line.substr(first));
-    }
-    return {};
+// Milliseconds before a second try, up to a half more, where the server names no time; and the longest that
+// it may name.
+constexpr std::int64_t kSecondTry = 500;
+constexpr std::int64_t kLongestWait = 2000;
+
+constexpr DWORD kFirstError = 400;  // of the HTTP statuses that come with a page about an error
+constexpr DWORD kTooManyRequests = 429;
+
+// Whatever second try follows.
+bool IsToldOnce(ULONG code) {
+    return code == kStatusFindingResource || code == kStatusConnecting || code == kStatusSendingRequest;
 }
 
 bool IsForwarded(ULONG code) {
@@ -60,16 +55,18 @@ UrlBinding::UrlBinding(std::u16string url, Report report)
 UrlBinding::~UrlBinding() { CloseFile(); }
 
 void UrlBinding::Start() {
+    if (!m_report) return;
+    m_waits = false;
     const std::u16string scheme = Scheme(m_url);
     if (scheme.empty()) {
         Finish(Failure(kErrInvalidUrl, u"No address of a file", m_url));
     } else if (scheme != u"http" && scheme != u"https" && scheme != u"ftp" && scheme != u"file") {
         Finish(Failure(kErrUnknownProtocol, u"Unknown scheme", m_url));
     } else {
-        m_file = CreateDownloadFile(m_path);
+        if (m_file == INVALID_HANDLE_VALUE) m_file = CreateDownloadFile(m_path);
         if (m_file == INVALID_HANDLE_VALUE) {
             Finish(FileFailure(GetLastError(), m_path));
-        } else if (const HRESULT started = Bind(); FAILED(started)) {
+        } else if (const HRESULT started = Bind(); FAILED(started) && !m_waits) {
             Finish(BindingFailure(started, m_url));
         }
     }
@@ -113,7 +110,7 @@ void UrlBinding::CloseFile() {
 }
 
 void UrlBinding::Tell(std::int32_t code, std::u16string text) {
-    if (m_report) m_report({code, std::move(text), m_target, m_received, m_max, std::nullopt});
+    if (m_report) m_report({code, std::move(text), m_target, m_received, m_max, std::nullopt, std::nullopt});
 }
 
 void UrlBinding::Finish(std::variant<std::u16string, ReadFailure> result) {
@@ -121,7 +118,7 @@ void UrlBinding::Finish(std::variant<std::u16string, ReadFailure> result) {
     CloseFile();
     if (!report) return;
     if (std::holds_alternative<ReadFailure>(result) && !m_path.empty()) DeleteFileW(Wide(m_path));
-    report({0, {}, m_target, m_received, m_max, std::move(result)});
+    report({0, {}, m_target, m_received, m_max, std::nullopt, std::move(result)});
 }
 
 HRESULT UrlBinding::QueryInterface(REFIID id, void** object) {
@@ -165,6 +162,7 @@ HRESULT UrlBinding::OnProgress(ULONG progress, ULONG progressMax, ULONG code, LP
         Fail(kErrRedirectFailed, u"A redirection that is not followed");
         return E_ABORT;
     }
+    if (m_status >= kFirstError || (m_triedTwice && IsToldOnce(code))) return S_OK;
     if (code == kStatusBeginDownload || code == kStatusDownloading || code == kStatusEndDownload) {
         m_received = std::max<std::int64_t>(m_received, progress);
         m_max = std::max<std::int64_t>(m_max, progressMax);
@@ -201,6 +199,7 @@ HRESULT UrlBinding::OnDataAvailable(DWORD, DWORD, FORMATETC*, STGMEDIUM* medium)
     for (;;) {
         ULONG count = 0;
         const HRESULT result = medium->pstm->Read(buffer.data(), static_cast<ULONG>(buffer.size()), &count);
+        if (m_digests) m_digests->Add({buffer.data(), count});
         DWORD written = 0;
         if (count > 0 &&
             (WriteFile(m_file, buffer.data(), count, &written, nullptr) == FALSE || written != count)) {
@@ -218,6 +217,7 @@ HRESULT UrlBinding::OnObjectAvailable(REFIID, IUnknown*) { return S_OK; }
 HRESULT UrlBinding::OnStopBinding(HRESULT result, LPCWSTR) {
     if (IBinding* const binding = std::exchange(m_binding, nullptr)) binding->Release();
     if (auto failure = FailureOf(result)) {
+        if (const auto wait = WaitBeforeSecondTry(*failure)) return TryAgainAfter(*wait);
         Finish(std::move(*failure));
     } else {
         Finish(m_path);
@@ -225,8 +225,32 @@ HRESULT UrlBinding::OnStopBinding(HRESULT result, LPCWSTR) {
     return S_OK;
 }
 
+// A busy server and one that is just starting are asked once more.
+std::optional<std::uint32_t> UrlBinding::WaitBeforeSecondTry(const ReadFailure& failure) const {
+    const bool isBusy = m_status == HTTP_STATUS_SERVICE_UNAVAIL || m_status == kTooManyRequests;
+    if (m_triedTwice || !m_report || !(isBusy || failure.number == kErrCannotConnect)) return std::nullopt;
+    const std::int64_t own = kSecondTry + static_cast<std::int64_t>(GetTickCount64() % (kSecondTry / 2));
+    const std::int64_t wait = m_status == 0 ? own : ParseRetryAfter(m_retryAfter).value_or(own);
+    // An earlier try than the server wants would be in vain.
+    return wait <= kLongestWait ? std::optional(static_cast<std::uint32_t>(wait)) : std::nullopt;
+}
+
+HRESULT UrlBinding::TryAgainAfter(std::uint32_t wait) {
+    m_waits = m_triedTwice = true;
+    m_target = m_url;
+    m_status = 0;
+    m_redirections = 0;
+    m_received = m_max = 0;
+    m_contentLength.reset();
+    m_digests.reset();
+    SetFilePointer(m_file, 0, nullptr, FILE_BEGIN);
+    SetEndOfFile(m_file);
+    m_report({0, {}, m_target, 0, 0, wait, std::nullopt});
+    return S_OK;
+}
+
 // A binding that ended well may still hold an error page or a part of the data.
-std::optional<ReadFailure> UrlBinding::FailureOf(HRESULT result) const {
+std::optional<ReadFailure> UrlBinding::FailureOf(HRESULT result) {
     if (m_status != 0 && !IsSuccess(m_status)) return StatusFailure(m_status, m_target);
     if (FAILED(result)) return BindingFailure(result, m_target);
     LARGE_INTEGER size{};
@@ -235,6 +259,9 @@ std::optional<ReadFailure> UrlBinding::FailureOf(HRESULT result) const {
     }
     if (m_contentLength && *m_contentLength != size.QuadPart) {
         return Failure(kErrDownloadFailure, u"The connection ended before the data did", m_target);
+    }
+    if (m_digests && !m_digests->Agrees()) {
+        return Failure(kErrDownloadFailure, u"The data disagrees with the server's digest of it", m_target);
     }
     return std::nullopt;
 }
@@ -252,8 +279,12 @@ HRESULT UrlBinding::OnResponse(DWORD status, LPCWSTR headers, LPCWSTR, LPWSTR* a
     const std::u16string head = FromWide(headers);
     const std::u16string length = HeaderField(head, u"content-length");
     const std::u16string encoding = Lower(HeaderField(head, u"content-encoding"));
-    // What the system decodes has another length.
-    if (!length.empty() && (encoding.empty() || encoding == u"identity")) {
+    m_retryAfter = HeaderField(head, u"retry-after");
+    m_digests.reset();
+    // What the system decodes has another length, and other digests.
+    if (!encoding.empty() && encoding != u"identity") return S_OK;
+    m_digests.emplace(head);
+    if (!length.empty()) {
         m_contentLength = std::wcstoll(Wide(length), nullptr, 10);
         m_max = *m_contentLength;
     }

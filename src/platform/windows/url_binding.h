@@ -2,6 +2,7 @@
 
 #include <windows.h>
 // after windows.h, whose types it uses
+#include "digest_check.h"
 #include "platform/url_reader.h"
 
 #include <urlmon.h>
@@ -22,6 +23,8 @@ struct BindingNotice {
     std::u16string target;  // the URL read at this moment
     std::int64_t bytesRead = 0;
     std::int64_t bytesMax = 0;  // 0 unknown
+    // Milliseconds until Start is to be called for a second try; nothing is told then.
+    std::optional<std::uint32_t> wait;
     // At the end only, and then always: the path of the file, or the failure.
     std::optional<std::variant<std::u16string, ReadFailure>> result;
 };
@@ -73,7 +76,9 @@ class UrlBinding final : public IBindStatusCallback, public IHttpNegotiate {
     bool MayFollow(std::u16string_view url);
     void Tell(std::int32_t code, std::u16string text);
     void Finish(std::variant<std::u16string, ReadFailure> result);
-    std::optional<ReadFailure> FailureOf(HRESULT result) const;
+    std::optional<ReadFailure> FailureOf(HRESULT result);
+    std::optional<std::uint32_t> WaitBeforeSecondTry(const ReadFailure& failure) const;
+    HRESULT TryAgainAfter(std::uint32_t wait);
     void StopBinding();
     void CloseFile();
 
@@ -83,11 +88,14 @@ class UrlBinding final : public IBindStatusCallback, public IHttpNegotiate {
     IBinding* m_binding = nullptr;
     HANDLE m_file = INVALID_HANDLE_VALUE;
     std::u16string m_path;
-    std::optional<ReadFailure> m_failure;         // found here, not by the moniker
+    std::optional<DigestCheck> m_digests;         // of the last HTTP response
+    std::u16string m_retryAfter;                  // likewise
     std::optional<std::int64_t> m_contentLength;  // of the bytes as they are written
     std::uint64_t m_lastSign = GetTickCount64();
     std::int64_t m_received = 0;
     std::int64_t m_max = 0;
+    bool m_waits = false;  // for its second try
+    bool m_triedTwice = false;
     DWORD m_status = 0;  // of the last HTTP response
     int m_redirections = 0;
     ULONG m_references = 1;

@@ -68,6 +68,7 @@ class UrlReader::Impl {
     void Deliver(Entry entry);
     void CallHandler(bool completion, const AsyncProperty& property);
     void Release(Read& read);
+    void OnTimer(UINT_PTR timer);
     void FailSilent();
     Reads::iterator Find(std::uint64_t id);
 
@@ -77,9 +78,9 @@ class UrlReader::Impl {
     std::deque<std::uint64_t> m_waiting;  // ids of reads without a binding, in order; some may be cancelled
     std::deque<Entry> m_queue;
     std::size_t m_bindings = 0;
-    std::uint64_t m_lastId = 0;
-    std::array<bool, 2> m_inHandler{};  // of progress, of completion
-    bool* m_ended = nullptr;            // set by the destructor for a delivery on the stack
+    std::uint64_t m_lastId = kWatchTimer;  // ids are those of the timers for second tries, too
+    std::array<bool, 2> m_inHandler{};     // of progress, of completion
+    bool* m_ended = nullptr;               // set by the destructor for a delivery on the stack
 };
 
 UrlReader::Impl::Impl(IReadEvents& events) : m_events(events) {
@@ -114,7 +115,7 @@ LRESULT CALLBACK UrlReader::Impl::OnMessage(HWND window, UINT message, WPARAM wP
         return 0;
     }
     if (self != nullptr && message == WM_TIMER) {
-        self->FailSilent();
+        self->OnTimer(wParam);
         return 0;
     }
     return DefWindowProcW(window, message, wParam, lParam);
@@ -169,6 +170,10 @@ void UrlReader::Impl::StartWaiting() {
 
 // Of several waiting notices of byte progress only the last one counts.
 void UrlReader::Impl::Queue(std::uint64_t read, BindingNotice notice) {
+    if (notice.wait) {
+        SetTimer(m_window, static_cast<UINT_PTR>(read), *notice.wait, nullptr);
+        return;
+    }
     const bool mayReplace = !notice.result && notice.code == kStatusDownloading && !m_queue.empty();
     if (mayReplace && m_queue.back().read == read && !m_queue.back().notice.result &&
         m_queue.back().notice.code == kStatusDownloading) {
@@ -238,6 +243,13 @@ void UrlReader::Impl::CallHandler(bool completion, const AsyncProperty& property
     m_ended = outer;
     m_inHandler[completion ? 1 : 0] = false;
     if (!m_queue.empty() || !m_waiting.empty()) Post();
+}
+
+void UrlReader::Impl::OnTimer(UINT_PTR timer) {
+    if (timer == kWatchTimer) return FailSilent();
+    KillTimer(m_window, timer);
+    const auto found = Find(timer);
+    if (found != m_reads.end() && found->second.binding != nullptr) found->second.binding->Start();
 }
 
 void UrlReader::Impl::FailSilent() {

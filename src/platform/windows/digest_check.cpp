@@ -1,0 +1,51 @@
+#include "digest_check.h"
+
+#include "http_fields.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace tsasync::platform {
+
+DigestCheck::DigestCheck(std::u16string_view head) {
+    const std::u16string digests = HeaderField(head, u"repr-digest");
+    Expect(BCRYPT_SHA256_ALGORITHM, 32, ParseReprDigest(digests, u"sha-256"));
+    Expect(BCRYPT_SHA512_ALGORITHM, 64, ParseReprDigest(digests, u"sha-512"));
+    Expect(BCRYPT_MD5_ALGORITHM, 16, DecodeBase64(HeaderField(head, u"content-md5")));
+}
+
+DigestCheck::~DigestCheck() {
+    for (const Expected& one : m_expected) {
+        BCryptDestroyHash(one.hash);
+        BCryptCloseAlgorithmProvider(one.algorithm, 0);
+    }
+}
+
+// A digest of another size is none.
+void DigestCheck::Expect(const wchar_t* algorithmName, std::size_t size, std::vector<unsigned char> digest) {
+    if (digest.size() != size) return;
+    BCRYPT_ALG_HANDLE algorithm = nullptr;
+    BCRYPT_HASH_HANDLE hash = nullptr;
+    if (BCryptOpenAlgorithmProvider(&algorithm, algorithmName, nullptr, 0) < 0) return;
+    if (BCryptCreateHash(algorithm, &hash, nullptr, 0, nullptr, 0, 0) < 0) {
+        BCryptCloseAlgorithmProvider(algorithm, 0);
+        return;
+    }
+    m_expected.push_back({algorithm, hash, std::move(digest)});
+}
+
+void DigestCheck::Add(std::span<std::byte> data) {
+    for (const Expected& one : m_expected) {
+        BCryptHashData(one.hash, reinterpret_cast<UCHAR*>(data.data()), static_cast<ULONG>(data.size()), 0);
+    }
+}
+
+bool DigestCheck::Agrees() {
+    return std::all_of(m_expected.begin(), m_expected.end(), [](const Expected& one) {
+        std::vector<unsigned char> digest(one.digest.size());
+        return BCryptFinishHash(one.hash, digest.data(), static_cast<ULONG>(digest.size()), 0) == 0 &&
+               digest == one.digest;
+    });
+}
+
+}  // namespace tsasync::platform
