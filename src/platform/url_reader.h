@@ -30,6 +30,7 @@ enum ReadStatus : std::int32_t {
 
 // Failures of a read: the URL moniker's numbers.
 inline constexpr std::int32_t kErrInvalidUrl = static_cast<std::int32_t>(0x800C0002u);
+inline constexpr std::int32_t kErrNoSession = static_cast<std::int32_t>(0x800C0003u);
 inline constexpr std::int32_t kErrCannotConnect = static_cast<std::int32_t>(0x800C0004u);
 inline constexpr std::int32_t kErrResourceNotFound = static_cast<std::int32_t>(0x800C0005u);
 inline constexpr std::int32_t kErrObjectNotFound = static_cast<std::int32_t>(0x800C0006u);
@@ -93,7 +94,8 @@ class UrlReader {
     void PlaceNear(std::u16string_view folder);
 
     // Starts a read of `target`. `type` is kReadIntoFile. Returns 0, or the error number of a refusal; a bad
-    // or unreachable URL is no refusal but a failed completion. The name must not be in use.
+    // or unreachable URL is no refusal but a failed completion. The name must not be in use. kErrNoSession
+    // when the thread could hear of nothing because another thread runs its message loop.
     std::int32_t AsyncRead(std::u16string_view target, std::int32_t type, std::u16string_view propertyName);
 
     // Stops the read and forgets its name, which may be used again at once. Returns 0, or kErrNoSuchRead when

@@ -13,6 +13,8 @@
 #include <atomic>
 #include <cerrno>
 #include <filesystem>
+#include <semaphore>
+#include <set>
 #include <thread>
 
 namespace tsasync::tests {
@@ -307,6 +309,50 @@ TEST_F(UrlReaderTest, EndsWithReadsRunningAndNoLoop) {
         }).join();
     }
     EXPECT_EQ(ReadFile(host.Read(web / "text").path), "hello");
+}
+
+// A thread without a context of its own shares the default one with whoever runs that.
+TEST_F(UrlReaderTest, NotifiesOnNoOtherThread) {
+    struct Listener final : platform::IReadEvents {
+        void AsyncReadProgress(const AsyncProperty&) override { threads.insert(std::this_thread::get_id()); }
+        void AsyncReadComplete(const AsyncProperty& property) override {
+            AsyncReadProgress(property);
+            completed = true;
+        }
+        std::set<std::thread::id> threads;
+        bool completed = false;
+    };
+    // Until `done`, or for so long.
+    const auto runDefaultContext = [](const bool& done, int milliseconds) {
+        for (; milliseconds > 0 && !done; milliseconds -= 2) {
+            g_main_context_iteration(nullptr, FALSE);
+            g_usleep(2000);
+        }
+    };
+    std::binary_semaphore here{0}, there{0};
+    std::thread worker([&] {
+        Listener listener;
+        platform::UrlReader reader(listener);
+        EXPECT_EQ(reader.AsyncRead(FromUtf8(web / "text"), platform::kReadIntoFile, u"one"), 0);
+        here.release();
+        there.acquire();
+        EXPECT_TRUE(listener.threads.empty());
+        runDefaultContext(listener.completed, 30'000);
+        EXPECT_TRUE(listener.completed);
+        EXPECT_EQ(listener.threads, std::set{std::this_thread::get_id()});
+        here.release();
+        there.acquire();
+        EXPECT_EQ(reader.AsyncRead(FromUtf8(web / "text"), platform::kReadIntoFile, u"two"),
+                  platform::kErrNoSession);
+    });
+    here.acquire();
+    runDefaultContext(false, 300);  // the read ends meanwhile
+    there.release();
+    here.acquire();
+    ASSERT_TRUE(g_main_context_acquire(nullptr));
+    there.release();
+    worker.join();
+    g_main_context_release(nullptr);
 }
 
 }  // namespace

@@ -51,6 +51,12 @@ void UrlReader::Impl::PlaceNear(std::u16string_view folder) {
 }
 
 std::int32_t UrlReader::Impl::Start(std::u16string_view target, std::u16string_view name) {
+    if (!m_mailbox->CanDeliver()) {
+        LogEntry(u"No read of " + std::u16string(target) +
+                 u": another thread runs the main context from which this thread would hear of it. Push a "
+                 u"thread-default main context first.");
+        return kErrNoSession;
+    }
     auto& read = m_reads[FoldKey(name)];
     if (read) return kErrDuplicateKey;
     read = std::make_shared<reader::Read>();

@@ -14,12 +14,38 @@ constexpr gint kPriority = G_PRIORITY_HIGH_IDLE + 30;
 // How long one turn of the main loop may deliver, in microseconds.
 constexpr gint64 kTurn = 8000;
 
+// The source of one mailbox. Of its members GLib knows the first only.
+struct MailSource {
+    GSource base;
+    GThread* owner;  // the only thread that may deliver; compared, never used
+    gint called;     // whether there is something to deliver; atomic
+};
+
+MailSource* AsMail(GSource* source) { return reinterpret_cast<MailSource*>(source); }
+
+// Also when another thread than the owner runs the context: to that one the source is never ready.
+gboolean IsReady(GSource* source) {
+    return g_atomic_int_get(&AsMail(source)->called) != 0 && AsMail(source)->owner == g_thread_self();
+}
+
+gboolean Prepare(GSource* source, gint* timeout) {
+    *timeout = -1;
+    return IsReady(source);
+}
+
 gboolean CallBack(GSource* source, GSourceFunc callback, gpointer data) {
-    g_source_set_ready_time(source, -1);
+    g_atomic_int_set(&AsMail(source)->called, 0);
     return callback(data);
 }
 
-GSourceFuncs g_sourceFunctions = {nullptr, nullptr, CallBack, nullptr, nullptr, nullptr};
+GSourceFuncs g_sourceFunctions = {Prepare, IsReady, CallBack, nullptr, nullptr, nullptr};
+
+// On any thread, while the source is attached.
+void Call(GSource* source) {
+    if (g_atomic_int_compare_and_exchange(&AsMail(source)->called, 0, 1)) {
+        g_main_context_wakeup(g_source_get_context(source));
+    }
+}
 
 }  // namespace
 
@@ -27,7 +53,7 @@ void Inbox::Post(std::vector<Notice> notices) {
     const std::lock_guard lock(m_mutex);
     if (m_closed) return;
     // Whoever has not yet taken the last ones has been called already.
-    if (m_notices.empty()) g_source_set_ready_time(m_source, 0);
+    if (m_notices.empty()) Call(m_source);
     m_notices.insert(m_notices.end(), std::make_move_iterator(notices.begin()),
                      std::make_move_iterator(notices.end()));
 }
@@ -59,8 +85,9 @@ std::shared_ptr<Mailbox> Mailbox::OfThisThread() {
 }
 
 Mailbox::Mailbox()
-    : m_source(g_source_new(&g_sourceFunctions, sizeof(GSource))),
+    : m_source(g_source_new(&g_sourceFunctions, sizeof(MailSource))),
       m_inbox(std::make_shared<Inbox>(m_source)) {
+    AsMail(m_source)->owner = g_thread_self();
     g_source_set_priority(m_source, kPriority);
     g_source_set_can_recurse(m_source, TRUE);  // a handler may run a modal dialog's loop
     g_source_set_static_name(m_source, "URL reader");
@@ -68,11 +95,17 @@ Mailbox::Mailbox()
 
 Mailbox::~Mailbox() {
     m_inbox->Close();
-    for (Queue::Entry& entry : m_progress.entries) {
-        entry.notice.read->completion.reset();  // it holds its read
-    }
+    // A completion that waits in its own read would keep it for ever.
+    for (const auto& entry : m_progress.entries) entry.notice.read->completion.reset();
     g_source_destroy(m_source);
     g_source_unref(m_source);
+}
+
+bool Mailbox::CanDeliver() const {
+    GMainContext* context = g_source_get_context(m_source);
+    if (!g_main_context_acquire(context)) return false;
+    g_main_context_release(context);
+    return true;
 }
 
 gboolean Mailbox::OnDispatch(gpointer self) {
@@ -83,14 +116,9 @@ gboolean Mailbox::OnDispatch(gpointer self) {
 
 void Mailbox::DeliverForAWhile() {
     const gint64 end = g_get_monotonic_time() + kTurn;
-    m_called = false;
     while (DeliverOne()) {
-        if (g_get_monotonic_time() >= end) return CallAgain();
+        if (g_get_monotonic_time() >= end) return Call(m_source);
     }
-}
-
-void Mailbox::CallAgain() {
-    if (!std::exchange(m_called, true)) g_source_set_ready_time(m_source, 0);
 }
 
 void Mailbox::SortInbox() {
@@ -128,7 +156,7 @@ void Mailbox::Deliver(Queue& queue) {
     if (read.receiver == nullptr) return;  // cancelled meanwhile
     queue.delivering = true;
     // Should the handler run a loop, the other kind goes on from there.
-    if (m_progress.Ready() || m_completions.Ready()) CallAgain();
+    if (m_progress.Ready() || m_completions.Ready()) Call(m_source);
     read.receiver->Receive(notice);
     queue.delivering = false;
 }

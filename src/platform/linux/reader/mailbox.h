@@ -15,7 +15,8 @@ namespace tsasync::platform::reader {
 // Where the transfer thread leaves notices for another thread.
 class Inbox {
   public:
-    // `source` is called when there is something to take; the inbox keeps a reference of its own.
+    // `source`, a mailbox's, is called when there is something to take; the inbox keeps a reference of its
+    // own.
     explicit Inbox(GSource* source) : m_source(g_source_ref(source)) {}
     ~Inbox() { g_source_unref(m_source); }
     Inbox(const Inbox&) = delete;
@@ -45,6 +46,10 @@ class Mailbox : public std::enable_shared_from_this<Mailbox> {
     // was the thread's default when the mailbox was made, and lives as long as someone holds it.
     static std::shared_ptr<Mailbox> OfThisThread();
 
+    // False while another thread runs that context: this thread would hear of nothing. Notices are never
+    // delivered on another thread; they wait until this one runs the context.
+    bool CanDeliver() const;
+
     Mailbox();
     ~Mailbox();
     Mailbox(const Mailbox&) = delete;
@@ -67,14 +72,12 @@ class Mailbox : public std::enable_shared_from_this<Mailbox> {
 
     static gboolean OnDispatch(gpointer self);
     void DeliverForAWhile();
-    void CallAgain();
     void SortInbox();
     bool DeliverOne();
     void Deliver(Queue& queue);
 
     GSource* m_source;
     std::shared_ptr<Inbox> m_inbox;
-    bool m_called = false;  // whether the source is due already
     std::uint64_t m_order = 0;
     Queue m_progress;
     Queue m_completions;
