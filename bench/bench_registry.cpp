@@ -14,6 +14,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <numeric>
 #include <random>
 #include <string>
 #include <utility>
@@ -26,9 +27,14 @@ constexpr double kNow = 45366;
 constexpr double kPast = kNow - 1;
 constexpr double kFuture = kNow + 1;
 constexpr double kLongAgo = kNow - 1000;  // nothing is due
-constexpr std::size_t kBatch = 100;
 
-enum class Access { AtHand, Anywhere };
+// At hand: the same records again and again. Cold: any record, with nothing of the engine in the processor's
+// caches, as it is for a host that does something else between two calls. Warm with warm and cold with cold:
+// a thousand jobs fit in the caches and a million don't, which says nothing about the registry.
+enum class Access { AtHand, Cold };
+// Operations in one iteration. Emptying the caches takes a thousand times as long as a cold operation.
+constexpr std::size_t BatchOf(Access access) { return access == Access::AtHand ? 100 : 11; }
+
 enum class Rest { Idle, Pending, Due };  // what the jobs are that no operation touches
 
 // A manager with a number of jobs, and the records that its host keeps.
@@ -64,10 +70,11 @@ class Engine final : IManagerEvents {
 
     // As many places in `records` as a batch has; at hand, the same ones as the last time.
     const std::vector<std::size_t>& Sample(Access access) {
-        if (access == Access::AtHand && !sample.empty()) return sample;
+        const std::size_t batch = BatchOf(access);
+        if (access == Access::AtHand && sample.size() == batch) return sample;
         sample.clear();
-        for (std::size_t i = 0; i < kBatch; ++i) {
-            const std::size_t part = records.size() / kBatch;  // one from each part, so that none comes twice
+        for (std::size_t i = 0; i < batch; ++i) {
+            const std::size_t part = records.size() / batch;  // one from each part, so that none comes twice
             sample.push_back(i * part + random() % part);
         }
         std::shuffle(sample.begin(), sample.end(), random);
@@ -117,22 +124,40 @@ Engine& EngineOf(const benchmark::State& state) {
     return *engine;
 }
 
-// Measures `operation` on every element, the rest of an iteration not at all.
-template <typename Elements, typename Operation>
-void Measure(benchmark::State& state, const Elements& elements, const Operation& operation) {
-    const auto start = std::chrono::steady_clock::now();
-    for (const auto& element : elements) operation(element);
-    const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
-    state.SetIterationTime(time.count() / static_cast<double>(kBatch));  // of one operation
+// Writes more than the processor's caches hold.
+void EvictCaches() {
+    constexpr std::size_t kSize = std::size_t{64} << 20U, kLine = 64;
+    static std::vector<char> memory(kSize);
+    for (std::size_t i = 0; i < kSize; i += kLine) ++memory[i];
+    benchmark::ClobberMemory();
 }
 
-void AddUrl(benchmark::State& state, Rest rest) {
+// Measures `operation` on every element, the rest of an iteration not at all. Warm it takes the mean, which
+// counts what comes now and then (a table that grows); cold the median, because one operation in a row may be
+// interrupted for longer than all the others take.
+template <typename Elements, typename Operation>
+void Measure(benchmark::State& state, Access access, const Elements& elements, const Operation& operation) {
+    std::vector<double> times;
+    for (const auto& element : elements) {
+        if (access == Access::Cold) EvictCaches();
+        const auto start = std::chrono::steady_clock::now();
+        operation(element);
+        times.push_back(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+    }
+    const auto middle = times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2);
+    std::nth_element(times.begin(), middle, times.end());
+    const double mean = std::accumulate(times.begin(), times.end(), 0.0) / static_cast<double>(times.size());
+    state.SetIterationTime(access == Access::Cold ? *middle : mean);  // of one operation
+}
+
+void AddUrl(benchmark::State& state, Rest rest, Access access) {
     Engine& engine = EngineOf(state);
     engine.SetRest(rest);
     while (state.KeepRunning()) {
         std::vector<std::u16string> urls;
-        for (std::size_t i = 0; i < kBatch; ++i) urls.push_back(Engine::Url(100'000'000 + engine.added++));
-        Measure(state, urls, [&](const auto& url) { engine.manager->AddURL(url, u"Asset"); });
+        for (std::size_t i = 0; i < BatchOf(access); ++i)
+            urls.push_back(Engine::Url(100'000'000 + engine.added++));
+        Measure(state, access, urls, [&](const auto& url) { engine.manager->AddURL(url, u"Asset"); });
         testplatform::SetNow(kLongAgo);
         for (const auto& url : urls) engine.manager->RemoveURL(engine.manager->GetHDL(url));
         testplatform::SetNow(kNow);
@@ -146,7 +171,7 @@ void HdlByUrl(benchmark::State& state, Rest rest, Access access) {
     while (state.KeepRunning()) {
         std::vector<std::u16string> urls;
         for (const std::size_t place : engine.Sample(access)) urls.push_back(Engine::Url(place));
-        Measure(state, urls,
+        Measure(state, access, urls,
                 [&](const auto& url) { benchmark::DoNotOptimize(engine.manager->HDLbyURL(url)); });
     }
 }
@@ -158,7 +183,7 @@ void ChangeState(benchmark::State& state, Rest rest, Access access) {
     const TSDLStateEnum other = rest == Rest::Idle ? tsdPending : tsdStopped;
     while (state.KeepRunning()) {
         const auto& sample = engine.Sample(access);
-        Measure(state, engine.HandlesOf(sample),
+        Measure(state, access, engine.HandlesOf(sample),
                 [&](const auto& handle) { engine.manager->ChangeState(handle, other, kFuture); });
         for (const std::size_t place : sample) {
             engine.records[place]->SetState(rest == Rest::Idle ? tsdStopped : tsdPending);
@@ -174,14 +199,14 @@ void RemoveUrl(benchmark::State& state, Rest rest, Access access) {
         const auto& sample = engine.Sample(access);
         const auto handles = engine.HandlesOf(sample);
         for (const std::size_t place : sample) engine.records[place].reset();
-        Measure(state, handles, [&](const auto& handle) { engine.manager->RemoveURL(handle); });
+        Measure(state, access, handles, [&](const auto& handle) { engine.manager->RemoveURL(handle); });
         for (const std::size_t place : sample) engine.AddAgain(place, rest);
     }
 }
 
 // Elections of jobs anywhere in the registry, or of the first ones where all are due. With `afterWrites` the
 // host makes each job due right before its election.
-void Elect(benchmark::State& state, Rest rest, Access access, bool afterWrites) {
+void Elect(benchmark::State& state, bool afterWrites, Rest rest, Access access) {
     Engine& engine = EngineOf(state);
     engine.SetRest(rest);
     while (state.KeepRunning()) {
@@ -192,8 +217,8 @@ void Elect(benchmark::State& state, Rest rest, Access access, bool afterWrites) 
         };
         if (!afterWrites && rest != Rest::Due) std::for_each(sample.begin(), sample.end(), makeDue);
         std::vector<std::u16string> elected;
-        elected.reserve(kBatch);
-        Measure(state, sample, [&](std::size_t place) {
+        elected.reserve(sample.size());
+        Measure(state, access, sample, [&](std::size_t place) {
             if (afterWrites) makeDue(place);
             elected.push_back(engine.manager->Elect());
         });
@@ -206,12 +231,12 @@ void Elect(benchmark::State& state, Rest rest, Access access, bool afterWrites) 
     }
 }
 
-void ElectNothing(benchmark::State& state, Rest rest) {
+void ElectNothing(benchmark::State& state, Rest rest, Access access) {
     Engine& engine = EngineOf(state);
     engine.SetRest(rest);
-    const std::vector<int> batch(kBatch);
+    const std::vector<int> batch(BatchOf(access));
     while (state.KeepRunning()) {
-        Measure(state, batch, [&](int) { benchmark::DoNotOptimize(engine.manager->Elect()); });
+        Measure(state, access, batch, [&](int) { benchmark::DoNotOptimize(engine.manager->Elect()); });
     }
 }
 
@@ -244,28 +269,35 @@ int main(int argc, char** argv) {
     using namespace tsasync;
     benchmark::Initialize(&argc, argv);
     using Run = std::function<void(benchmark::State&)>;
-    std::vector<std::pair<std::string, Run>> cases;
-    for (const Rest rest : {Rest::Idle, Rest::Pending}) {
-        const std::string among = rest == Rest::Idle ? "/idle" : "/pending";
-        cases.emplace_back("AddURL" + among, [=](auto& state) { AddUrl(state, rest); });
-        for (const Access access : {Access::AtHand, Access::Anywhere}) {
-            const std::string name = among + (access == Access::AtHand ? "/at hand" : "/anywhere");
-            cases.emplace_back("HDLbyURL" + name, [=](auto& state) { HdlByUrl(state, rest, access); });
-            cases.emplace_back("ChangeState" + name, [=](auto& state) { ChangeState(state, rest, access); });
-            cases.emplace_back("RemoveURL" + name, [=](auto& state) { RemoveUrl(state, rest, access); });
-            cases.emplace_back("Elect" + name, [=](auto& state) { Elect(state, rest, access, false); });
-            cases.emplace_back("Elect after writes" + name,
-                               [=](auto& state) { Elect(state, rest, access, true); });
+    struct Case {
+        std::string name;
+        Access access;
+        Run run;
+    };
+    std::vector<Case> cases;
+    for (const Access access : {Access::AtHand, Access::Cold}) {
+        const auto add = [&](const std::string& name, const auto& operation, auto... arguments) {
+            cases.push_back({name + (access == Access::AtHand ? "/at hand" : "/cold"), access,
+                             [=](auto& state) { operation(state, arguments..., access); }});
+        };
+        for (const Rest rest : {Rest::Idle, Rest::Pending}) {
+            const std::string among = rest == Rest::Idle ? "/idle" : "/pending";
+            add("AddURL" + among, AddUrl, rest);
+            add("HDLbyURL" + among, HdlByUrl, rest);
+            add("ChangeState" + among, ChangeState, rest);
+            add("RemoveURL" + among, RemoveUrl, rest);
+            add("Elect" + among, Elect, false, rest);
+            add("Elect after writes" + among, Elect, true, rest);
         }
+        add("Elect/due", Elect, false, Rest::Due);
+        add("Elect/none due", ElectNothing, Rest::Pending);
     }
-    cases.emplace_back("Elect/due", [](auto& state) { Elect(state, Rest::Due, Access::AtHand, false); });
-    cases.emplace_back("Elect/none due", [](auto& state) { ElectNothing(state, Rest::Pending); });
     for (const std::int64_t jobs : {1'000, 100'000, 1'000'000}) {
-        for (const auto& [name, run] : cases) {
+        for (const auto& [name, access, run] : cases) {
             benchmark::RegisterBenchmark(name.c_str(), run)
                 ->Arg(jobs)
                 ->UseManualTime()
-                ->Iterations(200)
+                ->Iterations(access == Access::AtHand ? 200 : 4)
                 ->Repetitions(5)
                 ->ReportAggregatesOnly();
         }
