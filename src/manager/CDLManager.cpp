@@ -64,13 +64,14 @@ void CDLManager::Terminate() noexcept {
     m_oCAT->Disconnect(*this);
     auto& thread = modSingleton::State();
     if (--thread.g_lManagerCount == 0) {
-        while (const auto oI = thread.g_colJobs->First()) {
+        // Closing a window may run the host's code: a manager that it creates begins anew.
+        const auto jobs = std::move(thread.g_colJobs);
+        thread.g_oCAT.reset();
+        while (const auto oI = jobs->First()) {
             m_oCAT->CancelDownload(JobKey(oI->Handle()));
-            thread.g_colJobs->RemoveFirst();
+            jobs->RemoveFirst();
             Step(OnError::GoOn, [&] { CloseDialog(*oI); });
         }
-        thread.g_colJobs.reset();
-        thread.g_oCAT.reset();
     }
     SetFrmP(nullptr);
     m_oCAT.reset();
