@@ -133,9 +133,10 @@ class DiskTest(RangeTest):
         self.check_rest(self.asset.body.size)
         (self.assets / "file.zip").unlink()
         self.cache.parent.chmod(0o555)
+        self.assets.parent.chmod(0o555)
         self.check_failure(f"nothing arrived; {self.cache.parent}: Permission denied")
-        self.cache.parent.chmod(0o755)
-        self.check_rest(0)
+        self.assets.parent.chmod(0o755)
+        self.check_rest(0)  # by the place beside the assets folder
 
     def test_an_assets_folder_that_goes_meanwhile(self):
         def remove():

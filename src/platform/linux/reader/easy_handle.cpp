@@ -37,7 +37,6 @@ EasyHandle Create() {
                      "");  // what comes encoded although we ask for nothing is decoded
     curl_easy_setopt(handle, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
     curl_easy_setopt(handle, CURLOPT_BUFFERSIZE, kReceiveBuffer);
-    curl_easy_setopt(handle, CURLOPT_FILETIME, 1L);
     curl_easy_setopt(handle, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(Timing().connect.count()));
     SetTrust(handle);
     return easy;

@@ -9,11 +9,9 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <ctime>
-#include <optional>
-#include <set>
-#include <vector>
 
 namespace tsasync::platform::reader {
 
@@ -64,19 +62,20 @@ std::string RandomName() {
 
 }  // namespace
 
-std::string PrivateFolder::PathFor(const std::string& near) {
+std::vector<std::string> PrivateFolder::PathsFor(const std::string& near) {
     const std::string cache = g_get_user_cache_dir();
-    std::string inCache = cache + "/" + kNameInCache;
-    if (near.empty() || near.front() != '/') return inCache;
+    const std::string inCache = cache + "/" + kNameInCache;
+    if (near.empty() || near.front() != '/') return {inCache};
     struct stat wanted {};
     struct stat there {};
     const std::string existing = ExistingPart(near, wanted);
     ExistingPart(cache, there);
-    if (wanted.st_dev == there.st_dev) return inCache;
+    const bool cacheIsNear = wanted.st_dev == there.st_dev;
     const std::string beside = existing == near ? Parent(near) : existing;
     if (stat(beside.c_str(), &there) != 0 || there.st_dev != wanted.st_dev || there.st_uid != geteuid())
-        return inCache;
-    return beside + "/" + kNameBeside;
+        return {inCache};
+    const std::string ours = beside + "/" + kNameBeside;
+    return cacheIsNear ? std::vector{inCache, ours} : std::vector{ours, inCache};
 }
 
 std::variant<std::shared_ptr<PrivateFolder>, ReadFailure> PrivateFolder::Open(const std::string& path) {
@@ -135,12 +134,6 @@ void PrivateFolder::Sweep() const {
     SweepSessions();
 }
 
-void PrivateFolder::SweepSessions() const {
-    for (const std::string& name : Entries(m_folder.Get())) {
-        if (!IsMetadataName(name) && name != m_session) SweepSession(name);
-    }
-}
-
 // Removes a partial file that is too old, with its metadata; likewise metadata that leads to none.
 void PrivateFolder::SweepMetadata(const std::string& name, std::int64_t now) const {
     MetadataFile file = MetadataFile::Hold(m_folder.Get(), name, false);
@@ -154,22 +147,34 @@ void PrivateFolder::SweepMetadata(const std::string& name, std::int64_t now) con
     file.Remove();
 }
 
-// Removes what a process that lives no longer has left and no metadata leads to.
-void PrivateFolder::SweepSession(const std::string& name) const {
-    const FileHandle session(
-        openat(m_folder.Get(), name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    if (!session || flock(session.Get(), LOCK_EX | LOCK_NB) != 0) return;
-    // Looked up under the lock: from here on nobody makes new data here.
+// Removes what processes that live no longer have left and no metadata leads to.
+void PrivateFolder::SweepSessions() const {
+    std::set<std::string> wanted = WantedData();
+    for (const std::string& name : Entries(m_folder.Get())) {
+        if (IsMetadataName(name) || name == m_session) continue;
+        const FileHandle session(
+            openat(m_folder.Get(), name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        if (!session || flock(session.Get(), LOCK_EX | LOCK_NB) != 0) continue;
+        const auto left = Entries(session.Get());
+        const auto isWanted = [&](const std::string& data) { return wanted.contains(name + "/" + data); };
+        if (!left.empty() && std::all_of(left.begin(), left.end(), isWanted)) continue;
+        // Once more under the lock: from here on nobody makes new data here.
+        wanted = WantedData();
+        for (const std::string& data : left) {
+            if (!isWanted(data)) unlinkat(session.Get(), data.c_str(), 0);
+        }
+        unlinkat(m_folder.Get(), name.c_str(), AT_REMOVEDIR);
+    }
+}
+
+// All data files that metadata leads to.
+std::set<std::string> PrivateFolder::WantedData() const {
     std::set<std::string> wanted;
     for (const std::string& entry : Entries(m_folder.Get())) {
         if (!IsMetadataName(entry)) continue;
         if (const auto meta = LoadMetadata(m_folder.Get(), entry)) wanted.insert(meta->data);
     }
-    const std::string prefix = name + "/";
-    for (const std::string& data : Entries(session.Get())) {
-        if (!wanted.contains(prefix + data)) unlinkat(session.Get(), data.c_str(), 0);
-    }
-    unlinkat(m_folder.Get(), name.c_str(), AT_REMOVEDIR);
+    return wanted;
 }
 
 }  // namespace tsasync::platform::reader

@@ -5,8 +5,10 @@
 
 #include <cstdint>
 #include <memory>
+#include <set>
 #include <string>
 #include <variant>
+#include <vector>
 
 namespace tsasync::platform::reader {
 
@@ -15,10 +17,10 @@ namespace tsasync::platform::reader {
 // the metadata files that tell later reads what there is to continue.
 class PrivateFolder {
   public:
-    // The private folder for files that are wanted in `near` (which may be empty or not exist yet):
-    // $XDG_CACHE_HOME/QMASYN10 when that is on the same volume; else .QMASYN10 beside `near` when the
-    // folder there is the user's own and on the same volume; else the former after all.
-    static std::string PathFor(const std::string& near);
+    // Where the private folder for files that are wanted in `near` (which may be empty or not exist yet) can
+    // be, the best place first: $XDG_CACHE_HOME/QMASYN10 when that is on the same volume; .QMASYN10 beside
+    // `near` when the folder there is the user's own and on the same volume; the former whatever its volume.
+    static std::vector<std::string> PathsFor(const std::string& near);
 
     // Opens the folder at `path`, making it where it is missing, starts a session in it and sweeps it.
     static std::variant<std::shared_ptr<PrivateFolder>, ReadFailure> Open(const std::string& path);
@@ -43,8 +45,8 @@ class PrivateFolder {
     int StartSession();
     void Sweep() const;
     void SweepSessions() const;
+    std::set<std::string> WantedData() const;
     void SweepMetadata(const std::string& name, std::int64_t now) const;
-    void SweepSession(const std::string& name) const;
 
     std::string m_path;
     FileHandle m_folder;

@@ -54,6 +54,11 @@ std::variant<SourceUrl, ReadFailure> Describe(CURLU* url, std::string_view asked
     SourceUrl source;
     source.scheme = Part(url, CURLUPART_SCHEME).value_or("");
     if (!IsServed(source.scheme)) return Failure(kErrUnknownProtocol, "Unknown scheme", asked);
+    source.user = Part(url, CURLUPART_USER, CURLU_URLDECODE).value_or("");
+    source.password = Part(url, CURLUPART_PASSWORD, CURLU_URLDECODE).value_or("");
+    // The text goes into messages, which may go anywhere.
+    curl_url_set(url, CURLUPART_USER, nullptr, 0);
+    curl_url_set(url, CURLUPART_PASSWORD, nullptr, 0);
     const auto text = Part(url, CURLUPART_URL);
     const auto path = Part(url, CURLUPART_PATH, source.scheme == "file" ? CURLU_URLDECODE : 0);
     if (!text || !path) return Failure(kErrInvalidUrl, "Malformed URL", asked);
@@ -67,8 +72,6 @@ std::variant<SourceUrl, ReadFailure> Describe(CURLU* url, std::string_view asked
     for (char& c : source.host) c = g_ascii_tolower(c);
     source.origin = source.scheme + "://" + source.host + ":" +
                     Part(url, CURLUPART_PORT, CURLU_DEFAULT_PORT).value_or("");
-    source.user = Part(url, CURLUPART_USER, CURLU_URLDECODE).value_or("");
-    source.password = Part(url, CURLUPART_PASSWORD, CURLU_URLDECODE).value_or("");
     if (source.host.empty()) return Failure(kErrInvalidUrl, "Malformed URL", asked);
     return source;
 }

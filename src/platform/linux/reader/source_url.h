@@ -11,13 +11,15 @@ namespace tsasync::platform::reader {
 
 // A URL that can be read.
 struct SourceUrl {
-    std::string text;    // escaped, so that only visible ASCII is left
+    std::string text;    // escaped, so that only visible ASCII is left; without user and password
     std::string scheme;  // http, https, ftp or file
     std::string host;    // in lower case; empty for file
     std::string origin;  // scheme, host and port
     std::string user;    // as written in the URL, decoded; both empty where it names no user
     std::string password;
     std::string path;  // file only: the path on this machine
+
+    bool NamesUser() const { return !user.empty() || !password.empty(); }
 };
 
 // `text` as a source, or why it can't be one: kErrInvalidUrl, kErrUnknownProtocol.

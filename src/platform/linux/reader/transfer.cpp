@@ -85,8 +85,8 @@ CURL* Transfer::Attach(EasyHandle easy, const ProxyChoice& proxy) {
 // The user's name in the URL is told to the server that the URL names, and to no other.
 void Transfer::SetUrl() {
     const SourceUrl& credentials =
-        m_source.user.empty() && m_source.origin == m_asked.origin ? m_asked : m_source;
-    const bool named = !credentials.user.empty();
+        !m_source.NamesUser() && m_source.origin == m_asked.origin ? m_asked : m_source;
+    const bool named = credentials.NamesUser();
     curl_easy_setopt(m_easy.get(), CURLOPT_URL, m_source.text.c_str());
     curl_easy_setopt(m_easy.get(), CURLOPT_USERNAME, named ? credentials.user.c_str() : nullptr);
     curl_easy_setopt(m_easy.get(), CURLOPT_PASSWORD, named ? credentials.password.c_str() : nullptr);

@@ -188,8 +188,7 @@ std::shared_ptr<PrivateFolder> TransferThread::FolderFor(const Read& read, ReadF
     auto& known = m_folders[read.folder];
     if (known && known->StillThere()) return known;
     known = nullptr;
-    // Where the best place can't be used any other will do: placing then copies.
-    for (const std::string& path : {PrivateFolder::PathFor(read.folder), PrivateFolder::PathFor({})}) {
+    for (const std::string& path : PrivateFolder::PathsFor(read.folder)) {
         for (const auto& [near, folder] : m_folders) {
             if (folder && folder->PathOf("") == path + "/" && folder->StillThere()) return known = folder;
         }
