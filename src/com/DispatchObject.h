@@ -2,7 +2,7 @@
 
 #include "com/Dispatch.h"
 #include "com/ModuleLock.h"
-#include "platform/module.h"
+#include "com/TypeLibrary.h"
 
 #include <span>
 
@@ -45,12 +45,12 @@ class DispatchObject : public Interface, public ISupportErrorInfo {
 
     HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override {
         if (count == nullptr) return E_POINTER;
-        *count = platform::HasTypeLibrary() ? 1 : 0;
+        *count = HasTypeLibrary() ? 1 : 0;
         return S_OK;
     }
     HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT index, LCID, ITypeInfo** description) override {
         if (description == nullptr) return E_POINTER;
-        *description = index == 0 ? platform::InterfaceDescription(m_identifiers.front()) : nullptr;
+        *description = index == 0 ? InterfaceDescription(m_identifiers.front()) : nullptr;
         return *description != nullptr ? S_OK : DISP_E_BADINDEX;
     }
     HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID riid, LPOLESTR* names, UINT count, LCID,

@@ -3,12 +3,11 @@
 #include "com/ErrorBoundary.h"
 #include "com/ModuleLock.h"
 #include "com/Registration.h"
-#include "platform/module.h"
+#include "com/TypeLibrary.h"
 #include "tsasync/TSAsync.h"
 #include "tsasync/host.hpp"
 
 namespace com = tsasync::com;
-namespace platform = tsasync::platform;
 
 extern "C" HRESULT STDMETHODCALLTYPE DllGetClassObject(REFCLSID rclsid, REFIID riid, void** ppv) {
     if (ppv == nullptr) return E_POINTER;
@@ -26,12 +25,12 @@ extern "C" HRESULT STDMETHODCALLTYPE DllRegisterServer() {
     const HRESULT done = com::Guarded(IID_NULL, [&] { written = com::RegisterClass(); });
     if (FAILED(done)) return done;
     if (!written) return SELFREG_E_CLASS;
-    return platform::RegisterTypeLibrary() ? S_OK : SELFREG_E_TYPELIB;
+    return com::RegisterTypeLibrary() ? S_OK : SELFREG_E_TYPELIB;
 }
 
 extern "C" HRESULT STDMETHODCALLTYPE DllUnregisterServer() {
     bool removed = false;
-    const bool typeLibraryRemoved = platform::UnregisterTypeLibrary();
+    const bool typeLibraryRemoved = com::UnregisterTypeLibrary();
     const HRESULT done = com::Guarded(IID_NULL, [&] { removed = com::UnregisterClass(); });
     if (FAILED(done)) return done;
     if (!removed) return SELFREG_E_CLASS;

@@ -17,12 +17,4 @@ std::u16string ModulePath() {
     return path ? FromUtf8(path.get()) : std::u16string();
 }
 
-bool HasTypeLibrary() { return false; }
-
-bool RegisterTypeLibrary() { return true; }
-
-bool UnregisterTypeLibrary() { return true; }
-
-ITypeInfo* InterfaceDescription(REFGUID) { return nullptr; }
-
 }  // namespace tsasync::platform

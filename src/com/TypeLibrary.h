@@ -1,0 +1,18 @@
+#pragma once
+
+#include "tsasync/com.h"
+
+// The type library in the component's file, through which hosts' compilers and script engines read the
+// interfaces. Only Windows has type libraries.
+namespace tsasync::com {
+
+bool HasTypeLibrary();
+
+// Write and remove its registration. False when the system refuses; true where there is no type library.
+bool RegisterTypeLibrary();
+bool UnregisterTypeLibrary();
+
+// The description of the interface `id`, counted for the caller; null when there is none.
+ITypeInfo* InterfaceDescription(REFGUID id);
+
+}  // namespace tsasync::com
