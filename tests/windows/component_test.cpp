@@ -138,6 +138,8 @@ TEST_P(ComponentEvents, TellOfADownloadFromItsStartToItsFile) {
     BSTR text = nullptr;
     sink.last->get_FinalPath(&text);
     const std::wstring path = Take(text);
+    sink.last->get_TmpPath(&text);
+    EXPECT_EQ(Take(text).substr(0, 2), path.substr(0, 2)) << "received on the volume of the assets";
     EXPECT_NE(GetFileAttributesW(path.c_str()), INVALID_FILE_ATTRIBUTES)
         << std::string(path.begin(), path.end());
     sink.last->get_MIMEType(&text);
@@ -220,7 +222,7 @@ TEST_F(Component, GivesTheSameSlotsUnderItsEarlierIdentifiers) {
 
 HWND Dialog() { return FindWindowW(L"QMASYN10.Progress", nullptr); }
 
-// The window as it stands on the screen, as a file of 32 bits per pixel.
+// The window as it stands on the screen, as a file of 24 bits per pixel, each row filled up to whole words.
 void SavePicture(HWND window, const std::wstring& path) {
     RECT area{};
     GetWindowRect(window, &area);
@@ -229,12 +231,12 @@ void SavePicture(HWND window, const std::wstring& path) {
     const HDC screen = GetDC(nullptr);
     const HDC memory = CreateCompatibleDC(screen);
     BITMAPINFO info{};
-    info.bmiHeader = {sizeof info.bmiHeader, width, -height, 1, 32, BI_RGB, 0, 0, 0, 0, 0};
+    info.bmiHeader = {sizeof info.bmiHeader, width, -height, 1, 24, BI_RGB, 0, 0, 0, 0, 0};
     void* pixels = nullptr;
     const HBITMAP bitmap = CreateDIBSection(screen, &info, DIB_RGB_COLORS, &pixels, nullptr, 0);
     SelectObject(memory, bitmap);
     BitBlt(memory, 0, 0, width, height, screen, area.left, area.top, SRCCOPY);
-    const auto size = static_cast<DWORD>(width * height * 4);
+    const auto size = static_cast<DWORD>((width * 3 + 3) / 4 * 4 * height);
     BITMAPFILEHEADER header{};
     header.bfType = 0x4D42;
     header.bfOffBits = sizeof header + sizeof info.bmiHeader;

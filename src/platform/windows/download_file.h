@@ -3,14 +3,23 @@
 #include <windows.h>
 
 #include <string>
+#include <string_view>
 
 namespace tsasync::platform {
 
-// Creates an empty file of its own for the data of a read, in a private folder of the user's temporary files,
-// and opens it for writing. INVALID_HANDLE_VALUE, and the reason in GetLastError, when there can be none.
-HANDLE CreateDownloadFile(std::u16string& path);
+// Where reads put their data if it is wanted in the folder `goal` (empty: anywhere): a folder of the user's
+// temporary files, or if those are on another volume a hidden one beside the goal.
+std::u16string DownloadFolder(std::u16string_view goal);
 
-// Deletes what reads left in that folder more than seven days ago.
-void SweepDownloadFiles();
+// Creates an empty file of its own for the data of a read in a download folder and opens it for writing.
+// Takes that of the temporary files when the folder can't be made. INVALID_HANDLE_VALUE, and the reason in
+// GetLastError, when there can be none.
+HANDLE CreateDownloadFile(std::u16string_view folder, std::u16string& path);
+
+// Deletes what reads left in a download folder more than seven days ago.
+void SweepDownloadFiles(const std::u16string& folder);
+
+// Removes a download folder that is empty. That of the temporary files stays.
+void RemoveDownloadFolder(const std::u16string& folder);
 
 }  // namespace tsasync::platform

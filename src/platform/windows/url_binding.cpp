@@ -49,8 +49,8 @@ bool IsForwarded(ULONG code) {
 
 }  // namespace
 
-UrlBinding::UrlBinding(std::u16string url, Report report)
-    : m_url(std::move(url)), m_target(m_url), m_report(std::move(report)) {}
+UrlBinding::UrlBinding(std::u16string url, std::u16string folder, Report report)
+    : m_url(std::move(url)), m_folder(std::move(folder)), m_target(m_url), m_report(std::move(report)) {}
 
 UrlBinding::~UrlBinding() { CloseFile(); }
 
@@ -63,7 +63,7 @@ void UrlBinding::Start() {
     } else if (scheme != u"http" && scheme != u"https" && scheme != u"ftp" && scheme != u"file") {
         Finish(Failure(kErrUnknownProtocol, u"Unknown scheme", m_url));
     } else {
-        if (m_file == INVALID_HANDLE_VALUE) m_file = CreateDownloadFile(m_path);
+        if (m_file == INVALID_HANDLE_VALUE) m_file = CreateDownloadFile(m_folder, m_path);
         if (m_file == INVALID_HANDLE_VALUE) {
             Finish(FileFailure(GetLastError(), m_path));
         } else if (const HRESULT started = Bind(); FAILED(started) && !m_waits) {

@@ -35,9 +35,9 @@ class UrlBinding final : public IBindStatusCallback, public IHttpNegotiate {
   public:
     using Report = std::function<void(BindingNotice)>;
 
-    // `report` may be called from inside Start already. It is called last with a result, and never after
-    // Abort.
-    UrlBinding(std::u16string url, Report report);
+    // `folder` is a download folder. `report` may be called from inside Start already. It is called last with
+    // a result, and never after Abort.
+    UrlBinding(std::u16string url, std::u16string folder, Report report);
     UrlBinding(const UrlBinding&) = delete;
     UrlBinding& operator=(const UrlBinding&) = delete;
 
@@ -82,7 +82,8 @@ class UrlBinding final : public IBindStatusCallback, public IHttpNegotiate {
     void StopBinding();
     void CloseFile();
 
-    std::u16string m_url;     // as asked for
+    std::u16string m_url;  // as asked for
+    std::u16string m_folder;
     std::u16string m_target;  // after redirections
     Report m_report;          // empty once the end is told
     IBinding* m_binding = nullptr;

@@ -44,6 +44,7 @@ class UrlReader::Impl {
     Impl(const Impl&) = delete;
     Impl& operator=(const Impl&) = delete;
 
+    void PlaceNear(std::u16string_view folder);
     std::int32_t Start(std::u16string_view target, std::u16string_view name);
     std::int32_t Cancel(std::u16string_view name);
 
@@ -51,6 +52,7 @@ class UrlReader::Impl {
     struct Read {
         std::u16string name;
         std::u16string url;
+        std::u16string folder;  // of its data
         std::uint64_t id = 0;
         UrlBinding* binding = nullptr;  // null while the read waits
     };
@@ -74,6 +76,8 @@ class UrlReader::Impl {
 
     IReadEvents& m_events;
     HWND m_window = nullptr;
+    std::u16string m_goal;                         // where that is wanted
+    std::u16string m_folder = DownloadFolder({});  // of the data of reads from now on
     Reads m_reads;
     std::deque<std::uint64_t> m_waiting;  // ids of reads without a binding, in order; some may be cancelled
     std::deque<Entry> m_queue;
@@ -97,7 +101,7 @@ UrlReader::Impl::Impl(IReadEvents& events) : m_events(events) {
     }
     SetWindowLongPtrW(m_window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
     SetTimer(m_window, kWatchTimer, kWatchInterval, nullptr);
-    SweepDownloadFiles();
+    SweepDownloadFiles(m_folder);
 }
 
 UrlReader::Impl::~Impl() {
@@ -105,6 +109,7 @@ UrlReader::Impl::~Impl() {
     for (auto& [name, read] : m_reads) Release(read);
     SetWindowLongPtrW(m_window, GWLP_USERDATA, 0);
     DestroyWindow(m_window);
+    RemoveDownloadFolder(m_folder);
 }
 
 LRESULT CALLBACK UrlReader::Impl::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
@@ -121,10 +126,19 @@ LRESULT CALLBACK UrlReader::Impl::OnMessage(HWND window, UINT message, WPARAM wP
     return DefWindowProcW(window, message, wParam, lParam);
 }
 
+void UrlReader::Impl::PlaceNear(std::u16string_view folder) {
+    if (folder == m_goal) return;
+    m_goal = folder;
+    const std::u16string old = std::exchange(m_folder, DownloadFolder(folder));
+    if (old == m_folder) return;
+    RemoveDownloadFolder(old);
+    SweepDownloadFiles(m_folder);
+}
+
 std::int32_t UrlReader::Impl::Start(std::u16string_view target, std::u16string_view name) {
     const auto [place, isNew] = m_reads.try_emplace(FoldKey(name));
     if (!isNew) return kErrDuplicateKey;
-    place->second = {std::u16string(name), std::u16string(target), ++m_lastId, nullptr};
+    place->second = {std::u16string(name), std::u16string(target), m_folder, ++m_lastId, nullptr};
     m_waiting.push_back(m_lastId);
     Post();
     return 0;
@@ -160,8 +174,9 @@ void UrlReader::Impl::StartWaiting() {
         m_waiting.pop_front();
         const auto found = Find(id);
         if (found == m_reads.end()) continue;  // cancelled meanwhile
-        auto* const binding = new UrlBinding(
-            found->second.url, [this, id](BindingNotice notice) { Queue(id, std::move(notice)); });
+        auto* const binding =
+            new UrlBinding(found->second.url, found->second.folder,
+                           [this, id](BindingNotice notice) { Queue(id, std::move(notice)); });
         found->second.binding = binding;
         ++m_bindings;
         binding->Start();
@@ -268,9 +283,7 @@ UrlReader::UrlReader(IReadEvents& events) : m_impl(std::make_unique<Impl>(events
 
 UrlReader::~UrlReader() = default;
 
-// The data always goes to the user's temporary files: the move to another volume writes it beside its place
-// first.
-void UrlReader::PlaceNear(std::u16string_view) {}
+void UrlReader::PlaceNear(std::u16string_view folder) { m_impl->PlaceNear(folder); }
 
 std::int32_t UrlReader::AsyncRead(std::u16string_view target, std::int32_t type,
                                   std::u16string_view propertyName) {
