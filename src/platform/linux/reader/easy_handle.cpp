@@ -13,7 +13,7 @@ constexpr long kReceiveBuffer = 64 * 1024;  // bytes; larger ones fall out of th
 void SetTrust(CURL* easy) {
     curl_easy_setopt(easy, CURLOPT_SSLVERSION, CURL_SSLVERSION_TLSv1_2);
     for (const char* name : {"CURL_CA_BUNDLE", "SSL_CERT_FILE"}) {
-        if (const char* file = g_getenv(name)) {
+        if (const char* file = g_getenv(name); file != nullptr && *file != '\0') {
             curl_easy_setopt(easy, CURLOPT_CAINFO, file);
             return;
         }

@@ -134,6 +134,8 @@ bool ResponseHead::AddField(std::string_view fieldName, std::string_view value) 
         const auto length = value.empty() ? std::nullopt : ParseNumber(value);
         if (!length || (contentLength && contentLength != length)) return false;
         contentLength = length;
+    } else if (name == "transfer-encoding") {
+        isChunked = true;
     } else if (name == "content-type") {
         mediaType = ParseMediaType(value);
     } else if (name == "content-encoding") {

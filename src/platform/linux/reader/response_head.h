@@ -52,6 +52,7 @@ class ResponseHead {
     int Status() const { return m_status; }
 
     std::string mediaType;        // empty when missing or malformed
+    bool isChunked = false;       // or in another transfer coding
     std::string contentEncoding;  // in lower case; empty also for "identity", which is none
     std::string location;
     std::string etag;

@@ -73,6 +73,7 @@ CURL* Transfer::Attach(EasyHandle easy, const ProxyChoice& proxy) {
     SetConditions();
     m_error[0] = '\0';
     m_head = {};
+    m_farewell = {};
     m_body = Body::Undecided;
     m_ignored = 0;
     m_stopped.reset();
@@ -192,8 +193,17 @@ bool Transfer::IsSameVersion() const {
     return theirs.empty() || theirs == ours;
 }
 
+// Only then: a connection that goes on, or carries other transfers too, must hold nothing of this one.
+bool Transfer::EndsWithConnection() const {
+    long version = 0;
+    curl_easy_getinfo(m_easy.get(), CURLINFO_HTTP_VERSION, &version);
+    const bool one = version == CURL_HTTP_VERSION_1_0 || version == CURL_HTTP_VERSION_1_1;
+    return one && !m_head.contentLength && !m_head.isChunked;
+}
+
 bool Transfer::BeginSaving() {
     m_body = Body::Saved;
+    if (EndsWithConnection()) m_farewell.Await(m_easy.get());
     m_start.clear();
     m_mediaType = m_head.mediaType;
     if (SaysNothing(m_mediaType) && m_file.Earlier()) m_mediaType = m_file.Earlier()->mediaType;
@@ -294,6 +304,11 @@ Verdict Transfer::Judge(CURLcode code) {
 
 Verdict Transfer::JudgeSaved(CURLcode code) {
     if (code != CURLE_OK) return Verdict::Fail(TransportFailure(code, m_error, m_source.text));
+    if (m_farewell.IsMissing()) {
+        return Verdict::Fail(Failure(kErrDownloadFailure,
+                                     "The connection ended, but the server did not say that this is the end",
+                                     m_source.text));
+    }
     if (m_total > 0 && m_file.Size() != m_total) {
         return Verdict::Fail(Failure(kErrDownloadFailure,
                                      "The server sent another number of bytes than it said", m_source.text));

@@ -7,6 +7,7 @@
 #include "platform/linux/reader/report.h"
 #include "platform/linux/reader/response_head.h"
 #include "platform/linux/reader/source_url.h"
+#include "platform/linux/reader/tls_farewell.h"
 
 #include <chrono>
 #include <cstdint>
@@ -79,6 +80,7 @@ class Transfer {
     bool TakeFirstData();
     bool TakeData(std::string_view bytes);
     bool Stop(ReadFailure failure);
+    bool EndsWithConnection() const;
     bool BeginSaving();
     bool ContinuesOurs(const ContentRange& range) const;
     bool IsSameVersion() const;
@@ -116,6 +118,7 @@ class Transfer {
     bool m_triedToKeep = false;
     bool m_startOver = false;  // the answer doesn't fit what we have: ask once more, for the whole
     std::int64_t m_total = 0;  // of the file when it is whole; 0 unknown
+    TlsFarewell m_farewell;
     Clock::time_point m_lastByte;
 
     std::optional<DigestCheck> m_check;
