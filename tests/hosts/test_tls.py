@@ -1,10 +1,13 @@
 """Secured servers: whom the component trusts, and what it speaks with them."""
+import http.server
+import ssl
 import subprocess
 import unittest
 
 from tls_support import TlsTest
 
-SECURITY_PROBLEM, REDIRECT_FAILED, INVALID_CERTIFICATE = 0x800C000E, 0x800C0014, 0x800C0019
+DOWNLOAD_FAILURE, SECURITY_PROBLEM = 0x800C0008, 0x800C000E
+REDIRECT_FAILED, INVALID_CERTIFICATE = 0x800C0014, 0x800C0019
 CONTENT = b"\x89PNG\r\n\x1a\n" + bytes(range(256)) * 300
 OLD = "ssl_protocols TLSv1.1; ssl_ciphers DEFAULT:@SECLEVEL=0;"
 
@@ -45,6 +48,8 @@ class Tls(TlsTest):
             ({"SSL_CERT_FILE": authority}, CONTENT),
             ({"SSL_CERT_FILE": own, "CURL_CA_BUNDLE": authority}, CONTENT),
             ({"SSL_CERT_FILE": authority, "CURL_CA_BUNDLE": own}, INVALID_CERTIFICATE),
+            ({"SSL_CERT_FILE": authority, "CURL_CA_BUNDLE": ""}, CONTENT),
+            ({"SSL_CERT_FILE": authority, "CURL_CA_BUNDLE": str(self.root / "none.pem")}, INVALID_CERTIFICATE),
         ]
         for variables, expected in rows:
             with self.subTest(variables):
@@ -63,6 +68,35 @@ class Tls(TlsTest):
         self.assertEqual(self.fetched(), {name: CONTENT + name.encode() for name in names})
         log = (self.root / "nginx" / "access.log").read_text().splitlines()
         self.assertEqual(sorted(log), [f"HTTP/2.0 /{name}" for name in names])
+
+    def test_an_end_that_the_server_did_not_tell(self):
+        """Without a length only the server's farewell tells a whole file from one that somebody cut."""
+        context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+        context.load_cert_chain(self.certificate("good"), self.key)
+
+        class Handler(http.server.BaseHTTPRequestHandler):
+            def setup(self):
+                self.request = context.wrap_socket(self.request, server_side=True)
+                super().setup()
+
+            def do_GET(self):
+                self.send_response(200)
+                self.send_header("Content-Type", "image/png")
+                self.end_headers()
+                self.wfile.write(CONTENT)
+                if self.path == "/whole.png":
+                    self.request.unwrap()
+
+            def finish(self):
+                super().finish()
+                self.request.close()
+
+            def log_message(self, format, *args):
+                pass
+
+        origin = self.serve(Handler).replace("http", "https")
+        whole, cut = f"{origin}/whole.png", f"{origin}/cut.png"
+        self.assertEqual(self.outcomes(whole, cut), {whole: CONTENT, cut: DOWNLOAD_FAILURE})
 
     def test_redirections_may_lead_to_secured_servers_only(self):
         origin, block = self.tls_server(self.certificate("good"), "location = /down { return 302 http://$arg_to; }")
