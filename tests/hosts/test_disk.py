@@ -219,6 +219,18 @@ class CopyKillTest(test_resume.KillTest):
         mount_volume(self, self.assets, 50)
 
 
+class BesideKillTest(test_resume.KillTest):
+    """The kills once more where data lies beside the assets folder."""
+    KILLS = 30
+
+    def make_assets_folder(self, number):
+        volume = self.root / f"volume{number}"
+        mount_volume(self, volume, 50)
+        self.assets = volume / "assets"
+        self.assets.mkdir()
+        self.cache = volume / ".QMASYN10"
+
+
 def enter_namespace():
     """Starts this program anew inside a mount namespace, where it is root. What it mounts is seen by nobody else."""
     inside = ["unshare", "--map-root-user", "--mount"]
