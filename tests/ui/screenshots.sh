@@ -16,6 +16,18 @@ finish() {
 }
 trap finish EXIT
 
+# window_of PROCESS: its window, once that is there. A search fails when another window goes away meanwhile.
+window_of() {
+    local window
+    for _ in {1..300}; do
+        window=$(xdotool search --onlyvisible --pid "$1" 2>/dev/null | head -n 1) || window=
+        [ -z "$window" ] || { echo "$window"; return; }
+        sleep 0.1
+    done
+    echo "screenshots: no window" >&2
+    return 1
+}
+
 mkfifo "$scratch/display"
 Xvfb -displayfd 7 -screen 0 1600x1000x24 -nolisten tcp -noreset 7>"$scratch/display" 2>"$scratch/log" &
 processes+=($!)
@@ -32,7 +44,7 @@ for language in 1031:de 1033:en 1034:es 1036:fr 1040:it 1043:nl; do
     "$dialog_host" "${language%:*}" &
     host=$!
     processes+=($host)
-    window=$(timeout 30 xdotool search --sync --onlyvisible --pid "$host" | head -n 1)
+    window=$(window_of "$host")
     sleep 1.3
     import -frame -window "$window" -strip "$folder/${language#*:}.png"
     kill "$host"

@@ -106,6 +106,7 @@ void GtkProgressWindow::MakeControls() {
             label->set_yalign(0);
             label->set_single_line_mode(true);
             label->set_ellipsize(Pango::ELLIPSIZE_MIDDLE);
+            label->set_max_width_chars(1);  // its text asks for no room of its own
             widget = label++;
         }
         m_client.put(*widget, Pixels(place.left), Pixels(place.top));
@@ -186,24 +187,30 @@ int GtkProgressWindow::ValueLeft(const Place& value) const {
     return left;
 }
 
-// The width of the client area in which no label is cut, up to twice the layout's and what the screen has.
+// The width of the client area in which no label is cut, up to what the screen has. A name or a path, which
+// may have any length, widens it to twice the layout's and no more.
 int GtkProgressWindow::NeededWidth() const {
-    int width = Pixels(kProgressClientWidth);
+    const Place& whole = PlaceOf(ProgressControl::AssetName);
+    const int design = Pixels(kProgressClientWidth);
+    const int rightMargin = design - Pixels(whole.left) - Pixels(whole.width);
+    int width = design;
     for (const Place& place : kProgressLayout) {
         const Gtk::Label* const label = Label(place.control);
         if (!label) continue;
-        const int rightMargin = Pixels(kProgressClientWidth) -
-                                Pixels(PlaceOf(ProgressControl::AssetName).left) -
-                                Pixels(PlaceOf(ProgressControl::AssetName).width);
-        width = std::max(width, ValueLeft(place) + TextWidth(*label, label->get_text()) + rightMargin);
+        const bool anyLength =
+            place.control == ProgressControl::AssetName || place.control == ProgressControl::Dest;
+        const int needed = ValueLeft(place) + TextWidth(*label, label->get_text()) + rightMargin;
+        width = std::max(width, anyLength ? std::min(needed, kMaxGrowth * design) : needed);
+        // Behind a longer caption a path keeps its room, which tells how it is shortened.
+        if (place.control == ProgressControl::Dest)
+            width = std::max(width, ValueLeft(place) + place.width / kTwipsPerPixel + rightMargin);
     }
-    int limit = kMaxGrowth * Pixels(kProgressClientWidth);
     if (const auto monitor = m_window.get_display()->get_primary_monitor()) {
         Gdk::Rectangle area;
         monitor->get_workarea(area);
-        limit = std::min(limit, area.get_width() - kScreenMargin);
+        width = std::min(width, std::max(area.get_width() - kScreenMargin, design));
     }
-    return std::min(width, std::max(limit, Pixels(kProgressClientWidth)));
+    return width;
 }
 
 int GtkProgressWindow::NeededHeight(ProgressControl control) const {
