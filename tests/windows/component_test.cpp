@@ -198,6 +198,35 @@ TEST_F(Component, RetriesWhatEndedShortOrAsAnErrorPage) {
     point->Release();
 }
 
+DWORD WINAPI UseOnOwnThread(void* url) {
+    CoInitialize(nullptr);
+    _CDLManager* own = nullptr;
+    HRESULT result = CoCreateInstance(CLSID_CDLManager, nullptr, CLSCTX_INPROC_SERVER, IID__CDLManager,
+                                      reinterpret_cast<void**>(&own));
+    if (SUCCEEDED(result)) {
+        BSTR handle = nullptr;
+        own->put_AutoStart(VARIANT_TRUE);
+        result = own->AddURL(Text(*static_cast<std::wstring*>(url)).value, nullptr, VARIANT_FALSE, &handle);
+        SysFreeString(handle);
+        own->Release();
+    }
+    CoUninitialize();
+    return static_cast<DWORD>(result);
+}
+
+// What the component keeps for a thread ends with it, while its memory is still there.
+TEST_F(Component, EndsWithItsThread) {
+    std::wstring url = Url(L"/slow");
+    for (int i = 0; i < 5; ++i) {
+        const HANDLE thread = CreateThread(nullptr, 0, &UseOnOwnThread, &url, 0, nullptr);
+        ASSERT_EQ(WaitForSingleObject(thread, 60'000), WAIT_OBJECT_0);
+        DWORD result = 0;
+        EXPECT_NE(GetExitCodeThread(thread, &result), FALSE);
+        EXPECT_EQ(static_cast<HRESULT>(result), S_OK);
+        CloseHandle(thread);
+    }
+}
+
 TEST_F(Component, GivesTheSameSlotsUnderItsEarlierIdentifiers) {
     constexpr int kPutAutoStart = 7 + 2;
     constexpr int kGetAutoStart = 7 + 1;

@@ -9,7 +9,7 @@ x64=$PWD/build/windows-x64/bin
 x86=$PWD/build/windows-x86/bin
 passed=0 failed=0
 export CCACHE_BASEDIR=${CCACHE_BASEDIR:-$PWD} CCACHE_NOHASHDIR=1
-export WINEPREFIX=$out/prefix WINEDEBUG=${WINEDEBUG:--all} WINEDLLOVERRIDES='mscoree,mshtml='
+export WINEPREFIX=$out/prefix WINEDEBUG=${WINEDEBUG:--all} WINEDLLOVERRIDES='mscoree,mshtml=;winemenubuilder.exe='
 
 # step NAME COMMAND…: one check.
 step() {
@@ -62,7 +62,7 @@ is_of_format() { "$1-w64-mingw32-objdump" -f "$2" | grep -q "file format $3"; }
 # --- under Wine -------------------------------------------------------------------------------------------------
 
 start_helpers() {
-    rm -rf "$WINEPREFIX" "$out/www" "$out/assets" "$out/screenshots"
+    rm -rf "$WINEPREFIX" "$out/www" "$out/assets" "$out/screenshots" "$out/display"
     mkdir -p "$out/www" "$out/screenshots" "$WINEPREFIX"
     python3 -c 'import random, sys; sys.stdout.buffer.write(random.Random(1).randbytes(300000))' >"$out/www/photo.jpg"
     coproc SERVER { exec python3 tests/windows/server.py "$out/www" 2>"$out/server.log"; }
@@ -70,8 +70,9 @@ start_helpers() {
     read -r port <&"${SERVER[0]}"
     Xvfb -displayfd 3 -screen 0 1024x768x24 3>"$out/display" 2>/dev/null &
     screen=$!
-    for _ in $(seq 100); do [ -s "$out/display" ] && break; sleep 0.1; done
-    export DISPLAY=:$(cat "$out/display")
+    for _ in $(seq 300); do [ -s "$out/display" ] && break; sleep 0.1; done
+    DISPLAY=:$(cat "$out/display")
+    export DISPLAY
     export TSASYNC_URL=http://127.0.0.1:$port
     wineboot -i >/dev/null 2>&1
     # Wine's database of content types is empty; these are the two that the tests ask the system for.

@@ -66,7 +66,9 @@ std::optional<std::int64_t> ParseRetryAfter(std::u16string_view value) {
     SYSTEMTIME date{};
     SYSTEMTIME now{};
     const std::u16string text(value);
-    if (isNumber || InternetTimeToSystemTimeW(Wide(text), &date, 0) == FALSE) return std::nullopt;
+    // The system takes any text for a date of some kind.
+    const bool isDate = value.ends_with(u" GMT");
+    if (!isDate || InternetTimeToSystemTimeW(Wide(text), &date, 0) == FALSE) return std::nullopt;
     GetSystemTime(&now);
     return std::max<std::int64_t>((Ticks(date) - Ticks(now)) / kTicksPerMillisecond, 0);
 }
