@@ -162,6 +162,7 @@ HRESULT UrlBinding::OnProgress(ULONG progress, ULONG progressMax, ULONG code, LP
         Fail(kErrRedirectFailed, u"A redirection that is not followed");
         return E_ABORT;
     }
+    if (IsForwarded(code)) m_lastCode = static_cast<std::int32_t>(code);
     if (m_status >= kFirstError || (m_triedTwice && IsToldOnce(code))) return S_OK;
     if (code == kStatusBeginDownload || code == kStatusDownloading || code == kStatusEndDownload) {
         m_received = std::max<std::int64_t>(m_received, progress);
@@ -237,6 +238,7 @@ std::optional<std::uint32_t> UrlBinding::WaitBeforeSecondTry(const ReadFailure& 
 
 HRESULT UrlBinding::TryAgainAfter(std::uint32_t wait) {
     m_waits = m_triedTwice = true;
+    m_lastCode = 0;
     m_target = m_url;
     m_status = 0;
     m_redirections = 0;
@@ -249,10 +251,17 @@ HRESULT UrlBinding::TryAgainAfter(std::uint32_t wait) {
     return S_OK;
 }
 
+// A system that does not tell what failed has told how far it came.
+HRESULT UrlBinding::CauseOf(HRESULT result) const {
+    if (result != INET_E_DOWNLOAD_FAILURE) return result;
+    if (m_lastCode == kStatusFindingResource) return INET_E_RESOURCE_NOT_FOUND;
+    return m_lastCode == kStatusConnecting ? INET_E_CANNOT_CONNECT : result;
+}
+
 // A binding that ended well may still hold an error page or a part of the data.
 std::optional<ReadFailure> UrlBinding::FailureOf(HRESULT result) {
     if (m_status != 0 && !IsSuccess(m_status)) return StatusFailure(m_status, m_target);
-    if (FAILED(result)) return BindingFailure(result, m_target);
+    if (FAILED(result)) return BindingFailure(CauseOf(result), m_target);
     LARGE_INTEGER size{};
     if (m_file == INVALID_HANDLE_VALUE || GetFileSizeEx(m_file, &size) == FALSE) {
         return FileFailure(GetLastError(), m_path);

@@ -78,6 +78,7 @@ class UrlBinding final : public IBindStatusCallback, public IHttpNegotiate {
     void Finish(std::variant<std::u16string, ReadFailure> result);
     std::optional<ReadFailure> FailureOf(HRESULT result);
     std::optional<std::uint32_t> WaitBeforeSecondTry(const ReadFailure& failure) const;
+    HRESULT CauseOf(HRESULT result) const;
     HRESULT TryAgainAfter(std::uint32_t wait);
     void StopBinding();
     void CloseFile();
@@ -95,7 +96,8 @@ class UrlBinding final : public IBindStatusCallback, public IHttpNegotiate {
     std::uint64_t m_lastSign = GetTickCount64();
     std::int64_t m_received = 0;
     std::int64_t m_max = 0;
-    bool m_waits = false;  // for its second try
+    std::int32_t m_lastCode = 0;  // ReadStatus, of the last notification
+    bool m_waits = false;         // for its second try
     bool m_triedTwice = false;
     DWORD m_status = 0;  // of the last HTTP response
     int m_redirections = 0;
