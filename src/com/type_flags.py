@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Adds flags to types of a type library: type_flags.py LIBRARY IDENTIFIER=FLAGS…
 
-The type library compiler takes "nonextensible" for dual interfaces only and drops "oleautomation" of those.
+The type library compiler takes "nonextensible" for dual interfaces only.
 """
 
 import struct
