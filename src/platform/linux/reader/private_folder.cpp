@@ -156,7 +156,8 @@ void PrivateFolder::SweepSessions() const {
             openat(m_folder.Get(), name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
         if (!session || flock(session.Get(), LOCK_EX | LOCK_NB) != 0) continue;
         const auto left = Entries(session.Get());
-        const auto isWanted = [&](const std::string& data) { return wanted.contains(name + "/" + data); };
+        const std::string inSession = name + "/";
+        const auto isWanted = [&](const std::string& data) { return wanted.contains(inSession + data); };
         if (!left.empty() && std::all_of(left.begin(), left.end(), isWanted)) continue;
         // Once more under the lock: from here on nobody makes new data here.
         wanted = WantedData();
