@@ -28,7 +28,6 @@ EasyHandle Create() {
     curl_easy_setopt(handle, CURLOPT_PROTOCOLS_STR, "http,https,ftp");
     curl_easy_setopt(handle, CURLOPT_FOLLOWLOCATION, 0L);  // redirections are ours: FollowRedirection
     curl_easy_setopt(handle, CURLOPT_HTTP_VERSION, CURL_HTTP_VERSION_2TLS);
-    curl_easy_setopt(handle, CURLOPT_PIPEWAIT, 1L);
     curl_easy_setopt(handle, CURLOPT_USERAGENT, "QMASYN10/1.0");
     curl_easy_setopt(handle, CURLOPT_NETRC, CURL_NETRC_OPTIONAL);
     curl_easy_setopt(handle, CURLOPT_HTTPAUTH, CURLAUTH_BASIC | CURLAUTH_DIGEST);

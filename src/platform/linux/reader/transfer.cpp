@@ -89,6 +89,9 @@ void Transfer::SetUrl() {
         !m_source.NamesUser() && m_source.origin == m_asked.origin ? m_asked : m_source;
     const bool named = credentials.NamesUser();
     curl_easy_setopt(m_easy.get(), CURLOPT_URL, m_source.text.c_str());
+    // A secured server says when it is connected whether the connection can serve many reads; of another one
+    // libcurl would wait for the first answer only to learn that it can't.
+    curl_easy_setopt(m_easy.get(), CURLOPT_PIPEWAIT, m_source.scheme == "https" ? 1L : 0L);
     curl_easy_setopt(m_easy.get(), CURLOPT_USERNAME, named ? credentials.user.c_str() : nullptr);
     curl_easy_setopt(m_easy.get(), CURLOPT_PASSWORD, named ? credentials.password.c_str() : nullptr);
 }

@@ -278,6 +278,7 @@ void TransferThread::StepLocalWork() {
             End(current->first, {}, std::move(current->second->Finished()));
         }
     }
+    LetIn();  // to the places of what has ended
 }
 
 // Does what is due now. Returns the milliseconds until something is due next.
