@@ -13,7 +13,6 @@
 #include <atomic>
 #include <cerrno>
 #include <filesystem>
-#include <future>
 #include <semaphore>
 #include <set>
 #include <thread>
@@ -56,7 +55,7 @@ class WebServer {
             answer.set_content("", "text/css");
         });
         server.Get("/held", [this](const auto&, auto& answer) {
-            m_released.wait();
+            held.acquire();
             answer.set_content("", "text/css");
         });
         server.set_tcp_nodelay(true);
@@ -74,11 +73,10 @@ class WebServer {
     }
 
     httplib::Server server;
-    std::promise<void> release;                       // of /held
+    std::counting_semaphore<> held{0};                // answers that /held may give
     static inline std::atomic<int> s_mostAtOnce = 0;  // requests for /slow, at all servers
 
   private:
-    const std::shared_future<void> m_released = release.get_future().share();
     int m_port;
     std::thread m_thread;
 };
@@ -274,7 +272,7 @@ TEST_F(UrlReaderTest, WaitsForNoAnswerToAnotherRead) {
     host.Start(web / "text", "sixth");
     host.Start(web / "text", "next");
     EXPECT_TRUE(host.RunUntil([&] { return host.Of("next").completed; }, 20));
-    web.release.set_value();
+    web.held.release(5);
     EXPECT_TRUE(host.RunUntil([&] { return host.AllCompleted(); }));
 }
 
