@@ -22,7 +22,9 @@ def below(thing):
 def window():
     deadline = time.monotonic() + PATIENCE
     while time.monotonic() < deadline:
-        for thing in below(Atspi.get_desktop(0)):
+        desktop = Atspi.get_desktop(0)
+        desktop.clear_cache()  # nobody hears here of what changes
+        for thing in below(desktop):
             if thing.get_role() == Atspi.Role.DIALOG and thing.get_name().startswith("50%"):
                 return thing
         time.sleep(0.1)

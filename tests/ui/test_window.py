@@ -165,10 +165,11 @@ class WindowTest(unittest.TestCase):
         deadline = time.monotonic() + PATIENCE
         while time.monotonic() < deadline:
             window = self.display.xdotool("search", "--onlyvisible", "--name", f"^{title}$")
-            if window and self.display.xdotool("getactivewindow") == window:
+            active = self.display.xdotool("getactivewindow")
+            if window and active == window:
                 return window
             time.sleep(0.1)
-        self.fail("no dialog")
+        self.fail(f"no dialog: named so {window!r}, active {active!r}, {self.display.xdotool('getwindowname', active)!r}")
 
     def outcome(self, process):
         out, err = process.communicate(timeout=PATIENCE)
