@@ -44,9 +44,10 @@ std::size_t OpenDataFiles() {
     return count;
 }
 
-// For the whole program, since the reader's thread reads them at any time.
-const auto& g_timing = platform::reader::Timing() = {.connect = std::chrono::milliseconds(700),
-                                                     .silence = std::chrono::milliseconds(700),
+// For the whole program, since the reader's thread reads them at any time. Long enough for a server on a busy
+// machine, which sends some conversations byte by byte.
+const auto& g_timing = platform::reader::Timing() = {.connect = std::chrono::milliseconds(2000),
+                                                     .silence = std::chrono::milliseconds(2000),
                                                      .longestSniff = std::chrono::milliseconds(100),
                                                      .secondTry = std::chrono::milliseconds(20)};
 
@@ -102,7 +103,7 @@ TEST_F(SilentServerTest, IsGivenUpWhileFilesAreCopied) {
         WriteFile(assets / std::to_string(i), "x");
         std::filesystem::resize_file(assets / std::to_string(i), static_cast<std::uintmax_t>(10 + i) << 20);
     }
-    int left = 400;
+    int left = 2000;
     for (int i = 0; i < left; ++i)
         host.Start("file://" + (assets / std::to_string(i % 7)), "copy" + std::to_string(i));
     host.onNotice = [&](const platform::AsyncProperty& property, bool) {
