@@ -62,8 +62,8 @@ class Display:
     def __init__(self):
         read, write = os.pipe()
         self.server = subprocess.Popen(
-            ["Xvfb", "-displayfd", str(write), "-screen", "0", "1280x800x24", "-nolisten", "tcp"], pass_fds=[write],
-            stderr=subprocess.DEVNULL)
+            ["Xvfb", "-displayfd", str(write), "-screen", "0", "1280x800x24", "-nolisten", "tcp", "-noreset"],
+            pass_fds=[write], stderr=subprocess.DEVNULL)
         os.close(write)
         with os.fdopen(read) as pipe:
             self.environment = {**os.environ, "DISPLAY": ":" + pipe.readline().strip(), "GDK_BACKEND": "x11",
@@ -72,6 +72,9 @@ class Display:
             self.environment.pop(name, None)
         self.manager = subprocess.Popen(["openbox"], env=self.environment, stdout=subprocess.DEVNULL,
                                         stderr=subprocess.DEVNULL)
+        deadline = time.monotonic() + PATIENCE
+        while not self.xdotool("get_num_desktops") and time.monotonic() < deadline:  # the manager's work
+            time.sleep(0.1)
 
     def close(self):
         for process in (self.manager, self.server):
