@@ -72,6 +72,7 @@ void Register() {
                                       sizeof(GObject), nullptr, G_TYPE_FLAG_NONE);
     g_type_add_interface_static(type, G_TYPE_PROXY_RESOLVER, &resolver);
     g_io_extension_point_register(G_PROXY_RESOLVER_EXTENSION_POINT_NAME);
+    g_setenv("GIO_USE_PROXY_RESOLVER", "commanded", TRUE);
     g_io_extension_point_implement(G_PROXY_RESOLVER_EXTENSION_POINT_NAME, type, "commanded", 1000);
 }
 
