@@ -77,16 +77,20 @@ std::int32_t ErrorOf(const platform::FileOpResult& result) {
     }
 }
 
+// More names than others can take meanwhile.
+constexpr int kMostNames = 10'000;
+
 // Gives the operation a destination of its own. Another thread or process may take the name between the look
 // and the operation; then the next one serves.
 platform::FileOpResult RunWithFreeName(platform::FileOp& op) {
     const std::u16string wanted = op.to;
-    for (;;) {
+    for (int tries = 1;; ++tries) {
         op.to = UniqueFileName(wanted, {}, {}, u"[#]", u"<N><#>.<E>");
         const bool reserved = op.to != wanted;
         op.destination = reserved ? platform::Destination::Placeholder : platform::Destination::Free;
         const auto result = platform::RunFileOperation(op);
-        if (result.code != platform::kOpExists || !FileOrFolderExists(op.to)) return result;
+        const bool wasTaken = result.code == platform::kOpExists && FileOrFolderExists(op.to);
+        if (!wasTaken || tries == kMostNames) return result;
     }
 }
 

@@ -139,9 +139,27 @@ TEST_P(FileOperation, WorksOnFileSystemsThatCanDoLess) {
         EXPECT_EQ(Move(Tmp(), m_assets / "free", Destination::Free), 0);
         EXPECT_EQ(Read(m_assets / "free"), "new");
         EXPECT_EQ(Move(m_assets.Path(), m_assets / "in itself", Destination::Free), 31);
-        EXPECT_EQ(List(m_assets.Path()), (Names{"free", "taken"}));
+        if (auto obstacle = RefuseLinks()) return obstacle;
+        EXPECT_EQ(Move(m_assets / "free", m_assets / "taken", Destination::Free), platform::kOpExists);
+        EXPECT_EQ(Move(m_assets / "free", m_assets / "other", Destination::Free), 0);
+        EXPECT_EQ(Read(m_assets / "taken") + Read(m_assets / "other"), "oldnew");
+        EXPECT_EQ(List(m_assets.Path()), (Names{"other", "taken"}));
         return std::nullopt;
     });
+}
+
+TEST_P(FileOperation, APathThroughALinkEndsWhereTheLinkLeads) {
+    for (const char* folder : {"far", "far/x", "far/assets", "assets"}) {
+        ASSERT_EQ(mkdir((m_assets / folder).c_str(), 0777), 0);
+    }
+    ASSERT_EQ(symlink("far/x", (m_assets / "link").c_str()), 0);
+    Write(m_assets / "far/assets/a.txt", "old");
+    Write(m_assets / "assets/a.txt", "another folder's");
+    const auto moved = modFileOps::FileOperation(Wide(Tmp()), Wide(m_assets / "link/../assets/a.txt"),
+                                                 platform::kOpMove, kRename, 0);
+    EXPECT_EQ(moved, Wide(m_assets / "far/assets/a[1].txt"));
+    EXPECT_EQ(Read(m_assets / "far/assets/a[1].txt"), "new");
+    EXPECT_EQ(List(m_assets / "assets"), Names{"a.txt"});
 }
 
 TEST_P(FileOperation, AFolderWithoutPermissionKeepsTheSource) {

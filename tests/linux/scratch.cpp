@@ -23,7 +23,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <span>
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
@@ -152,6 +152,17 @@ void BecomeNobody() {
     }
 }
 
+namespace {
+
+std::optional<std::string> Install(std::span<sock_filter> filter) {
+    const sock_fprog program{static_cast<unsigned short>(filter.size()), filter.data()};
+    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0) return Because("no_new_privs");
+    if (prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0) return Because("no seccomp filter");
+    return std::nullopt;
+}
+
+}  // namespace
+
 std::optional<std::string> RefuseModernCalls() {
     constexpr auto kArgument = [](int index) {
         return static_cast<std::uint32_t>(offsetof(seccomp_data, args) + sizeof(std::uint64_t) * index);
@@ -169,10 +180,17 @@ std::optional<std::string> RefuseModernCalls() {
         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EOPNOTSUPP),
         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
     };
-    const sock_fprog program{static_cast<unsigned short>(std::size(filter)), filter};
-    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0) return Because("no_new_privs");
-    if (prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0) return Because("no seccomp filter");
-    return std::nullopt;
+    return Install(filter);
+}
+
+std::optional<std::string> RefuseLinks() {
+    sock_filter filter[] = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_link, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EPERM),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    };
+    return Install(filter);
 }
 
 }  // namespace tsasync::linuxtest

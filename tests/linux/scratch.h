@@ -48,5 +48,7 @@ void BecomeNobody();
 // In a child only: the kernel refuses what simple file systems do: renaming without replacing, files without
 // name.
 std::optional<std::string> RefuseModernCalls();
+// In a child only: the kernel refuses a second name for a file.
+std::optional<std::string> RefuseLinks();
 
 }  // namespace tsasync::linuxtest

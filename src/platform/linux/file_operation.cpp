@@ -80,7 +80,17 @@ int RenameToNew(const fs::path& from, const fs::path& to) {
     if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return 0;
     if (errno != EINVAL && errno != ENOSYS) return errno;
 
-    // A file system that can't do that in one step: an empty entry takes the name, then gives way.
+    // A file system that can't do that in one step: for a moment the file has both names, or, where it can't
+    // have two, an empty entry takes the new one and gives way.
+    if (!IsFolder(from)) {
+        if (link(from.c_str(), to.c_str()) == 0) {
+            if (unlink(from.c_str()) == 0) return 0;
+            const int error = errno;
+            unlink(to.c_str());
+            return error;
+        }
+        if (errno == EEXIST) return errno;
+    }
     if (IsFolder(from)) {
         if (mkdir(to.c_str(), 0777) != 0) return errno;
     } else {
@@ -129,11 +139,11 @@ int CopyBytes(int from, int to) {
     for (;;) {
         const ssize_t got = read(from, buffer.data(), buffer.size());
         if (got == 0) return 0;
-        if (got < 0) return errno;
+        if (got < 0 && errno != EINTR) return errno;
         for (ssize_t done = 0; done < got;) {
             const ssize_t put = write(to, buffer.data() + done, static_cast<std::size_t>(got - done));
-            if (put < 0) return errno;
-            done += put;
+            if (put < 0 && errno != EINTR) return errno;
+            if (put > 0) done += put;
         }
     }
 }

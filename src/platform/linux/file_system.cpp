@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <ctime>
@@ -99,8 +100,15 @@ std::optional<FindData> FindFirst(std::u16string_view path) {
 std::u16string FullPath(std::u16string_view path) {
     if (path.find(u'\0') != path.npos) return {};
     std::error_code error;
-    const auto absolute = std::filesystem::absolute(ToUtf8(path), error);
+    auto absolute = std::filesystem::absolute(ToUtf8(path), error);
     if (error) return {};
+    // Behind a link ".." leads elsewhere than the text tells.
+    if (std::find(absolute.begin(), absolute.end(), "..") != absolute.end()) {
+        const auto name = absolute.filename() == ".." ? std::filesystem::path() : absolute.filename();
+        const auto folder =
+            std::filesystem::weakly_canonical(name.empty() ? absolute : absolute.parent_path(), error);
+        if (!error) absolute = folder / name;
+    }
     return std::u16string(WithoutTrailingSeparators(FromUtf8(absolute.lexically_normal().native())));
 }
 
