@@ -4,6 +4,7 @@
 #include "platform/linux/reader/partial_file.h"
 #include "tests/linux/reader_host.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <httplib.h>
 #include <sys/stat.h>
@@ -37,6 +38,10 @@ class WebServer {
         });
         server.Get("/big",
                    [](const auto&, auto& answer) { answer.set_content(Pattern(3'000'000), "video/mp4"); });
+        server.Get("/tagged", [](const auto&, auto& answer) {
+            answer.set_header("ETag", "\"v1\"");
+            answer.set_content(Pattern(300'000), "video/mp4");
+        });
         server.Get("/moved", [](const auto&, auto& answer) { answer.set_redirect("/text", 302); });
         server.Get("/photo.png", [](const auto&, auto& answer) {
             answer.set_content("\x89PNG\r\n\x1a\n", "application/octet-stream");
@@ -104,6 +109,29 @@ TEST_F(UrlReaderTest, NotifiesInOrderAndGivesTheWholeFile) {
     EXPECT_EQ(ReadFile(heard.path), Pattern(3'000'000));
 }
 
+// Whatever process dies while its receiver copies a large file, the data is named and stays.
+TEST_F(UrlReaderTest, NamesLargeDataUntilItsReceiverHasIt) {
+    const std::filesystem::path own = CacheFolder() + "/QMASYN10";
+    const auto named = [&] {
+        std::vector<std::string> paths;
+        for (const auto& entry : std::filesystem::directory_iterator(own)) {
+            const int place = open(own.c_str(), O_PATH | O_CLOEXEC);
+            const auto meta = platform::reader::LoadMetadata(place, entry.path().filename());
+            close(place);
+            if (meta && meta->whole) paths.push_back(own / meta->data);
+        }
+        return paths;
+    };
+    host.onNotice = [&](const AsyncProperty& property, bool complete) {
+        if (!complete) return;
+        const std::string path = ToUtf8(std::get<std::u16string>(property.Value));
+        EXPECT_EQ(named(), std::vector{path});
+        std::filesystem::remove(path);
+    };
+    host.Read(web / "tagged");
+    EXPECT_TRUE(host.RunUntil([&] { return named().empty(); }, 20));
+}
+
 TEST_F(UrlReaderTest, FollowsARedirectionAndTellsWhereItLed) {
     const Heard heard = host.Read(web / "moved");
     EXPECT_EQ(heard.codes, (std::vector<std::int32_t>{1, 2, 11, 3, 13, 4, 5, 6}));
@@ -142,7 +170,7 @@ TEST(PartialFile, FailsWhenClosingFailsAndLeavesNothing) {
         ASSERT_EQ(file.Write("abc", 3), 0);
         path = file.Path();
         close(file.Descriptor());
-        const auto result = file.Finish({}, {});
+        const auto result = file.Finish({}, {}, true);
         EXPECT_EQ(std::get<int>(result), EBADF);
     }
     EXPECT_FALSE(std::filesystem::exists(path));

@@ -108,7 +108,7 @@ void UrlReader::Impl::Receive(const reader::Notice& notice) {
     } catch (const std::exception& error) {
         LogEntry(u"Error in a notification: " + FromUtf8(error.what()));
     }
-    if (notice.result) thread->Delivered(read.id);
+    if (notice.result) thread->Delivered(read.id, read.isHeld);
 }
 
 UrlReader::UrlReader(IReadEvents& events) : m_impl(std::make_unique<Impl>(events)) {}

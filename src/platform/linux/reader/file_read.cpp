@@ -70,7 +70,7 @@ bool FileRead::End() {
     if (m_file.Size() < m_total) {
         return Fail(Failure(kErrDownloadFailure, "The file became shorter while it was read", m_source.path));
     }
-    auto result = m_file.Finish({}, m_mediaType);
+    auto result = m_file.Finish({}, m_mediaType, false);
     if (const int* error = std::get_if<int>(&result)) return Fail(FileFailure(*error, m_file.Path()));
     m_finished = std::get<FinishedFile>(std::move(result));
     m_report.Succeed(m_finished->Path());

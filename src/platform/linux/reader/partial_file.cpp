@@ -67,8 +67,9 @@ std::optional<PartialMeta> MetadataFile::Load() const { return ReadMetadata(m_fi
 
 bool MetadataFile::Store(const PartialMeta& meta) {
     const std::string text = FormatPartialMeta(meta);
-    return ftruncate(m_file.Get(), 0) == 0 &&
-           pwrite(m_file.Get(), text.data(), text.size(), 0) == static_cast<ssize_t>(text.size());
+    // In one write over what is there: at no moment is there less than one of the two.
+    const auto size = static_cast<ssize_t>(text.size());
+    return pwrite(m_file.Get(), text.data(), text.size(), 0) == size && ftruncate(m_file.Get(), size) == 0;
 }
 
 void MetadataFile::Remove() {
@@ -161,30 +162,45 @@ void PartialFile::Keep(const std::string& validator, const std::string& mediaTyp
 }
 
 std::variant<FinishedFile, int> PartialFile::Finish(const std::string& validator,
-                                                    const std::string& mediaType) {
+                                                    const std::string& mediaType, bool hold) {
     if (!m_data) {
         if (const int error = Create()) return error;  // a file without content
     }
-    if (!m_folder->IsOwn(m_dataName)) {
-        // Out of the session of a process that is gone, whose files the next sweep removes.
-        const std::string own = m_folder->NewDataName();
-        if (renameat(m_folder->Descriptor(), m_dataName.c_str(), m_folder->Descriptor(), own.c_str()) != 0)
-            return errno;
-        m_dataName = own;
-    }
-    if (m_metadata) m_metadata.Remove();
-    m_kept = false;
+    const bool wasKept = std::exchange(m_kept, false);
     if (const int error = m_data.Close()) return error;
+    FinishedFile finished{m_folder, {m_url, m_dataName, validator, mediaType, m_size, true}, {}};
+    if (hold && wasKept && m_metadata.Store(finished.meta)) {
+        finished.metadata = std::move(m_metadata);
+    } else {
+        if (m_metadata) m_metadata.Remove();
+        if (const int error = MoveIntoOwnSession()) return error;
+        finished.meta.data = m_dataName;
+    }
     m_kept = true;  // by the receiver
-    return FinishedFile{m_folder, {m_url, m_dataName, validator, mediaType, m_size, true}};
+    return finished;
 }
 
-void FinishedFile::Delivered() const {
-    if (IsThere(*this)) Remember(*this);
+// Out of the session of a process that is gone, where the next sweep removes what no metadata names.
+int PartialFile::MoveIntoOwnSession() {
+    if (m_folder->IsOwn(m_dataName)) return 0;
+    const std::string own = m_folder->NewDataName();
+    if (renameat(m_folder->Descriptor(), m_dataName.c_str(), m_folder->Descriptor(), own.c_str()) != 0)
+        return errno;
+    m_dataName = own;
+    return 0;
 }
 
-void FinishedFile::Dropped() const {
-    if (!IsThere(*this) || (!meta.validator.empty() && Remember(*this))) return;
+void FinishedFile::Delivered() {
+    if (!IsThere(*this)) {
+        if (metadata) metadata.Remove();
+    } else if (!metadata) {
+        Remember(*this);
+    }
+}
+
+void FinishedFile::Dropped() {
+    if (!IsThere(*this)) return Delivered();
+    if (metadata || (!meta.validator.empty() && Remember(*this))) return;
     unlinkat(folder->Descriptor(), meta.data.c_str(), 0);
 }
 

@@ -42,13 +42,16 @@ std::optional<PartialMeta> LoadMetadata(int folder, const std::string& name);
 struct FinishedFile {
     std::shared_ptr<PrivateFolder> folder;
     PartialMeta meta;
+    // Held where the data is worth it: it names the data, so that a process that dies before the receiver has
+    // the file loses nothing. Held by none for small files.
+    MetadataFile metadata;
 
     std::string Path() const { return folder->PathOf(meta.data); }
     // The receiver has heard of it. What it has left stays until it is swept, and the next read of the URL
     // may use it.
-    void Delivered() const;
+    void Delivered();
     // The receiver will not hear of it any more. It stays only where the next read can use it.
-    void Dropped() const;
+    void Dropped();
 };
 
 // The file that a read's data goes to, beginning with what an earlier read of the same URL has left. Unless
@@ -79,11 +82,14 @@ class PartialFile {
     void Keep(const std::string& validator, const std::string& mediaType, std::optional<std::int64_t> total);
     bool IsKept() const { return m_kept; }
     // Gives the file, which is whole and right, up to its receiver; the validator and the media type go along
-    // for the case that it is left behind. After an error nothing stays.
-    std::variant<FinishedFile, int> Finish(const std::string& validator, const std::string& mediaType);
+    // for the case that it is left behind; `hold`: with the metadata of data that was worth keeping. After an
+    // error nothing stays.
+    std::variant<FinishedFile, int> Finish(const std::string& validator, const std::string& mediaType,
+                                           bool hold);
 
   private:
     int Create();
+    int MoveIntoOwnSession();
     bool DropLastUnlessChecked();
 
     std::shared_ptr<PrivateFolder> m_folder;

@@ -47,6 +47,8 @@ struct Read {
     std::atomic<std::int64_t> bytesMax{0};
     // Whether a notice of byte progress waits for delivery: there is never a second one.
     std::atomic<bool> progressWaits{false};
+    // Whether the transfer thread holds the finished file's metadata until the owner has heard of it.
+    std::atomic<bool> isHeld{false};
 
     // The owner's.
     std::u16string name;

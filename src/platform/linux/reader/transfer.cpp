@@ -397,16 +397,18 @@ std::optional<Verdict> Transfer::SecondTry(std::optional<std::int64_t> secondsNa
     return Verdict{Verdict::Next::Again, wait, {}};
 }
 
-std::optional<FinishedFile> Transfer::Finish() {
+std::optional<FinishedFile> Transfer::Finish(bool hold) {
     Announce(true);
     const std::string validator = m_file.Earlier() ? m_file.Earlier()->validator : m_head.StrongValidator();
-    const auto result = m_file.Finish(validator, m_mediaType);
+    auto result = m_file.Finish(validator, m_mediaType, hold);
     if (const int* error = std::get_if<int>(&result)) {
         m_report.Fail(FileFailure(*error, m_file.Path()));
         return std::nullopt;
     }
-    m_report.Succeed(std::get<FinishedFile>(result).Path());
-    return std::get<FinishedFile>(result);
+    auto& finished = std::get<FinishedFile>(result);
+    m_read->isHeld = static_cast<bool>(finished.metadata);
+    m_report.Succeed(finished.Path());
+    return std::move(finished);
 }
 
 }  // namespace tsasync::platform::reader

@@ -63,7 +63,8 @@ class Transfer {
     // After the verdict Check: does a part of it. Gives the next verdict when all is done.
     std::optional<Verdict> CheckStep();
     // After the verdict Finished: reports success, or a failure to hold the file, and then gives nothing.
-    std::optional<FinishedFile> Finish();
+    // `hold`: whether the file may keep a descriptor open until it is delivered.
+    std::optional<FinishedFile> Finish(bool hold);
 
   private:
     // What becomes of the body of the response that is coming in.

@@ -12,6 +12,8 @@ namespace {
 
 constexpr std::size_t kConnectionsPerHost = 6;
 constexpr std::size_t kConnections = 64;
+// An owner that does not run its loop must not use up the descriptors of the process.
+constexpr std::size_t kMostHeld = 128;
 
 // Ends the thread before the libraries that it uses shut down; whoever still holds it then finds it stopped.
 struct ProcessThread {
@@ -59,8 +61,10 @@ void TransferThread::Start(std::shared_ptr<Read> read) {
 
 void TransferThread::Cancel(std::uint64_t id) { Send({Command::Kind::Cancel, id, nullptr}, true); }
 
-// There is no hurry: whatever wakes the thread next will do.
-void TransferThread::Delivered(std::uint64_t id) { Send({Command::Kind::Delivered, id, nullptr}, false); }
+// Unless others may wait for what is held there is no hurry: whatever wakes the thread next will do.
+void TransferThread::Delivered(std::uint64_t id, bool isHeld) {
+    Send({Command::Kind::Delivered, id, nullptr}, isHeld);
+}
 
 void TransferThread::Send(Command command, bool wake) {
     const std::lock_guard lock(m_mutex);
@@ -123,7 +127,7 @@ void TransferThread::Do(Command& command) {
             Drop(command.id);
             break;
         case Command::Kind::Delivered:
-            if (auto finished = m_finished.extract(command.id)) finished.mapped().Delivered();
+            if (auto finished = TakeFinished(command.id)) finished->Delivered();
             break;
     }
 }
@@ -142,7 +146,7 @@ void TransferThread::Begin(std::shared_ptr<Read> read) {
 void TransferThread::Drop(std::uint64_t id) {
     const bool waited = m_gate.Leave(id);
     m_waiting.erase(id);
-    if (auto finished = m_finished.extract(id)) finished.mapped().Dropped();
+    if (auto finished = TakeFinished(id)) finished->Dropped();
     if (const auto found = m_transfers.find(id); found != m_transfers.end()) {
         Transfer& transfer = *found->second;
         if (m_requests.contains(&transfer)) TakeBack(transfer);
@@ -241,7 +245,7 @@ void TransferThread::Act(Transfer& transfer, const std::string& host, const Verd
             m_checks.insert(id);
             break;
         case Verdict::Next::Finished:
-            End(id, host, transfer.Finish());
+            End(id, host, transfer.Finish(m_held < kMostHeld));
             break;
         case Verdict::Next::Failed:
             End(id, host, std::nullopt);
@@ -263,7 +267,16 @@ void TransferThread::End(std::uint64_t id, const std::string& host, std::optiona
     m_fileReads.erase(id);
     m_checks.erase(id);
     m_asking.erase(id);
-    if (finished) m_finished.emplace(id, std::move(*finished));
+    if (!finished) return;
+    if (finished->metadata) ++m_held;
+    m_finished.emplace(id, std::move(*finished));
+}
+
+std::optional<FinishedFile> TransferThread::TakeFinished(std::uint64_t id) {
+    auto finished = m_finished.extract(id);
+    if (!finished) return std::nullopt;
+    if (finished.mapped().metadata) --m_held;
+    return std::move(finished.mapped());
 }
 
 void TransferThread::StepLocalWork() {

@@ -13,6 +13,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 #include <thread>
@@ -34,8 +35,8 @@ class TransferThread {
     std::uint64_t NewId();
     void Start(std::shared_ptr<Read> read);
     void Cancel(std::uint64_t id);
-    // The owner has heard of the completion of the read.
-    void Delivered(std::uint64_t id);
+    // The owner has heard of the completion of the read; `isHeld`: the read's.
+    void Delivered(std::uint64_t id, bool isHeld);
     // Ends everything that runs and the thread; what is asked for later is never done.
     void Stop();
 
@@ -60,6 +61,7 @@ class TransferThread {
     void TakeResults();
     void Judge(Transfer& transfer, CURLcode code);
     void End(std::uint64_t id, const std::string& host, std::optional<FinishedFile> finished);
+    std::optional<FinishedFile> TakeFinished(std::uint64_t id);
     void Act(Transfer& transfer, const std::string& host, const Verdict& verdict);
     void StepLocalWork();
     bool HasLocalWork() const { return !m_fileReads.empty() || !m_checks.empty(); }
@@ -88,6 +90,7 @@ class TransferThread {
     std::multimap<Clock::time_point, std::uint64_t>
         m_pauses;  // transfers that wait before their next request
     std::unordered_map<std::uint64_t, FinishedFile> m_finished;  // whose owner has not heard of it yet
+    std::size_t m_held = 0;                                      // of those, with their metadata
     std::unordered_map<std::string, std::shared_ptr<PrivateFolder>> m_folders;  // by the folder they are near
 };
 
