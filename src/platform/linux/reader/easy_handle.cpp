@@ -32,8 +32,6 @@ EasyHandle Create() {
     curl_easy_setopt(handle, CURLOPT_NETRC, CURL_NETRC_OPTIONAL);
     curl_easy_setopt(handle, CURLOPT_HTTPAUTH, CURLAUTH_BASIC | CURLAUTH_DIGEST);
     curl_easy_setopt(handle, CURLOPT_PROXYAUTH, CURLAUTH_BASIC | CURLAUTH_DIGEST);
-    curl_easy_setopt(handle, CURLOPT_ACCEPT_ENCODING,
-                     "");  // what comes encoded although we ask for nothing is decoded
     curl_easy_setopt(handle, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
     curl_easy_setopt(handle, CURLOPT_BUFFERSIZE, kReceiveBuffer);
     curl_easy_setopt(handle, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(Timing().connect.count()));

@@ -73,6 +73,7 @@ CURL* Transfer::Attach(EasyHandle easy, const ProxyChoice& proxy) {
     SetConditions();
     m_error[0] = '\0';
     m_head = {};
+    m_decoder.reset();
     m_farewell = {};
     m_body = Body::Undecided;
     m_ignored = 0;
@@ -164,8 +165,13 @@ bool Transfer::TakeHead() {
     m_body = Body::Ignored;
     if (status == 200) {
         m_file.StartOver();
-        // The length is that of what is sent; libcurl decodes it, asked for or not.
-        m_total = m_head.contentEncoding.empty() ? m_head.contentLength.value_or(0) : 0;
+        const std::string& coding = m_head.contentEncoding;
+        if (!coding.empty() && !(m_decoder = ContentDecoder::For(coding))) {
+            return Stop(Failure(kErrDownloadFailure, "The content is encoded in a way that is not known",
+                                m_source.text));
+        }
+        // The length is that of what is sent.
+        m_total = coding.empty() ? m_head.contentLength.value_or(0) : 0;
         return BeginSaving();
     }
     if (status == 206 && earlier && !earlier->whole) {
@@ -231,6 +237,13 @@ bool Transfer::TakeData(std::string_view bytes) {
         m_ignored += bytes.size();
         return m_ignored <= kMaxIgnored;
     }
+    if (!m_decoder) return Save(bytes);
+    if (m_decoder->Decode(bytes, [this](std::string_view decoded) { return Save(decoded); })) return true;
+    return m_stopped ? false
+                     : Stop(Failure(kErrDownloadFailure, "The encoded content is broken", m_source.text));
+}
+
+bool Transfer::Save(std::string_view bytes) {
     if (const int error = m_file.Write(bytes.data(), bytes.size()))
         return Stop(FileFailure(error, m_file.Path()));
     if (!m_report.HasBegun()) {
@@ -311,6 +324,10 @@ Verdict Transfer::JudgeSaved(CURLcode code) {
         return Verdict::Fail(Failure(kErrDownloadFailure,
                                      "The connection ended, but the server did not say that this is the end",
                                      m_source.text));
+    }
+    if (m_decoder && !m_decoder->AtEnd()) {
+        return Verdict::Fail(
+            Failure(kErrDownloadFailure, "The encoded content ends in the middle", m_source.text));
     }
     if (m_total > 0 && m_file.Size() != m_total) {
         return Verdict::Fail(Failure(kErrDownloadFailure,

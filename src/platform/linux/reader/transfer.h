@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/linux/reader/content_decoder.h"
 #include "platform/linux/reader/digest_check.h"
 #include "platform/linux/reader/easy_handle.h"
 #include "platform/linux/reader/partial_file.h"
@@ -80,6 +81,7 @@ class Transfer {
     bool TakeHead();
     bool TakeFirstData();
     bool TakeData(std::string_view bytes);
+    bool Save(std::string_view bytes);
     bool Stop(ReadFailure failure);
     bool EndsWithConnection() const;
     bool BeginSaving();
@@ -119,6 +121,7 @@ class Transfer {
     bool m_triedToKeep = false;
     bool m_startOver = false;  // the answer doesn't fit what we have: ask once more, for the whole
     std::int64_t m_total = 0;  // of the file when it is whole; 0 unknown
+    std::unique_ptr<ContentDecoder> m_decoder;  // null when what comes is the content itself
     TlsFarewell m_farewell;
     Clock::time_point m_lastByte;
 
