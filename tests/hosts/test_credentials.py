@@ -1,8 +1,10 @@
 """Users and passwords, of URLs and of netrc: who is told them, and who must not be."""
 import base64
+import hashlib
 import http.server
 import unittest
 import urllib.parse
+import urllib.request
 
 from hosts_support import HostTest
 
@@ -22,15 +24,21 @@ class Server(http.server.BaseHTTPRequestHandler):
     protocol_version = "HTTP/1.1"
 
     def do_GET(self):
-        told = self.headers["Authorization"]
+        told = self.user()
         self.told.append(told)
         url = urllib.parse.urlsplit(self.path)
         if url.path.startswith("/locked") and told not in self.users:
-            self.answer(401, {"WWW-Authenticate": 'Basic realm="test"'}, b"who?")
+            self.answer(401, {"WWW-Authenticate": self.challenge()}, b"who?")
         elif url.query:
             self.answer(302, {"Location": urllib.parse.unquote(url.query)}, b"")
         else:
             self.answer(200, {"Content-Type": "image/png"}, CONTENT)
+
+    def user(self):
+        return self.headers["Authorization"]
+
+    def challenge(self):
+        return 'Basic realm="test"'
 
     def answer(self, status, fields, content):
         self.send_response(status)
@@ -43,6 +51,26 @@ class Server(http.server.BaseHTTPRequestHandler):
         pass
 
 
+class DigestServer(Server):
+    """Asks by Digest; who answers to a question of this server's counts like who tells his password."""
+
+    def user(self):
+        scheme, _, rest = (self.headers["Authorization"] or "").partition(" ")
+        told = urllib.request.parse_keqv_list(urllib.request.parse_http_list(rest)) if scheme == "Digest" else {}
+        for name, password in (("somebody", "se cret"), ("another", "pass")):
+            secret = digest(name, "test", password)
+            right = digest(secret, self.nonce, told.get("nc"), told.get("cnonce"), "auth", digest("GET", self.path))
+            if told.get("response") == right:
+                return basic(name, password)
+
+    def challenge(self):
+        return f'Digest realm="test", qop="auth", nonce="{self.nonce}"'
+
+
+def digest(*parts):
+    return hashlib.md5(":".join(map(str, parts)).encode()).hexdigest()
+
+
 class Credentials(HostTest):
     def setUp(self):
         super().setUp()
@@ -51,8 +79,8 @@ class Credentials(HostTest):
         self.other = self.start_recording(self.told_other)
         self.with_user = self.first.replace("//", "//somebody:se%20cret@")
 
-    def start_recording(self, told):
-        return self.serve(type("Recording", (Server,), {"told": told, "users": (OURS, THEIRS)}))
+    def start_recording(self, told, kind=Server):
+        return self.serve(type("Recording", (kind,), {"told": told, "users": (OURS, THEIRS), "nonce": id(told)}))
 
     def write_netrc(self, text):
         path = self.root / "home" / ".netrc"
@@ -89,6 +117,14 @@ class Credentials(HostTest):
             (f"{self.with_user}/locked{to(theirs + '/locked.png')}", CONTENT, {OURS}, {THEIRS}),
             (f"{self.first}/free{to(theirs + '/locked' + to(self.first + '/locked.png'))}", WANTS_PASSWORD, set(),
              {THEIRS}),
+        ])
+
+    def test_by_digest(self):
+        first, other = (self.start_recording(told, DigestServer) for told in (self.told_first, self.told_other))
+        ours, theirs = first.replace("//", "//somebody:se%20cret@"), other.replace("//", "//another:pass@")
+        self.check([
+            (f"{ours}/locked.png", CONTENT, {OURS}, set()),
+            (f"{ours}/locked?" + urllib.parse.quote(f"{theirs}/locked.png"), CONTENT, {OURS}, {THEIRS}),
         ])
 
     def test_of_netrc(self):

@@ -48,4 +48,12 @@ EasyHandle EasyHandlePool::Take() {
     return easy;
 }
 
+void EasyHandlePool::GiveBack(EasyHandle handle) {
+    long server = 0;
+    long proxy = 0;
+    curl_easy_getinfo(handle.get(), CURLINFO_HTTPAUTH_AVAIL, &server);
+    curl_easy_getinfo(handle.get(), CURLINFO_PROXYAUTH_AVAIL, &proxy);
+    if (server == 0 && proxy == 0) m_free.push_back(std::move(handle));
+}
+
 }  // namespace tsasync::platform::reader
