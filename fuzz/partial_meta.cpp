@@ -13,7 +13,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (!meta) return 0;
     if (meta->data.find("..") != std::string::npos || meta->data.front() == '/') std::abort();
     const auto again = ParsePartialMeta(FormatPartialMeta(*meta));
-    if (!again || again->data != meta->data || again->url != meta->url || again->total != meta->total ||
+    if (!again || again->data != meta->data || again->source != meta->source || again->total != meta->total ||
         again->whole != meta->whole)
         std::abort();
     return 0;

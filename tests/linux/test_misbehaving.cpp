@@ -95,6 +95,20 @@ TEST_F(SilentServerTest, HearsTheTypeThatTheFirstBytesTell) {
     EXPECT_EQ(heard.mimeType, "image/gif");
 }
 
+TEST_F(SilentServerTest, TellsTheTypeByTheBeginningOfWhatItContinues) {
+    const std::string tag = "ETag: \"v1\"\r\n";
+    MisbehavingServer server(
+        {Ask(), Send(Head("Content-Length: 20\r\n" + tag) + "GIF89a, and"), Close(), Ask("Range: bytes=11-"),
+         Send(Head("Content-Length: 9\r\nContent-Range: bytes 11-19/20\r\n" + tag, "206 Partial Content") +
+              "\x89PNG\r\n\x1a\n.")});
+    const std::string url = "http://127.0.0.1:" + std::to_string(server.Port()) + "/file";
+    host.Read(url);
+    const Heard heard = host.Read(url);
+    EXPECT_EQ(heard.mimeType, "image/gif") << heard.description;
+    EXPECT_EQ(server.Complaint(), "");
+    std::filesystem::remove(heard.path);
+}
+
 TEST_F(SilentServerTest, IsGivenUpWhileFilesAreCopied) {
     MisbehavingServer server({Ask(), Silence()});
     host.Start("http://127.0.0.1:" + std::to_string(server.Port()) + "/file", "silent");

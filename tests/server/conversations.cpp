@@ -383,7 +383,10 @@ std::vector<Case> Confirmations() {
          {Ask(), first(kTag), Ask(), same("ETag: \"v2\"\r\n"), Ask("!Range:\n!If-None-Match:"),
           Send(Whole())},
          Body()},
-        {"whole, confirmed by date", {Ask(), first(dated), Ask("!Range:\n" + since), same("")}, Body()},
+        {"whole, confirmed by date", {Ask(), first(dated), Ask("!Range:\n" + since), same(date)}, Body()},
+        {"whole, confirmed by date without saying which",
+         {Ask(), first(dated), Ask(since), same(""), Ask("!Range:\n!If-Modified-Since:"), Send(Whole())},
+         Body()},
         {"whole, an older one confirmed by date",
          {Ask(), first(dated), Ask(), same("Last-Modified: Mon, 01 Jan 2024 10:00:00 GMT\r\n"),
           Ask("!Range:\n!If-Modified-Since:"), Send(Whole())},
@@ -405,7 +408,21 @@ std::vector<Case> Continuations() {
                          "206 Partial Content") +
                     Body().substr(999));
     };
+    const auto to = [](const std::string& location) {
+        return Send(Head("Content-Length: 0\r\nLocation: " + location + "\r\n", "302 Found"));
+    };
+    const auto movedAndCut = [&](Conversation then) {
+        Conversation all{Ask(), to("/a"), Ask("GET /a ")};
+        const Conversation cut = AfterABreak(std::move(then));
+        all.insert(all.end(), cut.begin() + 1, cut.end());
+        return all;
+    };
     return {
+        {"continued where a redirection leads",
+         movedAndCut({Ask("!Range:"), to("/a"), Ask("GET /a \n" + kRest), part("bytes 300-999/1000")}),
+         Body()},
+        {"redirected to another file than the cut one",
+         movedAndCut({Ask("!Range:"), to("/b"), Ask("GET /b \n!Range:"), Send(Whole())}), Body(), 0, 300},
         {"continued", AfterABreak({Ask(kRest), part("bytes 300-999/1000")}), Body()},
         {"continued, no tag repeated", AfterABreak({Ask(kRest), part("bytes 300-999/1000", "")}), Body()},
         {"continued, total unknown", AfterABreak({Ask(kRest), part("bytes 300-999/*")}), Body()},

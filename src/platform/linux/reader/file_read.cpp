@@ -22,7 +22,7 @@ FileRead::FileRead(std::shared_ptr<Read> read, SourceUrl source, std::shared_ptr
                    Outbox& outbox)
     : m_read(std::move(read)),
       m_source(std::move(source)),
-      m_file(std::move(folder), m_read->url),
+      m_file(std::move(folder), m_source),
       m_report(m_read, outbox) {}
 
 bool FileRead::Fail(ReadFailure failure) {

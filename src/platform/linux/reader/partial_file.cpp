@@ -26,20 +26,19 @@ bool IsThere(const FinishedFile& file) {
     return faccessat(file.folder->Descriptor(), file.meta.data.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
+// Another user may be shown other content.
+std::string NameOf(const SourceUrl& source) {
+    return source.NamesUser() ? source.text + "\n" + source.user + "\n" + source.password : source.text;
+}
+
 bool Remember(const FinishedFile& file) {
-    auto metadata = MetadataFile::Hold(file.folder->Descriptor(), MetadataName(file.meta.url), true);
+    auto metadata = MetadataFile::Hold(file.folder->Descriptor(), MetadataName(file.meta.source), true);
     return metadata && metadata.Store(file.meta);
 }
 
 }  // namespace
 
-std::string MetadataName(const std::string& url) {
-    gchar* hash = g_compute_checksum_for_data(G_CHECKSUM_SHA256, reinterpret_cast<const guchar*>(url.data()),
-                                              url.size());
-    std::string name(hash, 32);
-    g_free(hash);
-    return name.append(kSuffix);
-}
+std::string MetadataName(const std::string& source) { return source.substr(0, 32).append(kSuffix); }
 
 bool IsMetadataName(std::string_view name) { return name.ends_with(kSuffix); }
 
@@ -77,8 +76,8 @@ void MetadataFile::Remove() {
     m_file.Close();
 }
 
-PartialFile::PartialFile(std::shared_ptr<PrivateFolder> folder, std::string url)
-    : m_folder(std::move(folder)), m_url(std::move(url)) {}
+PartialFile::PartialFile(std::shared_ptr<PrivateFolder> folder, const SourceUrl& source)
+    : m_folder(std::move(folder)), m_source(HashOf(NameOf(source))) {}
 
 PartialFile::~PartialFile() {
     // Where closing fails nobody knows what of the data is there.
@@ -86,13 +85,13 @@ PartialFile::~PartialFile() {
 }
 
 void PartialFile::FindEarlier() {
-    auto metadata = MetadataFile::Hold(m_folder->Descriptor(), MetadataName(m_url), false);
+    auto metadata = MetadataFile::Hold(m_folder->Descriptor(), MetadataName(m_source), false);
     if (!metadata) return;
     m_metadata = std::move(metadata);
     m_earlier = m_metadata.Load();
     if (m_earlier) m_dataName = m_earlier->data;
     struct stat found {};
-    if (m_earlier && m_earlier->url == m_url && !m_earlier->validator.empty()) {
+    if (m_earlier && m_earlier->source == m_source && !m_earlier->validator.empty()) {
         m_data =
             FileHandle(openat(m_folder->Descriptor(), m_dataName.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC));
         if (m_data && fstat(m_data.Get(), &found) == 0 && S_ISREG(found.st_mode))
@@ -111,6 +110,11 @@ bool PartialFile::DropLastUnlessChecked() {
            m_size > 0;
 }
 
+void PartialFile::Follow(const SourceUrl& source) {
+    LetGo();
+    m_source = HashOf(NameOf(source));
+}
+
 void PartialFile::LetGo() {
     m_data.Close();
     m_dataName.clear();
@@ -118,6 +122,13 @@ void PartialFile::LetGo() {
     m_earlier.reset();
     m_size = 0;
     m_kept = false;
+}
+
+std::string PartialFile::Beginning(std::size_t count) const {
+    std::string bytes(count, '\0');
+    const ssize_t found = m_data ? pread(m_data.Get(), bytes.data(), count, 0) : 0;
+    bytes.resize(found > 0 ? static_cast<std::size_t>(found) : 0);
+    return bytes;
 }
 
 int PartialFile::Create() {
@@ -153,11 +164,21 @@ void PartialFile::StartOver() {
 void PartialFile::Keep(const std::string& validator, const std::string& mediaType,
                        std::optional<std::int64_t> total) {
     if (!m_data || m_kept) return;
-    if (!m_metadata) m_metadata = MetadataFile::Hold(m_folder->Descriptor(), MetadataName(m_url), true);
+    if (!m_metadata) m_metadata = MetadataFile::Hold(m_folder->Descriptor(), MetadataName(m_source), true);
     if (!m_metadata) return;
-    // Another reader's leavings, which this read found locked when it began: the newer data wins.
-    if (const auto other = m_metadata.Load()) unlinkat(m_folder->Descriptor(), other->data.c_str(), 0);
-    m_kept = m_metadata.Store({m_url, m_dataName, validator, mediaType, total, false});
+    if (const auto other = m_metadata.Load()) {
+        // Another reader's leavings, which this read found locked when it began. The larger ones of a version
+        // win, of two versions the newer.
+        struct stat found {};
+        if (other->validator == validator &&
+            fstatat(m_folder->Descriptor(), other->data.c_str(), &found, AT_SYMLINK_NOFOLLOW) == 0 &&
+            found.st_size > m_size) {
+            m_metadata = {};
+            return;
+        }
+        unlinkat(m_folder->Descriptor(), other->data.c_str(), 0);
+    }
+    m_kept = m_metadata.Store({m_source, m_dataName, validator, mediaType, total, false});
     if (!m_kept) m_metadata.Remove();
 }
 
@@ -168,7 +189,7 @@ std::variant<FinishedFile, int> PartialFile::Finish(const std::string& validator
     }
     const bool wasKept = std::exchange(m_kept, false);
     if (const int error = m_data.Close()) return error;
-    FinishedFile finished{m_folder, {m_url, m_dataName, validator, mediaType, m_size, true}, {}};
+    FinishedFile finished{m_folder, {m_source, m_dataName, validator, mediaType, m_size, true}, {}};
     if (hold && wasKept && m_metadata.Store(finished.meta)) {
         finished.metadata = std::move(m_metadata);
     } else {

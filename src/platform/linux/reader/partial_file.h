@@ -3,6 +3,7 @@
 #include "platform/linux/file_handle.h"
 #include "platform/linux/reader/partial_meta.h"
 #include "platform/linux/reader/private_folder.h"
+#include "platform/linux/reader/source_url.h"
 
 #include <cstdint>
 #include <memory>
@@ -13,8 +14,8 @@
 
 namespace tsasync::platform::reader {
 
-// The metadata file of one URL, held under a lock: whoever holds it is the only one to touch the partial file
-// that it leads to.
+// The metadata file of one source, held under a lock: whoever holds it is the only one to touch the partial
+// file that it leads to.
 class MetadataFile {
   public:
     MetadataFile() = default;
@@ -33,7 +34,8 @@ class MetadataFile {
     FileHandle m_file;
 };
 
-std::string MetadataName(const std::string& url);
+// `source`: as in PartialMeta.
+std::string MetadataName(const std::string& source);
 bool IsMetadataName(std::string_view name);
 // What a metadata file says, whoever holds it.
 std::optional<PartialMeta> LoadMetadata(int folder, const std::string& name);
@@ -47,26 +49,28 @@ struct FinishedFile {
     MetadataFile metadata;
 
     std::string Path() const { return folder->PathOf(meta.data); }
-    // The receiver has heard of it. What it has left stays until it is swept, and the next read of the URL
+    // The receiver has heard of it. What it has left stays until it is swept, and the next read of the source
     // may use it.
     void Delivered();
     // The receiver will not hear of it any more. It stays only where the next read can use it.
     void Dropped();
 };
 
-// The file that a read's data goes to, beginning with what an earlier read of the same URL has left. Unless
-// it is kept or finished it leaves nothing behind. Calls that can fail give 0 or the system's error number.
+// The file that a read's data goes to, beginning with what an earlier read of the same source has left.
+// Unless it is kept or finished it leaves nothing behind. Calls that can fail give 0 or the system's error
+// number.
 class PartialFile {
   public:
-    PartialFile(std::shared_ptr<PrivateFolder> folder, std::string url);
+    PartialFile(std::shared_ptr<PrivateFolder> folder, const SourceUrl& source);
     ~PartialFile();
     PartialFile(const PartialFile&) = delete;
     PartialFile& operator=(const PartialFile&) = delete;
 
     // Takes over what an earlier read has left, if it can be continued.
     void FindEarlier();
-    // Leaves what FindEarlier has found where it is; another call may find it again.
-    void LetGo();
+    // A redirection leads to `source`: what FindEarlier has found stays where it is, since validators belong
+    // to the source that sent them. What that one's reads have left may be found by another call.
+    void Follow(const SourceUrl& source);
     // Set after FindEarlier found something, until StartOver; `whole` only where nothing is missing.
     const std::optional<PartialMeta>& Earlier() const { return m_earlier; }
 
@@ -74,11 +78,14 @@ class PartialFile {
     int Descriptor() const { return m_data.Get(); }
     std::string Path() const { return m_folder->PathOf(m_dataName); }
 
+    // The first bytes of the data, `count` at most.
+    std::string Beginning(std::size_t count) const;
     int Write(const char* bytes, std::size_t count);
     // Drops all data.
     void StartOver();
     // From now on the data is worth continuing: it stays when the read breaks or the process dies. Does
-    // nothing when another reader keeps the data of the same URL.
+    // nothing when another reader keeps the data of the same source, or has
+    // left more of the same version.
     void Keep(const std::string& validator, const std::string& mediaType, std::optional<std::int64_t> total);
     bool IsKept() const { return m_kept; }
     // Gives the file, which is whole and right, up to its receiver; the validator and the media type go along
@@ -88,12 +95,13 @@ class PartialFile {
                                            bool hold);
 
   private:
+    void LetGo();
     int Create();
     int MoveIntoOwnSession();
     bool DropLastUnlessChecked();
 
     std::shared_ptr<PrivateFolder> m_folder;
-    std::string m_url;
+    std::string m_source;  // as in PartialMeta
     std::string m_dataName;
     FileHandle m_data;
     MetadataFile m_metadata;

@@ -13,14 +13,6 @@ constexpr std::string_view kFirstLine = "QMASYN10 partial file 1\n";
 constexpr std::string_view kSum = "sum ";
 constexpr std::string_view kYes = "yes";
 
-std::string Checksum(std::string_view text) {
-    gchar* sum = g_compute_checksum_for_data(G_CHECKSUM_SHA256, reinterpret_cast<const guchar*>(text.data()),
-                                             text.size());
-    std::string result(sum);
-    g_free(sum);
-    return result;
-}
-
 // "<session>/<number>": letters and digits only, so that no name leads out of the private folder.
 bool IsDataName(std::string_view name) {
     const std::size_t slash = name.find('/');
@@ -30,7 +22,7 @@ bool IsDataName(std::string_view name) {
 }
 
 void SetField(PartialMeta& meta, std::string_view name, std::string_view value) {
-    if (name == "url") meta.url = value;
+    if (name == "source") meta.source = value;
     if (name == "data") meta.data = value;
     if (name == "validator") meta.validator = value;
     if (name == "type") meta.mediaType = value;
@@ -44,25 +36,33 @@ void SetField(PartialMeta& meta, std::string_view name, std::string_view value) 
 
 }  // namespace
 
+std::string HashOf(std::string_view text) {
+    gchar* hash = g_compute_checksum_for_data(G_CHECKSUM_SHA256, reinterpret_cast<const guchar*>(text.data()),
+                                              text.size());
+    std::string result(hash);
+    g_free(hash);
+    return result;
+}
+
 std::string FormatPartialMeta(const PartialMeta& meta) {
     std::string text(kFirstLine);
     const auto add = [&](std::string_view name, std::string_view value) {
         if (!value.empty()) text.append(name).append(" ").append(value).append("\n");
     };
-    add("url", meta.url);
+    add("source", meta.source);
     add("data", meta.data);
     add("validator", meta.validator);
     add("type", meta.mediaType);
     if (meta.total) add("total", std::to_string(*meta.total));
     if (meta.whole) add("whole", kYes);
-    return text + std::string(kSum) + Checksum(text) + "\n";
+    return text + std::string(kSum) + HashOf(text) + "\n";
 }
 
 std::optional<PartialMeta> ParsePartialMeta(std::string_view text) {
     const std::size_t sum = text.rfind(kSum);
     if (!text.starts_with(kFirstLine) || sum == text.npos || text[sum - 1] != '\n') return std::nullopt;
     const std::string_view fields = text.substr(0, sum);
-    if (text.substr(sum + kSum.size()) != Checksum(fields) + "\n") return std::nullopt;
+    if (text.substr(sum + kSum.size()) != HashOf(fields) + "\n") return std::nullopt;
     PartialMeta meta;
     for (std::size_t start = kFirstLine.size(); start < fields.size();) {
         const std::size_t end = fields.find('\n', start);
@@ -71,7 +71,7 @@ std::optional<PartialMeta> ParsePartialMeta(std::string_view text) {
         if (blank != line.npos) SetField(meta, line.substr(0, blank), line.substr(blank + 1));
         start = end + 1;
     }
-    if (meta.url.empty() || !IsDataName(meta.data)) return std::nullopt;
+    if (meta.source.empty() || !IsDataName(meta.data)) return std::nullopt;
     return meta;
 }
 

@@ -22,6 +22,9 @@ constexpr std::int64_t kWorthKeeping =
     256 * 1024;                                 // bytes from which on a transfer shall outlive its process
 constexpr std::size_t kMaxIgnored = 64 * 1024;  // of an unwanted body, to keep the connection usable
 
+// A validator is an entity tag or a date.
+bool IsTag(std::string_view validator) { return validator.starts_with('"'); }
+
 bool IsWeb(const SourceUrl& source) { return source.scheme.starts_with("http"); }
 
 std::string AddressText(const curl_sockaddr& address) {
@@ -47,7 +50,7 @@ Transfer::Transfer(std::shared_ptr<Read> read, SourceUrl source, std::shared_ptr
     : m_read(std::move(read)),
       m_source(source),
       m_asked(std::move(source)),
-      m_file(std::move(folder), m_read->url),
+      m_file(std::move(folder), m_asked),
       m_report(m_read, outbox) {
     m_report.Status(kStatusFindingResource, m_source.host);
 }
@@ -84,17 +87,14 @@ CURL* Transfer::Attach(EasyHandle easy, const ProxyChoice& proxy) {
     return handle;
 }
 
-// The user's name in the URL is told to the server that the URL names, and to no other.
 void Transfer::SetUrl() {
-    const SourceUrl& credentials =
-        !m_source.NamesUser() && m_source.origin == m_asked.origin ? m_asked : m_source;
-    const bool named = credentials.NamesUser();
+    const bool named = m_source.NamesUser();
     curl_easy_setopt(m_easy.get(), CURLOPT_URL, m_source.text.c_str());
     // A secured server says when it is connected whether the connection can serve many reads; of another one
     // libcurl would wait for the first answer only to learn that it can't.
     curl_easy_setopt(m_easy.get(), CURLOPT_PIPEWAIT, m_source.scheme == "https" ? 1L : 0L);
-    curl_easy_setopt(m_easy.get(), CURLOPT_USERNAME, named ? credentials.user.c_str() : nullptr);
-    curl_easy_setopt(m_easy.get(), CURLOPT_PASSWORD, named ? credentials.password.c_str() : nullptr);
+    curl_easy_setopt(m_easy.get(), CURLOPT_USERNAME, named ? m_source.user.c_str() : nullptr);
+    curl_easy_setopt(m_easy.get(), CURLOPT_PASSWORD, named ? m_source.password.c_str() : nullptr);
 }
 
 // Asks for what is missing only, provided that the rest is still the same; a whole file is only asked to be
@@ -103,10 +103,9 @@ void Transfer::SetConditions() {
     curl_easy_setopt(m_easy.get(), CURLOPT_RANGE, nullptr);
     m_fields.reset(curl_slist_append(nullptr, "Accept-Encoding: identity"));
     if (const auto& earlier = m_file.Earlier()) {
-        const bool isTag = earlier->validator.starts_with('"');
         std::string condition = "If-Range: ";
         if (earlier->whole) {
-            condition = isTag ? "If-None-Match: " : "If-Modified-Since: ";
+            condition = IsTag(earlier->validator) ? "If-None-Match: " : "If-Modified-Since: ";
         } else {
             curl_easy_setopt(m_easy.get(), CURLOPT_RANGE, (std::to_string(m_file.Size()) + "-").c_str());
         }
@@ -198,7 +197,7 @@ bool Transfer::ContinuesOurs(const ContentRange& range) const {
 // Whether the answer, as far as it says, is about the version that we have something of.
 bool Transfer::IsSameVersion() const {
     const std::string& ours = m_file.Earlier()->validator;
-    const std::string& theirs = ours.starts_with('"') ? m_head.etag : m_head.lastModified;
+    const std::string& theirs = IsTag(ours) ? m_head.etag : m_head.lastModified;
     return theirs.empty() || theirs == ours;
 }
 
@@ -213,10 +212,12 @@ bool Transfer::EndsWithConnection() const {
 bool Transfer::BeginSaving() {
     m_body = Body::Saved;
     if (EndsWithConnection()) m_farewell.Await(m_easy.get());
-    m_start.clear();
+    m_start = m_file.Beginning(kSniffSize);  // of a file that is continued, which the type shall be told of
+    m_firstData = m_lastByte;
     m_mediaType = m_head.mediaType;
     if (SaysNothing(m_mediaType) && m_file.Earlier()) m_mediaType = m_file.Earlier()->mediaType;
     if (!SaysNothing(m_mediaType)) m_report.Begin(m_mediaType);
+    Announce(false);
     ReportBytes(m_lastByte);
     return true;
 }
@@ -365,7 +366,8 @@ Verdict Transfer::JudgeStatus() {
             return Redirect();
         case 304:
             if (!earlier || !earlier->whole) break;
-            if (!IsSameVersion()) {
+            // Some servers say so of whatever is not newer than the date.
+            if (!IsSameVersion() || (m_head.lastModified.empty() && !IsTag(earlier->validator))) {
                 m_file.StartOver();
                 return {Verdict::Next::Again, {}, {}};
             }
@@ -396,12 +398,15 @@ Verdict Transfer::Redirect() {
     auto target = FollowRedirection(m_source, m_head.location);
     if (const auto* failure = std::get_if<ReadFailure>(&target)) return Verdict::Fail(*failure);
     const std::string host = std::exchange(m_source, std::get<SourceUrl>(std::move(target))).host;
+    // The user's name in the URL is told to the server that the URL names, and to no other.
+    if (!m_source.NamesUser() && m_source.origin == m_asked.origin) {
+        m_source.user = m_asked.user;
+        m_source.password = m_asked.password;
+    }
     m_report.Status(kStatusRedirecting, m_source.text);
-    if (host == m_source.host) return {Verdict::Next::Again, {}, {}};
-    // While it waits for its place there it must not hold files open: thousands may wait.
-    m_file.LetGo();
+    m_file.Follow(m_source);
     m_lookedForEarlier = false;
-    return {Verdict::Next::Elsewhere, {}, {}};
+    return {host == m_source.host ? Verdict::Next::Again : Verdict::Next::Elsewhere, {}, {}};
 }
 
 std::optional<Verdict> Transfer::SecondTry(std::optional<std::int64_t> secondsNamed) {
@@ -417,6 +422,7 @@ std::optional<Verdict> Transfer::SecondTry(std::optional<std::int64_t> secondsNa
 std::optional<FinishedFile> Transfer::Finish(bool hold) {
     Announce(true);
     const std::string validator = m_file.Earlier() ? m_file.Earlier()->validator : m_head.StrongValidator();
+    if (m_file.Size() >= kWorthKeeping) KeepIfUseful();  // more than whoever was in the way had
     auto result = m_file.Finish(validator, m_mediaType, hold);
     if (const int* error = std::get_if<int>(&result)) {
         m_report.Fail(FileFailure(*error, m_file.Path()));
