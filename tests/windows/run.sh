@@ -131,6 +131,7 @@ step 'registration' register /s
 step 'VBScript host' script client.vbs
 step 'JScript host' script client.js
 step 'C++ host' component
+step 'URL reader' run "$x64/url_reader_test.exe"
 for program in "$x64"/test_*.exe; do
     name=$(basename "$program" .exe)
     step "$name" run "$program" --gtest_brief=1 "--gtest_filter=-${left_out[$name]:-}"

@@ -56,20 +56,51 @@ std::int32_t NumberOf(HRESULT result) {
     }
     if (result == INET_E_REDIRECT_FAILED || result == INET_E_REDIRECTING) return kErrRedirectFailed;
     if (result == MK_E_SYNTAX) return kErrInvalidUrl;
-    return HRESULT_FACILITY(result) == FACILITY_WIN32 || HRESULT_FACILITY(result) == FACILITY_INTERNET
+    return HRESULT_FACILITY(result) == FACILITY_WIN32
                ? NumberOfSystemError(static_cast<DWORD>(HRESULT_CODE(result)))
                : kErrDownloadFailure;
+}
+
+// A URL without its user and password; anything else as it is.
+std::u16string WithoutUser(std::u16string_view culprit) {
+    std::u16string text(culprit);
+    const auto colon = text.find(u"://");
+    if (colon == text.npos) return text;
+    const auto begin = colon + 3;
+    const auto at = text.substr(begin, text.find_first_of(u"/\\?#", begin) - begin).rfind(u'@');
+    return at == text.npos ? text : text.erase(begin, at + 1);
 }
 
 }  // namespace
 
 ReadFailure Failure(std::int32_t number, std::u16string_view what, std::u16string_view culprit) {
-    return {number, std::u16string(what) + u": " + std::u16string(culprit)};
+    return {number, std::u16string(what) + u": " + WithoutUser(culprit)};
 }
 
 ReadFailure BindingFailure(HRESULT result, std::u16string_view url) {
     return Failure(NumberOf(result),
                    u"The read failed with error 0x" + Hex(static_cast<std::uint32_t>(result)), url);
+}
+
+// The moniker says the same of a file that is not there and of one that must not be read.
+HRESULT CauseOfFile(std::u16string_view url, HRESULT result) {
+    std::array<wchar_t, 4096> path{};
+    DWORD length = 0;
+    const std::u16string address(url);
+    if (FAILED(CoInternetParseUrl(Wide(address), PARSE_PATH_FROM_URL, 0, path.data(),
+                                  static_cast<DWORD>(path.size()), &length, 0))) {
+        return result;
+    }
+    const HANDLE file =
+        CreateFileW(path.data(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE) {
+        const DWORD error = GetLastError();
+        const bool isMissing = error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
+        return isMissing ? INET_E_OBJECT_NOT_FOUND : INET_E_CANNOT_LOAD_DATA;
+    }
+    CloseHandle(file);
+    return result;
 }
 
 bool IsSuccess(DWORD status) { return status == 200; }

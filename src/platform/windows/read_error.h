@@ -9,11 +9,15 @@
 
 namespace tsasync::platform {
 
-// The failures of a read. Each description names the culprit; the numbers are the same on every system.
+// The failures of a read. Each description names the culprit, a URL without its user and password; the
+// numbers are the same on every system.
 ReadFailure Failure(std::int32_t number, std::u16string_view what, std::u16string_view culprit);
 
 // A binding that ended with `result`, a failure.
 ReadFailure BindingFailure(HRESULT result, std::u16string_view url);
+
+// Why a binding to a file of this machine ended with `result`: what opening the file says, or else the same.
+HRESULT CauseOfFile(std::u16string_view url, HRESULT result);
 
 // Whether a response of this status holds the data that was asked for.
 bool IsSuccess(DWORD status);

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <cwchar>
+#include <exception>
 #include <utility>
 #include <vector>
 
@@ -47,16 +48,29 @@ bool IsForwarded(ULONG code) {
     return std::find(kCodes.begin(), kCodes.end(), static_cast<std::int32_t>(code)) != kCodes.end();
 }
 
+// Monikers know no exceptions; what fails here fails for want of memory.
+HRESULT Guarded(const auto& operation) {
+    try {
+        return operation();
+    } catch (const std::exception&) {
+        return E_OUTOFMEMORY;
+    }
+}
+
 }  // namespace
 
 UrlBinding::UrlBinding(std::u16string url, std::u16string folder, Report report)
     : m_url(std::move(url)), m_folder(std::move(folder)), m_target(m_url), m_report(std::move(report)) {}
 
-UrlBinding::~UrlBinding() { CloseFile(); }
+UrlBinding::~UrlBinding() {
+    if (m_binding != nullptr) m_binding->Release();
+    CloseFile();
+}
 
 void UrlBinding::Start() {
     if (!m_report) return;
     m_waits = false;
+    m_lastSign = GetTickCount64();
     const std::u16string scheme = Scheme(m_url);
     if (scheme.empty()) {
         Finish(Failure(kErrInvalidUrl, u"No address of a file", m_url));
@@ -67,7 +81,7 @@ void UrlBinding::Start() {
         if (m_file == INVALID_HANDLE_VALUE) {
             Finish(FileFailure(GetLastError(), m_path));
         } else if (const HRESULT started = Bind(); FAILED(started) && !m_waits) {
-            Finish(BindingFailure(started, m_url));
+            Finish(BindingFailure(CauseOf(started), m_url));
         }
     }
 }
@@ -96,12 +110,16 @@ void UrlBinding::Abort() {
 }
 
 void UrlBinding::Fail(std::int32_t number, std::u16string_view what) {
-    StopBinding();
     Finish(Failure(number, what, m_target));
+    StopBinding();
 }
 
+// May be answered by OnStopBinding before it returns: whoever has something to tell does it first.
 void UrlBinding::StopBinding() {
-    if (m_binding != nullptr) m_binding->Abort();
+    IBinding* const binding = std::exchange(m_binding, nullptr);
+    if (binding == nullptr) return;
+    binding->Abort();
+    binding->Release();
 }
 
 void UrlBinding::CloseFile() {
@@ -157,6 +175,10 @@ HRESULT UrlBinding::GetPriority(LONG* priority) {
 HRESULT UrlBinding::OnLowResource(DWORD) { return S_OK; }
 
 HRESULT UrlBinding::OnProgress(ULONG progress, ULONG progressMax, ULONG code, LPCWSTR text) {
+    return Guarded([&] { return Progress(progress, progressMax, code, text); });
+}
+
+HRESULT UrlBinding::Progress(ULONG progress, ULONG progressMax, ULONG code, LPCWSTR text) {
     m_lastSign = GetTickCount64();
     if (code == kStatusRedirecting && !MayFollow(FromWide(text))) {
         Fail(kErrRedirectFailed, u"A redirection that is not followed");
@@ -183,9 +205,11 @@ bool UrlBinding::MayFollow(std::u16string_view url) {
     return true;
 }
 
-// No dialog of the system's: nobody may be there to answer it.
+// No dialog of the system's: nobody may be there to answer it. No cache, neither the system's nor a proxy's:
+// it would give what a digest has shown to be wrong once more.
 HRESULT UrlBinding::GetBindInfo(DWORD* flags, BINDINFO* info) {
-    *flags = BINDF_ASYNCHRONOUS | BINDF_ASYNCSTORAGE | BINDF_PULLDATA | BINDF_NO_UI | BINDF_SILENTOPERATION;
+    *flags = BINDF_ASYNCHRONOUS | BINDF_ASYNCSTORAGE | BINDF_PULLDATA | BINDF_NO_UI | BINDF_SILENTOPERATION |
+             BINDF_GETNEWESTVERSION | BINDF_NOWRITECACHE | BINDF_PRAGMA_NO_CACHE;
     const ULONG size = info->cbSize;
     std::fill_n(reinterpret_cast<std::byte*>(info), size, std::byte{});
     info->cbSize = size;
@@ -196,17 +220,21 @@ HRESULT UrlBinding::GetBindInfo(DWORD* flags, BINDINFO* info) {
 HRESULT UrlBinding::OnDataAvailable(DWORD, DWORD, FORMATETC*, STGMEDIUM* medium) {
     m_lastSign = GetTickCount64();
     if (m_file == INVALID_HANDLE_VALUE || medium->tymed != TYMED_ISTREAM) return E_ABORT;
+    return Guarded([&] { return Receive(*medium->pstm); });
+}
+
+HRESULT UrlBinding::Receive(IStream& data) {
     std::vector<std::byte> buffer(std::size_t{64} << 10);
     for (;;) {
         ULONG count = 0;
-        const HRESULT result = medium->pstm->Read(buffer.data(), static_cast<ULONG>(buffer.size()), &count);
+        const HRESULT result = data.Read(buffer.data(), static_cast<ULONG>(buffer.size()), &count);
         if (m_digests) m_digests->Add({buffer.data(), count});
         DWORD written = 0;
         if (count > 0 &&
             (WriteFile(m_file, buffer.data(), count, &written, nullptr) == FALSE || written != count)) {
             const DWORD error = GetLastError();
-            StopBinding();
             Finish(FileFailure(error, m_path));
+            StopBinding();
             return E_ABORT;
         }
         if (result != S_OK || count == 0) return S_OK;  // the end, or no more for the moment
@@ -217,13 +245,15 @@ HRESULT UrlBinding::OnObjectAvailable(REFIID, IUnknown*) { return S_OK; }
 
 HRESULT UrlBinding::OnStopBinding(HRESULT result, LPCWSTR) {
     if (IBinding* const binding = std::exchange(m_binding, nullptr)) binding->Release();
-    if (auto failure = FailureOf(result)) {
-        if (const auto wait = WaitBeforeSecondTry(*failure)) return TryAgainAfter(*wait);
-        Finish(std::move(*failure));
-    } else {
-        Finish(m_path);
-    }
-    return S_OK;
+    return Guarded([&] {
+        if (auto failure = FailureOf(result)) {
+            if (const auto wait = WaitBeforeSecondTry(*failure)) return TryAgainAfter(*wait);
+            Finish(std::move(*failure));
+        } else {
+            Finish(m_path);
+        }
+        return S_OK;
+    });
 }
 
 // A busy server and one that is just starting are asked once more.
@@ -251,11 +281,15 @@ HRESULT UrlBinding::TryAgainAfter(std::uint32_t wait) {
     return S_OK;
 }
 
-// A system that does not tell what failed has told how far it came.
+// A system that does not tell what failed has told how far it came. To a secured server the connection may
+// stand by then and no agreement be found on it.
 HRESULT UrlBinding::CauseOf(HRESULT result) const {
-    if (result != INET_E_DOWNLOAD_FAILURE) return result;
-    if (m_lastCode == kStatusFindingResource) return INET_E_RESOURCE_NOT_FOUND;
-    return m_lastCode == kStatusConnecting ? INET_E_CANNOT_CONNECT : result;
+    const std::u16string scheme = Scheme(m_target);
+    if (scheme == u"file") return CauseOfFile(m_target, result);
+    const bool isVague = result == INET_E_DOWNLOAD_FAILURE;
+    if (isVague && m_lastCode == kStatusFindingResource) return INET_E_RESOURCE_NOT_FOUND;
+    const bool isRefusal = (isVague && scheme != u"https") || result == INET_E_RESOURCE_NOT_FOUND;
+    return isRefusal && m_lastCode == kStatusConnecting ? INET_E_CANNOT_CONNECT : result;
 }
 
 // A binding that ended well may still hold an error page or a part of the data.
@@ -283,21 +317,26 @@ HRESULT UrlBinding::BeginningTransaction(LPCWSTR, LPCWSTR, DWORD, LPWSTR* additi
 HRESULT UrlBinding::OnResponse(DWORD status, LPCWSTR headers, LPCWSTR, LPWSTR* additional) {
     if (additional != nullptr) *additional = nullptr;
     m_lastSign = GetTickCount64();
+    return Guarded([&] {
+        ReadHead(status, FromWide(headers));
+        return S_OK;
+    });
+}
+
+void UrlBinding::ReadHead(DWORD status, std::u16string_view head) {
     m_status = status;
     m_contentLength.reset();
-    const std::u16string head = FromWide(headers);
     const std::u16string length = HeaderField(head, u"content-length");
     const std::u16string encoding = Lower(HeaderField(head, u"content-encoding"));
     m_retryAfter = HeaderField(head, u"retry-after");
     m_digests.reset();
     // What the system decodes has another length, and other digests.
-    if (!encoding.empty() && encoding != u"identity") return S_OK;
+    if (!encoding.empty() && encoding != u"identity") return;
     m_digests.emplace(head);
     if (!length.empty()) {
         m_contentLength = std::wcstoll(Wide(length), nullptr, 10);
         m_max = *m_contentLength;
     }
-    return S_OK;
 }
 
 }  // namespace tsasync::platform

@@ -46,7 +46,7 @@ class UrlBinding final : public IBindStatusCallback, public IHttpNegotiate {
     void Abort();
     // Stops it with this failure.
     void Fail(std::int32_t number, std::u16string_view what);
-    // Milliseconds since the server last gave a sign.
+    // Milliseconds since the start or the server's last sign.
     std::uint64_t SilentFor() const { return GetTickCount64() - m_lastSign; }
 
     // IUnknown
@@ -73,6 +73,9 @@ class UrlBinding final : public IBindStatusCallback, public IHttpNegotiate {
     ~UrlBinding();
 
     HRESULT Bind();
+    HRESULT Progress(ULONG progress, ULONG progressMax, ULONG code, LPCWSTR text);
+    HRESULT Receive(IStream& data);
+    void ReadHead(DWORD status, std::u16string_view head);
     bool MayFollow(std::u16string_view url);
     void Tell(std::int32_t code, std::u16string text);
     void Finish(std::variant<std::u16string, ReadFailure> result);

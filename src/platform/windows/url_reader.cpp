@@ -6,8 +6,10 @@
 #include "download_file.h"
 #include "own_module.h"
 #include "platform/app_log.h"
+#include "platform/connection_gate.h"
 #include "platform/read_rules.h"
 #include "url_binding.h"
+#include "wide.h"
 
 #include <windows.h>
 
@@ -15,6 +17,8 @@
 #include <array>
 #include <deque>
 #include <exception>
+#include <optional>
+#include <string>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -23,12 +27,37 @@ namespace tsasync::platform {
 
 namespace {
 
-constexpr std::size_t kMaxBindings = 64;           // at a time; the others wait
+// Bindings at a time; the others wait. The system opens few connections to a server, and what waits inside it
+// can't be told from what is silent.
+constexpr std::size_t kBindingsPerHost = 6;
+constexpr std::size_t kBindings = 64;
 constexpr std::uint64_t kLongestSilence = 60'000;  // ms without a sign of the server
 constexpr UINT kDeliver = WM_APP;
+constexpr UINT kStartNext = WM_APP + 1;
 constexpr UINT kWatchInterval = 1000;  // ms
+constexpr UINT kBytesInterval = 100;   // ms between two notices of byte progress
+// Timers of the window; the ids of reads are those of the timers for their second tries.
 constexpr UINT_PTR kWatchTimer = 1;
+constexpr UINT_PTR kBytesTimer = 2;
 constexpr wchar_t kWindowClass[] = L"QMASYN10.UrlReader";
+
+// What the gate knows the URL's host by, whatever the scheme, the port and the letter case. Files of this
+// machine count as one host, and so does what has none.
+std::string HostOf(const std::u16string& url) {
+    IUri* uri = nullptr;
+    BSTR host = nullptr;
+    if (SUCCEEDED(CreateUri(Wide(url), Uri_CREATE_ALLOW_RELATIVE, 0, &uri))) {
+        uri->GetHost(&host);
+        uri->Release();
+    }
+    const std::u16string folded = FoldKey(FromWide(host));
+    SysFreeString(host);
+    return {reinterpret_cast<const char*>(folded.data()), folded.size() * sizeof(char16_t)};
+}
+
+bool IsByteProgress(const BindingNotice& notice) {
+    return !notice.result && notice.code == kStatusDownloading;
+}
 
 }  // namespace
 
@@ -53,38 +82,43 @@ class UrlReader::Impl {
         std::u16string name;
         std::u16string url;
         std::u16string folder;  // of its data
+        std::string host;       // for the gate
         std::uint64_t id = 0;
-        UrlBinding* binding = nullptr;  // null while the read waits
+        UrlBinding* binding = nullptr;       // null while the read waits for its place
+        std::optional<BindingNotice> bytes;  // the newest byte progress that is not told yet
+        bool bytesQueued = false;            // whether its turn to be told is in the queue
+        std::uint64_t bytesTold = 0;         // when the one before was told, in ticks of the system
     };
     struct Entry {
-        std::uint64_t read;
-        BindingNotice notice;
+        std::uint64_t read = 0;
+        BindingNotice notice;  // of byte progress no more than the code
     };
-    using Reads = std::unordered_map<std::u16string, Read>;  // by folded name
 
     static LRESULT CALLBACK OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
-    void Post() { PostMessageW(m_window, kDeliver, 0, 0); }
-    void StartWaiting();
-    void Queue(std::uint64_t read, BindingNotice notice);
+    void Post(UINT message) { PostMessageW(m_window, message, 0, 0); }
+    void StartNext();
+    void Queue(std::uint64_t id, BindingNotice notice);
+    void QueueBytes(Read& read, bool atOnce);
     void DeliverOne();
     void Deliver(Entry entry);
     void CallHandler(bool completion, const AsyncProperty& property);
-    void Release(Read& read);
+    UrlBinding* TakeBinding(Read& read);
+    void Abort(Read& read);
     void OnTimer(UINT_PTR timer);
     void FailSilent();
-    Reads::iterator Find(std::uint64_t id);
 
     IReadEvents& m_events;
     HWND m_window = nullptr;
     std::u16string m_goal;                         // where that is wanted
     std::u16string m_folder = DownloadFolder({});  // of the data of reads from now on
-    Reads m_reads;
-    std::deque<std::uint64_t> m_waiting;  // ids of reads without a binding, in order; some may be cancelled
+    std::unordered_map<std::uint64_t, Read> m_reads;
+    std::unordered_map<std::u16string, std::uint64_t> m_ids;  // of reads, by folded name
+    ConnectionGate m_gate{kBindingsPerHost, kBindings};
     std::deque<Entry> m_queue;
     std::size_t m_bindings = 0;
-    std::uint64_t m_lastId = kWatchTimer;  // ids are those of the timers for second tries, too
-    std::array<bool, 2> m_inHandler{};     // of progress, of completion
-    bool* m_ended = nullptr;               // set by the destructor for a delivery on the stack
+    std::uint64_t m_lastId = kBytesTimer;
+    std::array<bool, 2> m_inHandler{};  // of progress, of completion
+    bool* m_ended = nullptr;            // set by the destructor for a delivery on the stack
 };
 
 UrlReader::Impl::Impl(IReadEvents& events) : m_events(events) {
@@ -100,22 +134,24 @@ UrlReader::Impl::Impl(IReadEvents& events) : m_events(events) {
             HRESULT_FROM_WIN32(GetLastError()), {}, u"No window for the reader's messages", {}, 0};
     }
     SetWindowLongPtrW(m_window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
-    SetTimer(m_window, kWatchTimer, kWatchInterval, nullptr);
     SweepDownloadFiles(m_folder);
 }
 
 UrlReader::Impl::~Impl() {
     if (m_ended != nullptr) *m_ended = true;
-    for (auto& [name, read] : m_reads) Release(read);
-    SetWindowLongPtrW(m_window, GWLP_USERDATA, 0);
+    SetWindowLongPtrW(m_window, GWLP_USERDATA, 0);  // no message arrives from inside the aborts
+    for (auto& [id, read] : m_reads) Abort(read);
     DestroyWindow(m_window);
     RemoveDownloadFolder(m_folder);
 }
 
 LRESULT CALLBACK UrlReader::Impl::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
     auto* const self = reinterpret_cast<Impl*>(GetWindowLongPtrW(window, GWLP_USERDATA));
+    if (self != nullptr && message == kStartNext) {
+        self->StartNext();
+        return 0;
+    }
     if (self != nullptr && message == kDeliver) {
-        self->StartWaiting();
         self->DeliverOne();
         return 0;
     }
@@ -136,67 +172,91 @@ void UrlReader::Impl::PlaceNear(std::u16string_view folder) {
 }
 
 std::int32_t UrlReader::Impl::Start(std::u16string_view target, std::u16string_view name) {
-    const auto [place, isNew] = m_reads.try_emplace(FoldKey(name));
+    const auto [place, isNew] = m_ids.try_emplace(FoldKey(name), m_lastId + 1);
     if (!isNew) return kErrDuplicateKey;
-    place->second = {std::u16string(name), std::u16string(target), m_folder, ++m_lastId, nullptr};
-    m_waiting.push_back(m_lastId);
-    Post();
+    Read& read = m_reads[++m_lastId];
+    read.name = name;
+    read.url = target;
+    read.folder = m_folder;
+    read.host = HostOf(read.url);
+    read.id = m_lastId;
+    m_gate.Enter(read.id, read.host);
+    Post(kStartNext);
     return 0;
 }
 
 std::int32_t UrlReader::Impl::Cancel(std::u16string_view name) {
-    const auto found = m_reads.find(FoldKey(name));
-    if (found == m_reads.end()) return kErrNoSuchRead;
-    const std::uint64_t id = found->second.id;
-    Release(found->second);
-    m_reads.erase(found);
+    const auto known = m_ids.find(FoldKey(name));
+    if (known == m_ids.end()) return kErrNoSuchRead;
+    const std::uint64_t id = known->second;
+    const auto taken = m_reads.extract(id);
+    m_ids.erase(known);
     std::erase_if(m_queue, [&](const Entry& entry) { return entry.read == id; });
-    Post();
+    Abort(taken.mapped());
     return 0;
 }
 
-void UrlReader::Impl::Release(Read& read) {
+void UrlReader::Impl::Abort(Read& read) {
+    m_gate.Leave(read.id);
+    if (UrlBinding* const binding = TakeBinding(read)) {
+        binding->Abort();
+        binding->Release();
+    }
+}
+
+// Takes the read's binding, to be released by the caller, and its place; null when it waits for one.
+UrlBinding* UrlReader::Impl::TakeBinding(Read& read) {
     UrlBinding* const binding = std::exchange(read.binding, nullptr);
-    if (binding == nullptr) return;
-    --m_bindings;
-    binding->Abort();
+    if (binding == nullptr) return nullptr;
+    m_gate.Release(read.host);
+    if (--m_bindings == 0) KillTimer(m_window, kWatchTimer);
+    Post(kStartNext);
+    return binding;
+}
+
+// One at a time: inside its start, the system may run the message loop, in which anything may happen.
+void UrlReader::Impl::StartNext() {
+    const auto id = m_gate.Next();
+    if (!id) return;
+    auto* const binding =
+        new UrlBinding(m_reads.at(*id).url, m_reads.at(*id).folder,
+                       [this, id = *id](BindingNotice notice) { Queue(id, std::move(notice)); });
+    m_reads.at(*id).binding = binding;
+    if (m_bindings++ == 0) SetTimer(m_window, kWatchTimer, kWatchInterval, nullptr);
+    Post(kStartNext);
+    binding->AddRef();
+    binding->Start();
     binding->Release();
 }
 
-UrlReader::Impl::Reads::iterator UrlReader::Impl::Find(std::uint64_t id) {
-    return std::find_if(m_reads.begin(), m_reads.end(),
-                        [&](const auto& entry) { return entry.second.id == id; });
-}
-
-void UrlReader::Impl::StartWaiting() {
-    while (m_bindings < kMaxBindings && !m_waiting.empty()) {
-        const std::uint64_t id = m_waiting.front();
-        m_waiting.pop_front();
-        const auto found = Find(id);
-        if (found == m_reads.end()) continue;  // cancelled meanwhile
-        auto* const binding =
-            new UrlBinding(found->second.url, found->second.folder,
-                           [this, id](BindingNotice notice) { Queue(id, std::move(notice)); });
-        found->second.binding = binding;
-        ++m_bindings;
-        binding->Start();
-    }
-}
-
-// Of several waiting notices of byte progress only the last one counts.
-void UrlReader::Impl::Queue(std::uint64_t read, BindingNotice notice) {
+void UrlReader::Impl::Queue(std::uint64_t id, BindingNotice notice) {
     if (notice.wait) {
-        SetTimer(m_window, static_cast<UINT_PTR>(read), *notice.wait, nullptr);
+        SetTimer(m_window, static_cast<UINT_PTR>(id), *notice.wait, nullptr);
         return;
     }
-    const bool mayReplace = !notice.result && notice.code == kStatusDownloading && !m_queue.empty();
-    if (mayReplace && m_queue.back().read == read && !m_queue.back().notice.result &&
-        m_queue.back().notice.code == kStatusDownloading) {
-        m_queue.back().notice = std::move(notice);
+    Read& read = m_reads.at(id);
+    if (IsByteProgress(notice)) {
+        read.bytes = std::move(notice);
+        QueueBytes(read, false);
         return;
     }
-    m_queue.push_back({read, std::move(notice)});
-    Post();
+    QueueBytes(read, true);  // the last one, if any, before what follows it
+    m_queue.push_back({id, std::move(notice)});
+    Post(kDeliver);
+}
+
+// At most one waits in the queue, and tells the newest numbers when its turn comes.
+void UrlReader::Impl::QueueBytes(Read& read, bool atOnce) {
+    if (!read.bytes || read.bytesQueued) return;
+    if (!atOnce && GetTickCount64() - read.bytesTold < kBytesInterval) {
+        SetTimer(m_window, kBytesTimer, kBytesInterval, nullptr);
+        return;
+    }
+    read.bytesQueued = true;
+    Entry& entry = m_queue.emplace_back();
+    entry.read = read.id;
+    entry.notice.code = kStatusDownloading;
+    Post(kDeliver);
 }
 
 void UrlReader::Impl::DeliverOne() {
@@ -217,20 +277,25 @@ void UrlReader::Impl::DeliverOne() {
 }
 
 void UrlReader::Impl::Deliver(Entry entry) {
-    const auto found = Find(entry.read);
+    const auto found = m_reads.find(entry.read);
     if (found == m_reads.end()) return;
+    Read& read = found->second;
+    if (IsByteProgress(entry.notice)) {
+        entry.notice = std::move(*read.bytes);
+        read.bytes.reset();
+        read.bytesQueued = false;
+        read.bytesTold = GetTickCount64();
+    }
     BindingNotice& notice = entry.notice;
     AsyncProperty property{
-        found->second.name,         {},          notice.target, Saturated(notice.bytesRead),
-        Saturated(notice.bytesMax), notice.code, notice.text};
+        read.name,   {},         notice.target, Saturated(notice.bytesRead), Saturated(notice.bytesMax),
+        notice.code, notice.text};
     const bool completion = notice.result.has_value();
     if (completion) {
         std::visit([&](const auto& value) { property.Value = value; }, *notice.result);
-        if (UrlBinding* const binding = std::exchange(found->second.binding, nullptr)) {
-            --m_bindings;
-            binding->Release();
-        }
-        m_reads.erase(found);  // free before the handler, which may read under the name again
+        if (UrlBinding* const binding = TakeBinding(read)) binding->Release();
+        m_ids.erase(FoldKey(read.name));  // free before the handler, which may read under the name again
+        m_reads.erase(found);
     }
     CallHandler(completion, property);
 }
@@ -257,25 +322,31 @@ void UrlReader::Impl::CallHandler(bool completion, const AsyncProperty& property
     }
     m_ended = outer;
     m_inHandler[completion ? 1 : 0] = false;
-    if (!m_queue.empty() || !m_waiting.empty()) Post();
+    if (!m_queue.empty()) Post(kDeliver);
 }
 
 void UrlReader::Impl::OnTimer(UINT_PTR timer) {
     if (timer == kWatchTimer) return FailSilent();
     KillTimer(m_window, timer);
-    const auto found = Find(timer);
-    if (found != m_reads.end() && found->second.binding != nullptr) found->second.binding->Start();
+    if (timer == kBytesTimer) {
+        for (auto& [id, read] : m_reads) QueueBytes(read, true);
+        return;
+    }
+    const auto found = m_reads.find(timer);
+    UrlBinding* const binding = found == m_reads.end() ? nullptr : found->second.binding;
+    if (binding == nullptr) return;
+    binding->AddRef();
+    binding->Start();
+    binding->Release();
 }
 
 void UrlReader::Impl::FailSilent() {
     std::vector<std::uint64_t> silent;
-    for (const auto& [name, read] : m_reads) {
-        if (read.binding != nullptr && read.binding->SilentFor() > kLongestSilence) silent.push_back(read.id);
+    for (const auto& [id, read] : m_reads) {
+        if (read.binding != nullptr && read.binding->SilentFor() > kLongestSilence) silent.push_back(id);
     }
     for (const std::uint64_t id : silent) {
-        const auto found = Find(id);
-        if (found != m_reads.end())
-            found->second.binding->Fail(kErrConnectionTimeout, u"The server is silent");
+        m_reads.at(id).binding->Fail(kErrConnectionTimeout, u"The server is silent");
     }
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/linux/reader/connection_gate.h"
+#include "platform/connection_gate.h"
 #include "platform/linux/reader/easy_handle.h"
 #include "platform/linux/reader/file_read.h"
 #include "platform/linux/reader/proxy.h"

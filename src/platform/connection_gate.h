@@ -7,7 +7,7 @@
 #include <string>
 #include <unordered_map>
 
-namespace tsasync::platform::reader {
+namespace tsasync::platform {
 
 // Decides which waiting read may use the network next: the oldest one whose host has a place free, while
 // there is a place in all. Every operation costs O(1), whatever waits.
@@ -41,4 +41,4 @@ class ConnectionGate {
     std::deque<std::string> m_freed;  // hosts that got a place free while reads were parked
 };
 
-}  // namespace tsasync::platform::reader
+}  // namespace tsasync::platform

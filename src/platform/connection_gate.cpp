@@ -1,6 +1,6 @@
-#include "platform/linux/reader/connection_gate.h"
+#include "platform/connection_gate.h"
 
-namespace tsasync::platform::reader {
+namespace tsasync::platform {
 
 void ConnectionGate::Enter(std::uint64_t read, const std::string& host) {
     m_row.push_back(read);
@@ -53,4 +53,4 @@ void ConnectionGate::Release(const std::string& name) {
     }
 }
 
-}  // namespace tsasync::platform::reader
+}  // namespace tsasync::platform
