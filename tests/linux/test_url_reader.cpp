@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <httplib.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -206,8 +207,56 @@ TEST(PartialFile, FailsWhenClosingFailsAndLeavesNothing) {
 TEST(PrivateFolder, HasAnotherPlaceWhereTheBestIsNone) {
     const TempFolder assets;
     const std::string beside = std::filesystem::path(assets.Path()).parent_path() / ".QMASYN10";
-    EXPECT_EQ(platform::reader::PrivateFolder::PathsFor(assets.Path()),
-              (std::vector<std::string>{CacheFolder() + "/QMASYN10", beside}));
+    std::filesystem::create_symlink(assets.Path(), assets / "self");
+    for (const char* name : {"", "/", "/.", "/./", "//.", "/self", "/self/."}) {
+        EXPECT_EQ(platform::reader::PrivateFolder::PathsFor(assets.Path() + name),
+                  (std::vector<std::string>{CacheFolder() + "/QMASYN10", beside}))
+            << name;
+    }
+}
+
+TEST(PrivateFolder, TellsThatTooManyFilesAreOpenAndLeavesNoSession) {
+    const TempFolder place;
+    rlimit before{};
+    getrlimit(RLIMIT_NOFILE, &before);
+    const int next = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    close(next);
+    const rlimit one{static_cast<rlim_t>(next) + 1, before.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &one);
+    const auto folder = platform::reader::PrivateFolder::Open(place / "own");
+    setrlimit(RLIMIT_NOFILE, &before);
+    const auto* failure = std::get_if<platform::ReadFailure>(&folder);
+    ASSERT_NE(failure, nullptr);
+    EXPECT_NE(ToUtf8(failure->description).find("Too many open files"), std::string::npos);
+    EXPECT_TRUE(std::filesystem::is_empty(place / "own"));
+}
+
+// A sweep must not look like a reader of what it only looks at.
+TEST(PrivateFolder, SweepsWithoutLockingWhatStays) {
+    const TempFolder place;
+    const auto open = [&] {
+        return std::get<std::shared_ptr<platform::reader::PrivateFolder>>(
+            platform::reader::PrivateFolder::Open(place / "own"));
+    };
+    const auto folder = open();
+    {
+        platform::reader::PartialFile file(folder, {});
+        file.Write("abc", 3);
+        file.Keep("\"v1\"", {}, 10);
+    }
+    std::atomic<bool> done = false;
+    std::thread other([&] {
+        while (!done) open();
+    });
+    int lost = 0;
+    for (int i = 0; i < 5000; ++i) {
+        platform::reader::PartialFile file(folder, {});
+        file.FindEarlier();
+        if (file.Size() != 3) ++lost;
+    }
+    done = true;
+    other.join();
+    EXPECT_EQ(lost, 0);
 }
 
 // One process may remove the folder as an empty one while another is about to use it.

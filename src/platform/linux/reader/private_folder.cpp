@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <ctime>
+#include <filesystem>
 
 namespace tsasync::platform::reader {
 
@@ -38,10 +39,11 @@ std::string Parent(const std::string& path) {
     return slash == path.npos || slash == 0 ? "/" : path.substr(0, slash);
 }
 
-std::vector<std::string> Entries(int folder) {
-    std::vector<std::string> names;
+// Nothing when they can't be listed, as when the process has too many files open.
+std::optional<std::vector<std::string>> Entries(int folder) {
     DIR* list = fdopendir(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (list == nullptr) return names;
+    if (list == nullptr) return std::nullopt;
+    std::vector<std::string> names;
     // readdir is safe on a stream that no other thread uses. NOLINTNEXTLINE(concurrency-mt-unsafe)
     while (const dirent* entry = readdir(list)) {
         if (entry->d_name[0] != '.') names.emplace_back(entry->d_name);
@@ -66,12 +68,15 @@ std::vector<std::string> PrivateFolder::PathsFor(const std::string& near) {
     const std::string cache = g_get_user_cache_dir();
     const std::string inCache = cache + "/" + kNameInCache;
     if (near.empty() || near.front() != '/') return {inCache};
+    std::error_code error;
+    std::string folder = std::filesystem::weakly_canonical(near, error).string();
+    if (error) return {inCache};
     struct stat wanted {};
     struct stat there {};
-    const std::string existing = ExistingPart(near, wanted);
+    const std::string existing = ExistingPart(folder, wanted);
     ExistingPart(cache, there);
     const bool cacheIsNear = wanted.st_dev == there.st_dev;
-    const std::string beside = existing == near ? Parent(near) : existing;
+    const std::string beside = existing == folder ? Parent(folder) : existing;
     if (stat(beside.c_str(), &there) != 0 || there.st_dev != wanted.st_dev || there.st_uid != geteuid())
         return {inCache};
     const std::string ours = beside + "/" + kNameBeside;
@@ -107,11 +112,21 @@ int PrivateFolder::StartSession() {
     for (int attempt = 0; attempt < 10; ++attempt) {
         m_session = RandomName();
         if (mkdirat(m_folder.Get(), m_session.c_str(), 0700) != 0) return errno;
-        m_sessionFolder =
-            FileHandle(openat(m_folder.Get(), m_session.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-        if (m_sessionFolder && flock(m_sessionFolder.Get(), LOCK_EX | LOCK_NB) == 0 && StillThere()) return 0;
+        const int error = LockSession();
+        if (error == 0 && StillThere()) return 0;
+        if (error == 0 || error == EWOULDBLOCK || error == ENOENT) continue;
+        m_sessionFolder.Close();
+        unlinkat(m_folder.Get(), m_session.c_str(), AT_REMOVEDIR);
+        return error;
     }
     return EBUSY;
+}
+
+// 0 or the system's error number.
+int PrivateFolder::LockSession() {
+    m_sessionFolder =
+        FileHandle(openat(m_folder.Get(), m_session.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    return m_sessionFolder && flock(m_sessionFolder.Get(), LOCK_EX | LOCK_NB) == 0 ? 0 : errno;
 }
 
 bool PrivateFolder::StillThere() const {
@@ -127,53 +142,65 @@ PrivateFolder::~PrivateFolder() {
 }
 
 void PrivateFolder::Sweep() const {
-    const std::int64_t now = std::time(nullptr);
-    for (const std::string& name : Entries(m_folder.Get())) {
-        if (IsMetadataName(name)) SweepMetadata(name, now);
+    for (const std::string& name : Entries(m_folder.Get()).value_or(std::vector<std::string>())) {
+        if (IsMetadataName(name)) SweepMetadata(name);
     }
     SweepSessions();
 }
 
 // Removes a partial file that is too old, with its metadata; likewise metadata that leads to none.
-void PrivateFolder::SweepMetadata(const std::string& name, std::int64_t now) const {
+void PrivateFolder::SweepMetadata(const std::string& name) const {
+    // Locked only to be removed: a reader that finds it locked reads everything for itself.
+    if (LeadsToData(LoadMetadata(m_folder.Get(), name))) return;
     MetadataFile file = MetadataFile::Hold(m_folder.Get(), name, false);
     if (!file) return;  // in use
     const auto meta = file.Load();
-    struct stat found {};
-    if (meta && fstatat(m_folder.Get(), meta->data.c_str(), &found, AT_SYMLINK_NOFOLLOW) == 0) {
-        if (now - found.st_mtime < kKeptFor) return;
-        unlinkat(m_folder.Get(), meta->data.c_str(), 0);
-    }
+    if (LeadsToData(meta)) return;
+    if (meta) unlinkat(m_folder.Get(), meta->data.c_str(), 0);
     file.Remove();
+}
+
+// To data that is not too old.
+bool PrivateFolder::LeadsToData(const std::optional<PartialMeta>& meta) const {
+    struct stat found {};
+    return meta && fstatat(m_folder.Get(), meta->data.c_str(), &found, AT_SYMLINK_NOFOLLOW) == 0 &&
+           std::time(nullptr) - found.st_mtime < kKeptFor;
 }
 
 // Removes what processes that live no longer have left and no metadata leads to.
 void PrivateFolder::SweepSessions() const {
-    std::set<std::string> wanted = WantedData();
-    for (const std::string& name : Entries(m_folder.Get())) {
+    auto wanted = WantedData();
+    if (!wanted) return;
+    for (const std::string& name : Entries(m_folder.Get()).value_or(std::vector<std::string>())) {
         if (IsMetadataName(name) || name == m_session) continue;
         const FileHandle session(
             openat(m_folder.Get(), name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
         if (!session || flock(session.Get(), LOCK_EX | LOCK_NB) != 0) continue;
         const auto left = Entries(session.Get());
         const std::string inSession = name + "/";
-        const auto isWanted = [&](const std::string& data) { return wanted.contains(inSession + data); };
-        if (!left.empty() && std::all_of(left.begin(), left.end(), isWanted)) continue;
+        const auto isWanted = [&](const std::string& data) { return wanted->contains(inSession + data); };
+        if (!left || (!left->empty() && std::all_of(left->begin(), left->end(), isWanted))) continue;
         // Once more under the lock: from here on nobody makes new data here.
         wanted = WantedData();
-        for (const std::string& data : left) {
+        if (!wanted) return;
+        for (const std::string& data : *left) {
             if (!isWanted(data)) unlinkat(session.Get(), data.c_str(), 0);
         }
         unlinkat(m_folder.Get(), name.c_str(), AT_REMOVEDIR);
     }
 }
 
-// All data files that metadata leads to.
-std::set<std::string> PrivateFolder::WantedData() const {
+// All data files that metadata leads to; nothing when too many files are open to tell.
+std::optional<std::set<std::string>> PrivateFolder::WantedData() const {
+    const auto entries = Entries(m_folder.Get());
+    if (!entries) return std::nullopt;
     std::set<std::string> wanted;
-    for (const std::string& entry : Entries(m_folder.Get())) {
+    for (const std::string& entry : *entries) {
         if (!IsMetadataName(entry)) continue;
-        if (const auto meta = LoadMetadata(m_folder.Get(), entry)) wanted.insert(meta->data);
+        errno = 0;
+        const auto meta = LoadMetadata(m_folder.Get(), entry);
+        if (!meta && (errno == EMFILE || errno == ENFILE)) return std::nullopt;
+        if (meta) wanted.insert(meta->data);
     }
     return wanted;
 }

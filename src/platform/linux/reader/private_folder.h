@@ -1,10 +1,12 @@
 #pragma once
 
 #include "platform/linux/file_handle.h"
+#include "platform/linux/reader/partial_meta.h"
 #include "platform/url_reader.h"
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <variant>
@@ -43,10 +45,12 @@ class PrivateFolder {
     explicit PrivateFolder(const std::string& path) : m_path(path) {}
     int Enter();
     int StartSession();
+    int LockSession();
     void Sweep() const;
     void SweepSessions() const;
-    std::set<std::string> WantedData() const;
-    void SweepMetadata(const std::string& name, std::int64_t now) const;
+    std::optional<std::set<std::string>> WantedData() const;
+    void SweepMetadata(const std::string& name) const;
+    bool LeadsToData(const std::optional<PartialMeta>& meta) const;
 
     std::string m_path;
     FileHandle m_folder;
