@@ -67,6 +67,9 @@ std::vector<Case> Chunks() {
     return {
         {"chunked", {Ask(), Send(head + chunk + "0\r\n\r\n")}, Body()},
         {"chunked, trailer", {Ask(), Send(head + chunk + "0\r\nContent-Length: 7\r\n\r\n")}, Body()},
+        {"chunked, a trailer like another head",
+         {Ask(), Send(head + chunk + "0\r\nHTTP/1.1 404: x\r\nX-a: b\r\n\r\n")},
+         Body()},
         {"chunked, broken size", {Ask(), Send(head + "xyz\r\n" + Body())}, "", kErrDownloadFailure},
         {"chunked, endless size",
          {Ask(), Send(head + "fffffffffffffffffff\r\n" + Body())},

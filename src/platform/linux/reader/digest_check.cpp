@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 
 namespace tsasync::platform::reader {
 
@@ -25,7 +26,7 @@ void DigestCheck::Expect(GChecksumType type, const std::string& digest) {
 
 bool DigestCheck::Step() {
     const ssize_t count = pread(m_file, m_buffer.data(), m_buffer.size(), m_position);
-    m_failed = count < 0;
+    if (count < 0) m_error = errno;
     if (count <= 0) return false;
     m_position += count;
     for (const Expected& one : m_expected) g_checksum_update(one.checksum.get(), m_buffer.data(), count);
@@ -33,7 +34,7 @@ bool DigestCheck::Step() {
 }
 
 bool DigestCheck::Agrees() const {
-    return !m_failed && std::all_of(m_expected.begin(), m_expected.end(), [](const Expected& one) {
+    return std::all_of(m_expected.begin(), m_expected.end(), [](const Expected& one) {
         guchar digest[64];
         gsize size = sizeof digest;
         g_checksum_get_digest(one.checksum.get(), digest, &size);

@@ -20,7 +20,9 @@ class DigestCheck {
 
     // Reads one slice. False when all is read.
     bool Step();
-    // After that: whether the content agrees with every digest.
+    // After that: the system's error of reading, or 0.
+    int Error() const { return m_error; }
+    // Without one: whether the content agrees with every digest.
     bool Agrees() const;
 
   private:
@@ -35,7 +37,7 @@ class DigestCheck {
 
     int m_file;
     std::int64_t m_position = 0;
-    bool m_failed = false;
+    int m_error = 0;
     std::vector<Expected> m_expected;
     std::vector<guchar> m_buffer;
 };

@@ -110,7 +110,7 @@ void ParseContentMd5(std::string_view value, Digests& digests) {
 }
 
 bool ResponseHead::AddLine(std::string_view line) {
-    if (line.starts_with("HTTP/")) {
+    if (line.starts_with("HTTP/") && !m_last) {
         *this = {};
         const std::size_t blank = line.find(' ');
         const std::string_view code = blank == line.npos ? std::string_view() : line.substr(blank + 1, 3);

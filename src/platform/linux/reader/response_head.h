@@ -47,6 +47,8 @@ class ResponseHead {
     // Takes one line, with or without its end. False when the response can't be trusted: too large a head, or
     // two different lengths.
     bool AddLine(std::string_view line);
+    // No other response follows this one: lines that still come are trailers, whatever they look like.
+    void End() { m_last = true; }
     // Whether the empty line after the head of a final response (200 or above) has come.
     bool Complete() const { return m_complete && m_status >= 200; }
     int Status() const { return m_status; }
@@ -72,6 +74,7 @@ class ResponseHead {
 
     int m_status = 0;
     bool m_complete = false;
+    bool m_last = false;
     std::size_t m_size = 0;
 };
 

@@ -162,6 +162,7 @@ bool Transfer::TakeHead() {
     const auto& earlier = m_file.Earlier();
     if (status == 401 || status == 407) return true;  // perhaps libcurl answers it with the user's name
     m_body = Body::Ignored;
+    m_head.End();
     if (status == 200) {
         m_file.StartOver();
         const std::string& coding = m_head.contentEncoding;
@@ -344,12 +345,18 @@ Verdict Transfer::JudgeSaved(CURLcode code) {
 
 std::optional<Verdict> Transfer::CheckStep() {
     if (m_check->Step()) return std::nullopt;
-    if (m_check->Agrees()) return Verdict{};
-    m_file.StartOver();
-    m_body = Body::Ignored;  // nothing of it is worth keeping
-    Verdict verdict = Verdict::Fail(Failure(kErrDownloadFailure,
-                                            "The content does not agree with the digest that the server sent",
-                                            m_source.text));
+    Verdict verdict;
+    if (const int error = m_check->Error()) {
+        verdict = Verdict::Fail(FileFailure(error, m_file.Path()));
+    } else if (!m_check->Agrees()) {
+        m_file.StartOver();
+        m_body = Body::Ignored;  // nothing of it is worth keeping
+        verdict = Verdict::Fail(Failure(kErrDownloadFailure,
+                                        "The content does not agree with the digest that the server sent",
+                                        m_source.text));
+    } else {
+        return verdict;
+    }
     m_report.Fail(verdict.failure);
     return verdict;
 }
