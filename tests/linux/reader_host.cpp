@@ -33,6 +33,7 @@ TempFolder::TempFolder(const std::string& parent) {
 }
 
 TempFolder::~TempFolder() {
+    if (getpid() != m_process) return;
     std::error_code ignored;
     std::filesystem::remove_all(m_path, ignored);
 }

@@ -3,6 +3,7 @@
 #include "platform/url_reader.h"
 
 #include <glib.h>
+#include <unistd.h>
 
 #include <functional>
 #include <map>
@@ -67,7 +68,7 @@ void WriteFile(const std::string& path, const std::string& content);
 // program.
 const std::string& CacheFolder();
 
-// A new empty folder, removed with all in it at the end.
+// A new empty folder, removed with all in it at the end, but not by a child that the process forked off.
 class TempFolder {
   public:
     explicit TempFolder(const std::string& parent = "/tmp");
@@ -80,6 +81,7 @@ class TempFolder {
 
   private:
     std::string m_path;
+    const pid_t m_process = getpid();
 };
 
 }  // namespace tsasync::tests

@@ -3,7 +3,11 @@
 #include "tests/server/conversations.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <csignal>
+#include <cstdlib>
 #include <filesystem>
 
 namespace tsasync::tests {
@@ -126,6 +130,32 @@ TEST_F(SilentServerTest, IsGivenUpWhileFilesAreCopied) {
     };
     EXPECT_TRUE(host.RunUntil([&] { return host.Of("silent").completed || left == 0; }));
     EXPECT_GT(left, 0);
+}
+
+TEST_F(SilentServerTest, LeavesNothingForAForkedChildToClearAway) {
+    MisbehavingServer server(
+        {Ask(), Send(Head("Content-Length: 900000\r\nETag: \"v1\"\r\n") + std::string(500'000, 'x')),
+         Silence()});
+    const std::string url = "http://127.0.0.1:" + std::to_string(server.Port()) + "/file";
+    RemoveKept();
+    host.Start(url);
+    ASSERT_TRUE(host.RunUntil([&] { return host.Of(url).bytesRead == 500'000; }));
+    const std::size_t kept = KeptBytes();
+    EXPECT_GT(kept, 0U);
+    const pid_t child = fork();
+    if (child == 0) {
+        close(STDERR_FILENO);  // the leak sanitizer finds what the threads held that the child has not
+        std::exit(0);
+    }
+    int status = 0;
+    pid_t ended = 0;
+    for (int i = 0; i < 2000 && (ended = waitpid(child, &status, WNOHANG)) == 0; ++i) g_usleep(10'000);
+    EXPECT_EQ(ended, child) << "it waits for a thread that it has not";
+    if (ended == 0) {
+        kill(child, SIGKILL);
+        waitpid(child, &status, 0);
+    }
+    EXPECT_EQ(KeptBytes(), kept);
 }
 
 INSTANTIATE_TEST_SUITE_P(Conversations, MisbehavingTest, testing::ValuesIn(Conversations()), CaseName);

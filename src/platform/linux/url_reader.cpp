@@ -5,6 +5,7 @@
 #include "automation/Utf8.h"
 #include "platform/app_log.h"
 #include "platform/linux/reader/mailbox.h"
+#include "platform/linux/reader/source_url.h"
 #include "platform/linux/reader/transfer_thread.h"
 #include "platform/read_rules.h"
 
@@ -39,7 +40,7 @@ class UrlReader::Impl final : public reader::NoticeReceiver {
 
     IReadEvents& m_events;
     std::shared_ptr<reader::Mailbox> m_mailbox;
-    std::shared_ptr<reader::TransferThread> m_thread;
+    reader::TransferThread& m_thread;
     std::string m_folder;
     std::unordered_map<std::u16string, std::shared_ptr<reader::Read>> m_reads;  // by folded name
 };
@@ -52,7 +53,7 @@ void UrlReader::Impl::PlaceNear(std::u16string_view folder) {
 
 std::int32_t UrlReader::Impl::Start(std::u16string_view target, std::u16string_view name) {
     if (!m_mailbox->CanDeliver()) {
-        LogEntry(u"No read of " + std::u16string(target) +
+        LogEntry(u"No read of " + FromUtf8(reader::WithoutUser(ToUtf8(target))) +
                  u": another thread runs the main context from which this thread would hear of it. Push a "
                  u"thread-default main context first.");
         return kErrNoSession;
@@ -60,14 +61,14 @@ std::int32_t UrlReader::Impl::Start(std::u16string_view target, std::u16string_v
     auto& read = m_reads[FoldKey(name)];
     if (read) return kErrDuplicateKey;
     read = std::make_shared<reader::Read>();
-    read->id = m_thread->NewId();
+    read->id = m_thread.NewId();
     read->url = ToUtf8(target);
     read->folder = m_folder;
     read->inbox = m_mailbox->ForPosting();
     read->name = name;
     read->target = target;
     read->receiver = this;
-    m_thread->Start(read);
+    m_thread.Start(read);
     return 0;
 }
 
@@ -81,7 +82,7 @@ std::int32_t UrlReader::Impl::Cancel(std::u16string_view name) {
 
 void UrlReader::Impl::Forget(reader::Read& read) {
     read.receiver = nullptr;
-    m_thread->Cancel(read.id);
+    m_thread.Cancel(read.id);
 }
 
 void UrlReader::Impl::Receive(const reader::Notice& notice) {
@@ -91,8 +92,7 @@ void UrlReader::Impl::Receive(const reader::Notice& notice) {
     AsyncProperty property{
         read.name,   {},         read.target, Saturated(read.bytesRead), Saturated(read.bytesMax),
         notice.code, notice.text};
-    // A handler may release this reader.
-    const auto thread = m_thread;
+    reader::TransferThread& thread = m_thread;  // a handler may release this reader
     try {
         if (!notice.result) {
             m_events.AsyncReadProgress(property);
@@ -108,7 +108,7 @@ void UrlReader::Impl::Receive(const reader::Notice& notice) {
     } catch (const std::exception& error) {
         LogEntry(u"Error in a notification: " + FromUtf8(error.what()));
     }
-    if (notice.result) thread->Delivered(read.id, read.isHeld);
+    if (notice.result) thread.Delivered(read.id, read.isHeld);
 }
 
 UrlReader::UrlReader(IReadEvents& events) : m_impl(std::make_unique<Impl>(events)) {}

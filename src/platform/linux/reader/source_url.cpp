@@ -5,6 +5,7 @@
 #include <curl/curl.h>
 #include <glib.h>
 
+#include <algorithm>
 #include <memory>
 
 namespace tsasync::platform::reader {
@@ -46,14 +47,31 @@ std::string Escape(std::string_view text) {
     return escaped;
 }
 
+std::string Lower(std::string text) {
+    for (char& c : text) c = g_ascii_tolower(c);
+    return text;
+}
+
 bool IsServed(std::string_view scheme) {
     return scheme == "http" || scheme == "https" || scheme == "ftp" || scheme == "file";
+}
+
+// Whether libcurl, asked for this by ftp, would list a folder.
+bool IsFolder(CURLU* url) {
+    std::string path = Part(url, CURLUPART_PATH).value_or("");
+    if (const auto query = Part(url, CURLUPART_QUERY)) path += "?" + *query;
+    if (const std::size_t type = path.find(";type="); type != path.npos) {
+        if (path.size() > type + 6 && g_ascii_tolower(path[type + 6]) == 'd') return true;
+        path.resize(type);
+    }
+    // The escaped slashes count as well.
+    return path.empty() || path.ends_with('/') || Lower(path).ends_with("%2f");
 }
 
 std::variant<SourceUrl, ReadFailure> Describe(CURLU* url, std::string_view asked) {
     SourceUrl source;
     source.scheme = Part(url, CURLUPART_SCHEME).value_or("");
-    if (!IsServed(source.scheme)) return Failure(kErrUnknownProtocol, "Unknown scheme", asked);
+    if (!IsServed(source.scheme)) return Failure(kErrUnknownProtocol, "Unknown scheme", WithoutUser(asked));
     source.user = Part(url, CURLUPART_USER, CURLU_URLDECODE).value_or("");
     source.password = Part(url, CURLUPART_PASSWORD, CURLU_URLDECODE).value_or("");
     // The text goes into messages, which may go anywhere.
@@ -61,18 +79,19 @@ std::variant<SourceUrl, ReadFailure> Describe(CURLU* url, std::string_view asked
     curl_url_set(url, CURLUPART_PASSWORD, nullptr, 0);
     const auto text = Part(url, CURLUPART_URL);
     const auto path = Part(url, CURLUPART_PATH, source.scheme == "file" ? CURLU_URLDECODE : 0);
-    if (!text || !path) return Failure(kErrInvalidUrl, "Malformed URL", asked);
+    if (!text || !path) return Failure(kErrInvalidUrl, "Malformed URL", WithoutUser(asked));
     source.text = *text;
     if (source.scheme == "file") {
         source.path = *path;
         source.origin = "file:";
         return source;
     }
-    source.host = Part(url, CURLUPART_HOST).value_or("");
-    for (char& c : source.host) c = g_ascii_tolower(c);
+    if (source.scheme == "ftp" && IsFolder(url))
+        return Failure(kErrObjectNotFound, "A folder is no file", source.text);
+    source.host = Lower(Part(url, CURLUPART_HOST).value_or(""));
     source.origin = source.scheme + "://" + source.host + ":" +
                     Part(url, CURLUPART_PORT, CURLU_DEFAULT_PORT).value_or("");
-    if (source.host.empty()) return Failure(kErrInvalidUrl, "Malformed URL", asked);
+    if (source.host.empty()) return Failure(kErrInvalidUrl, "Malformed URL", WithoutUser(asked));
     return source;
 }
 
@@ -82,12 +101,14 @@ std::variant<SourceUrl, ReadFailure> ParseSourceUrl(std::string_view text) {
     const UrlHandle url(curl_url());
     const std::string escaped = Escape(text);
     const CURLUcode code = curl_url_set(url.get(), CURLUPART_URL, escaped.c_str(), CURLU_NON_SUPPORT_SCHEME);
-    if (code != CURLUE_OK) return Failure(kErrInvalidUrl, "Malformed URL", text);
+    if (code != CURLUE_OK) return Failure(kErrInvalidUrl, "Malformed URL", WithoutUser(text));
     return Describe(url.get(), text);
 }
 
 std::variant<SourceUrl, ReadFailure> FollowRedirection(const SourceUrl& from, std::string_view location) {
-    const auto failure = [&](std::string_view why) { return Failure(kErrRedirectFailed, why, location); };
+    const auto failure = [&](std::string_view why) {
+        return Failure(kErrRedirectFailed, why, WithoutUser(location));
+    };
     if (location.empty()) return Failure(kErrRedirectFailed, "The redirection names no target", from.text);
     const UrlHandle url(curl_url());
     const std::string escaped = Escape(location);
@@ -103,6 +124,16 @@ std::variant<SourceUrl, ReadFailure> FollowRedirection(const SourceUrl& from, st
         return failure("A redirection must not lead from a secured to an unsecured server");
     }
     return target;
+}
+
+std::string WithoutUser(std::string_view url) {
+    // libcurl takes any number of slashes for the two.
+    std::size_t start = url.starts_with("//") ? 0 : url.find(":/");
+    start = start == url.npos ? 0 : std::min(url.find_first_not_of('/', url.find('/', start)), url.size());
+    const std::size_t end = std::min(url.find_first_of("/?#", start), url.size());
+    const std::size_t at = url.substr(0, end).rfind('@');
+    if (at == url.npos || at < start) return std::string(url);
+    return std::string(url.substr(0, start)) + std::string(url.substr(at + 1));
 }
 
 std::string FileNameOf(const std::string& url) {

@@ -22,12 +22,17 @@ struct SourceUrl {
     bool NamesUser() const { return !user.empty() || !password.empty(); }
 };
 
-// `text` as a source, or why it can't be one: kErrInvalidUrl, kErrUnknownProtocol.
+// `text` as a source, or why it can't be one: kErrInvalidUrl, kErrUnknownProtocol; kErrObjectNotFound for a
+// folder of a file server.
 std::variant<SourceUrl, ReadFailure> ParseSourceUrl(std::string_view text);
 
 // Where a redirection from `from` to `location` leads. Only to http and https, and never from https to http;
 // the failure is kErrRedirectFailed.
 std::variant<SourceUrl, ReadFailure> FollowRedirection(const SourceUrl& from, std::string_view location);
+
+// `url` as it may stand in messages, which may go anywhere: without user and password. It need not be
+// well-formed.
+std::string WithoutUser(std::string_view url);
 
 // The decoded last segment of the path, without query and fragment; may be empty.
 std::string FileNameOf(const std::string& url);

@@ -2,6 +2,8 @@
 
 #include "platform/linux/reader/read_error.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <climits>
 #include <utility>
@@ -15,17 +17,23 @@ constexpr std::size_t kConnections = 64;
 // An owner that does not run its loop must not use up the descriptors of the process.
 constexpr std::size_t kMostHeld = 128;
 
-// Ends the thread before the libraries that it uses shut down; whoever still holds it then finds it stopped.
-struct ProcessThread {
-    std::shared_ptr<TransferThread> thread;
-    ~ProcessThread() { thread->Stop(); }
+// Ends the thread before the libraries that it uses shut down; who still asks it for something finds it
+// stopped. A child that the process forked off has no such thread, and what is read here is not the child's
+// to clear away.
+struct StopAtExit {
+    TransferThread& thread;
+    const pid_t process = getpid();
+    ~StopAtExit() {
+        if (getpid() == process) thread.Stop();
+    }
 };
 
 }  // namespace
 
-std::shared_ptr<TransferThread> TransferThread::OfThisProcess() {
-    static const ProcessThread process{std::shared_ptr<TransferThread>(new TransferThread)};
-    return process.thread;
+TransferThread& TransferThread::OfThisProcess() {
+    static TransferThread& thread = *new TransferThread;
+    static const StopAtExit stop{thread};
+    return thread;
 }
 
 TransferThread::TransferThread() : m_multi(nullptr), m_gate(kConnectionsPerHost, kConnections) {
@@ -34,18 +42,14 @@ TransferThread::TransferThread() : m_multi(nullptr), m_gate(kConnectionsPerHost,
     curl_multi_setopt(m_multi, CURLMOPT_MAXCONNECTS, static_cast<long>(kConnections));
 }
 
-TransferThread::~TransferThread() {
-    Stop();
-    if (m_multi != nullptr) curl_multi_cleanup(m_multi);  // nothing was ever read
-}
-
 void TransferThread::Stop() {
     {
         const std::lock_guard lock(m_mutex);
         m_stop = true;
+        if (!m_thread.joinable()) return;
+        curl_multi_wakeup(
+            m_multi);  // the thread can't see the end, and give this up, before the lock is free
     }
-    if (!m_thread.joinable()) return;
-    curl_multi_wakeup(m_multi);
     m_thread.join();
 }
 

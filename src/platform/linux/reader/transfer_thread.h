@@ -26,9 +26,9 @@ namespace tsasync::platform::reader {
 // nothing to do, and ends with the process. Its public calls may come from any thread and return at once.
 class TransferThread {
   public:
-    static std::shared_ptr<TransferThread> OfThisProcess();
+    static TransferThread& OfThisProcess();
 
-    ~TransferThread();
+    ~TransferThread() = delete;  // it is there as long as anything could ask for it
     TransferThread(const TransferThread&) = delete;
     TransferThread& operator=(const TransferThread&) = delete;
 
