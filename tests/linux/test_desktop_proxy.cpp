@@ -12,8 +12,8 @@
 namespace tsasync::tests {
 namespace {
 
-// What the desktop's settings say, as the tests command it: the proxy for each origin, which may take its
-// time.
+// What the desktop's settings say, as the tests command it: the proxies for each origin, with blanks between,
+// which may take their time.
 struct Desktop {
     std::mutex mutex;
     std::map<std::string, std::shared_future<std::string>> answers;  // direct where none is given
@@ -49,8 +49,7 @@ void LookupAsync(GProxyResolver* self, const gchar* uri, GCancellable* cancel, G
     g_task_set_task_data(task, g_strdup(uri), g_free);
     g_task_run_in_thread(task, [](GTask* one, gpointer, gpointer origin, GCancellable*) {
         const std::string proxy = Desktop::Get().Lookup(static_cast<const char*>(origin));
-        const gchar* list[] = {proxy.c_str(), nullptr};
-        g_task_return_pointer(one, g_strdupv(const_cast<gchar**>(list)), nullptr);
+        g_task_return_pointer(one, g_strsplit(proxy.c_str(), " ", -1), nullptr);
     });
     g_object_unref(task);
 }
@@ -107,6 +106,29 @@ TEST_F(DesktopProxyTest, IsWaitedForByNobodyElseAndRemembered) {
     ASSERT_TRUE(host.RunUntil([&] { return host.Of("slow").completed; }));
     EXPECT_EQ(ReadFile(host.Of("slow").path), Body());
     EXPECT_EQ(direct.Complaint() + proxy.Complaint(), "");
+}
+
+TEST_F(DesktopProxyTest, LeadsToFileServersByTheFirstThatCanBeUsed) {
+    MisbehavingServer web({Ask("GET ftp://files.invalid/x "), Send(Head("Content-Length: 5\r\n") + "hello")});
+    answer.set_value("odd://127.0.0.1:1 ftp://127.0.0.1:" + std::to_string(web.Port()));
+    Desktop::Get().Answer("ftp://files.invalid:21/", answer.get_future().share());
+    EXPECT_EQ(ReadFile(host.Read("ftp://files.invalid/x").path), "hello");
+}
+
+TEST_F(DesktopProxyTest, TakesNoPlaceWhileItIsAsked) {
+    const std::shared_future<std::string> never = answer.get_future().share();
+    for (int i = 0; i < 70; ++i) {
+        const std::string origin = "http://waits" + std::to_string(i) + ".invalid";
+        Desktop::Get().Answer(origin + ":80/", never);
+        host.Start(origin + "/x", std::to_string(i));
+    }
+    WriteFile(assets / "file", "hello");
+    EXPECT_EQ(ReadFile(host.Read("file://" + (assets / "file")).path), "hello");
+    for (int i = 0; i < 70; ++i) EXPECT_TRUE(host.Of(std::to_string(i)).codes.empty());
+    host.Reader().CancelAsyncRead(u"0");
+    answer.set_value("http://127.0.0.1:1");
+    host.Of("0").completed = true;
+    EXPECT_TRUE(host.RunUntil([&] { return host.AllCompleted(); }));
 }
 
 TEST_F(DesktopProxyTest, IsGivenUpInTheEnd) {

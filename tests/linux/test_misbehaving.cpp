@@ -53,7 +53,8 @@ std::size_t OpenDataFiles() {
 const auto& g_timing = platform::reader::Timing() = {.connect = std::chrono::milliseconds(2000),
                                                      .silence = std::chrono::milliseconds(2000),
                                                      .longestSniff = std::chrono::milliseconds(100),
-                                                     .secondTry = std::chrono::milliseconds(20)};
+                                                     .secondTry = std::chrono::milliseconds(20),
+                                                     .keptOpen = std::chrono::milliseconds(300)};
 
 struct MisbehavingTest : testing::TestWithParam<Case> {};
 
@@ -111,6 +112,13 @@ TEST_F(SilentServerTest, TellsTheTypeByTheBeginningOfWhatItContinues) {
     EXPECT_EQ(heard.mimeType, "image/gif") << heard.description;
     EXPECT_EQ(server.Complaint(), "");
     std::filesystem::remove(heard.path);
+}
+
+TEST_F(SilentServerTest, LosesItsConnectionWhenNothingIsRead) {
+    MisbehavingServer server({Ask(), Send(Head("Content-Length: 5\r\n") + "hello"), Silence()});
+    EXPECT_EQ(host.Read("http://127.0.0.1:" + std::to_string(server.Port()) + "/file").failure, 0);
+    for (int i = 0; i < 2000 && !server.Complaint().empty(); ++i) g_usleep(10'000);
+    EXPECT_EQ(server.Complaint(), "");
 }
 
 TEST_F(SilentServerTest, IsGivenUpWhileFilesAreCopied) {

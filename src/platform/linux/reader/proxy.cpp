@@ -30,12 +30,25 @@ bool ReadsEnvironment(GProxyResolver* resolver) {
     return std::string_view(G_OBJECT_TYPE_NAME(resolver)) == "GLibproxyResolver";
 }
 
-// GIO writes socks:// where the proxy looks the names up.
-std::string ForCurl(std::string_view proxy) {
-    if (proxy.starts_with("direct://")) return {};
-    if (proxy.starts_with("socks://")) return "socks5h" + std::string(proxy.substr(5));
-    if (proxy.starts_with("socks5://")) return "socks5h" + std::string(proxy.substr(6));
-    return std::string(proxy);
+// Of what GIO writes: how libcurl says the same, "" being the straight way. An ftp proxy speaks http, and the
+// one of socks:// looks the names up.
+constexpr std::pair<std::string_view, std::string_view> kKinds[] = {
+    {"direct://", ""},          {"http://", "http://"},       {"https://", "https://"},
+    {"ftp://", "http://"},      {"socks://", "socks5h://"},   {"socks5://", "socks5h://"},
+    {"socks4://", "socks4://"}, {"socks4a://", "socks4a://"},
+};
+
+// The first of the desktop's list of proxies that libcurl can go by; nothing when there is none.
+ProxyChoice ForCurl(const gchar* const* proxies) {
+    for (; *proxies != nullptr; ++proxies) {
+        const std::string_view proxy(*proxies);
+        for (const auto& [theirs, ours] : kKinds) {
+            if (!proxy.starts_with(theirs)) continue;
+            return ours.empty() ? std::string()
+                                : std::string(ours) + std::string(proxy.substr(theirs.size()));
+        }
+    }
+    return std::nullopt;
 }
 
 }  // namespace
@@ -91,7 +104,7 @@ void Proxies::OnAnswer(GObject* resolver, GAsyncResult* result, gpointer data) {
     // Where the desktop can't tell, the way is straight.
     ProxyChoice choice;
     if (gchar** proxies = g_proxy_resolver_lookup_finish(G_PROXY_RESOLVER(resolver), result, nullptr)) {
-        if (proxies[0] != nullptr) choice = ForCurl(proxies[0]);
+        choice = ForCurl(proxies);
         g_strfreev(proxies);
     }
     question.asker->Take(question, std::move(choice));

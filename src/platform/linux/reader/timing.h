@@ -12,6 +12,7 @@ struct TimingValues {
     std::chrono::milliseconds longestSniff{2'000};  // that content may wait for more to tell its type
     std::chrono::milliseconds secondTry{
         500};  // before the second try, up to a half more, where the server names no time
+    std::chrono::milliseconds keptOpen{10'000};    // that connections stay open when nothing is read
     std::chrono::milliseconds longestWait{2'000};  // that a server may name for the second try
 };
 

@@ -1,6 +1,7 @@
 #include "platform/linux/reader/transfer_thread.h"
 
 #include "platform/linux/reader/read_error.h"
+#include "platform/linux/reader/timing.h"
 
 #include <unistd.h>
 
@@ -16,6 +17,12 @@ constexpr std::size_t kConnectionsPerHost = 6;
 constexpr std::size_t kConnections = 64;
 // An owner that does not run its loop must not use up the descriptors of the process.
 constexpr std::size_t kMostHeld = 128;
+
+CURLM* NewMulti() {
+    CURLM* multi = curl_multi_init();
+    curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, static_cast<long>(kConnections));
+    return multi;
+}
 
 // Ends the thread before the libraries that it uses shut down; who still asks it for something finds it
 // stopped. A child that the process forked off has no such thread, and what is read here is not the child's
@@ -38,8 +45,7 @@ TransferThread& TransferThread::OfThisProcess() {
 
 TransferThread::TransferThread() : m_multi(nullptr), m_gate(kConnectionsPerHost, kConnections) {
     curl_global_init(CURL_GLOBAL_DEFAULT);
-    m_multi = curl_multi_init();
-    curl_multi_setopt(m_multi, CURLMOPT_MAXCONNECTS, static_cast<long>(kConnections));
+    m_multi = NewMulti();
 }
 
 void TransferThread::Stop() {
@@ -91,7 +97,7 @@ void TransferThread::Run() {
         const int wait = CheckTimes();
         m_outbox.Send();
         if (m_proxies.Poll(m_multi, wait)) {
-            for (const std::uint64_t id : std::exchange(m_asking, {})) Request(*m_transfers.at(id));
+            for (const auto& [id, host] : std::exchange(m_asking, {})) m_gate.Enter(id, host);
         }
     }
     while (!m_requests.empty()) TakeBack(**m_requests.begin());
@@ -148,14 +154,15 @@ void TransferThread::Begin(std::shared_ptr<Read> read) {
 }
 
 void TransferThread::Drop(std::uint64_t id) {
-    const bool waited = m_gate.Leave(id);
+    const bool asked = m_asking.erase(id) != 0;
+    const bool waited = m_gate.Leave(id) || asked;
     m_waiting.erase(id);
     if (auto finished = TakeFinished(id)) finished->Dropped();
     if (const auto found = m_transfers.find(id); found != m_transfers.end()) {
         Transfer& transfer = *found->second;
         if (m_requests.contains(&transfer)) TakeBack(transfer);
         if (waited) {
-            m_transfers.erase(id);  // sent elsewhere, it has given its place back already
+            m_transfers.erase(id);  // it holds no place
         } else {
             End(id, std::string(transfer.Source().host), std::nullopt);
         }
@@ -169,8 +176,12 @@ void TransferThread::LetIn() {
         if (const auto found = m_transfers.find(*id); found != m_transfers.end()) {
             Request(*found->second);
         } else {
-            auto read = std::move(m_waiting.extract(*id).mapped());
-            Open(read, std::get<SourceUrl>(ParseSourceUrl(read->url)));
+            auto source = std::get<SourceUrl>(ParseSourceUrl(m_waiting.at(*id)->url));
+            if (source.scheme == "file" || m_proxies.Find(source) != nullptr) {
+                Open(std::move(m_waiting.extract(*id).mapped()), std::move(source));
+            } else {
+                StepAside(*id, source.host);
+            }
         }
     }
 }
@@ -212,14 +223,32 @@ void TransferThread::Request(Transfer& transfer) {
         m_requests.insert(&transfer);
         curl_multi_add_handle(m_multi, transfer.Attach(m_handles.Take(), *proxy));
     } else {
-        m_asking.insert(transfer.Id());
+        StepAside(transfer.Id(), transfer.Source().host);
     }
+}
+
+// The way to `host` is not known yet: the read gives its place back until it is.
+void TransferThread::StepAside(std::uint64_t id, const std::string& host) {
+    m_gate.Release(host);
+    m_asking.emplace(id, host);
 }
 
 void TransferThread::TakeBack(Transfer& transfer) {
     m_requests.erase(&transfer);
     curl_multi_remove_handle(m_multi, transfer.Handle());
     m_handles.GiveBack(transfer.Detach());
+    m_closeAt = Clock::now() + Timing().keptOpen;
+}
+
+// libcurl closes what is idle only when it needs the room, or to the last. Commands come to the new one.
+void TransferThread::CloseConnections() {
+    CURLM* old = NewMulti();
+    {
+        const std::lock_guard lock(m_mutex);
+        std::swap(m_multi, old);
+    }
+    curl_multi_cleanup(old);
+    m_closeAt = Clock::time_point::max();
 }
 
 void TransferThread::TakeResults() {
@@ -270,7 +299,6 @@ void TransferThread::End(std::uint64_t id, const std::string& host, std::optiona
     m_transfers.erase(id);
     m_fileReads.erase(id);
     m_checks.erase(id);
-    m_asking.erase(id);
     if (!finished) return;
     if (finished->metadata) ++m_held;
     m_finished.emplace(id, std::move(*finished));
@@ -306,6 +334,10 @@ int TransferThread::CheckTimes() {
         if (const auto found = m_transfers.find(pause.mapped()); found != m_transfers.end())
             Request(*found->second);
     }
+    if (m_requests.empty() && m_closeAt <= now) {
+        CloseConnections();
+        return 0;
+    }
     auto next = m_pauses.empty() ? Clock::time_point::max() : m_pauses.begin()->first;
     std::vector<Transfer*> silent;
     for (Transfer* transfer : m_requests) {
@@ -313,7 +345,8 @@ int TransferThread::CheckTimes() {
         if (transfer->SilentAt() <= now) silent.push_back(transfer);
     }
     for (Transfer* transfer : silent) Judge(*transfer, CURLE_OPERATION_TIMEDOUT);
-    if (!silent.empty()) LetIn();
+    LetIn();
+    if (m_requests.empty()) next = std::min(next, m_closeAt);
     if (HasLocalWork()) return 0;
     if (next == Clock::time_point::max()) return INT_MAX;
     return static_cast<int>(

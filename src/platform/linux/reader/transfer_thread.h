@@ -57,7 +57,9 @@ class TransferThread {
     void Drop(std::uint64_t id);
     void LetIn();
     void Request(Transfer& transfer);
+    void StepAside(std::uint64_t id, const std::string& host);
     void TakeBack(Transfer& transfer);
+    void CloseConnections();
     void TakeResults();
     void Judge(Transfer& transfer, CURLcode code);
     void End(std::uint64_t id, const std::string& host, std::optional<FinishedFile> finished);
@@ -76,7 +78,7 @@ class TransferThread {
     std::thread m_thread;
 
     // The thread's own.
-    CURLM* m_multi;
+    CURLM* m_multi;  // it changes under m_mutex
     EasyHandlePool m_handles;
     Proxies m_proxies;
     Outbox m_outbox;
@@ -85,10 +87,12 @@ class TransferThread {
     std::unordered_map<std::uint64_t, std::unique_ptr<Transfer>> m_transfers;
     std::set<Transfer*> m_requests;  // those of them with a request under way
     std::unordered_map<std::uint64_t, std::unique_ptr<FileRead>> m_fileReads;
-    std::set<std::uint64_t> m_asking;  // transfers whose way to the server is being asked for
+    // Reads without a place, whose way to the server is being asked for, with its host.
+    std::map<std::uint64_t, std::string> m_asking;
     std::set<std::uint64_t> m_checks;  // transfers whose files are being checked
     std::multimap<Clock::time_point, std::uint64_t>
-        m_pauses;  // transfers that wait before their next request
+        m_pauses;                                            // transfers that wait before their next request
+    Clock::time_point m_closeAt = Clock::time_point::max();  // the connections, if no request begins before
     std::unordered_map<std::uint64_t, FinishedFile> m_finished;  // whose owner has not heard of it yet
     std::size_t m_held = 0;                                      // of those, with their metadata
     std::unordered_map<std::string, std::shared_ptr<PrivateFolder>> m_folders;  // by the folder they are near
