@@ -111,6 +111,15 @@ class DiskTest(RangeTest):
         give_room(self.assets, 20)
         self.check_rest(self.asset.body.size)
 
+    def test_killed_when_there_is_no_room_for_the_copy(self):
+        self.mount_assets(2)
+        process = self.start("--json", self.url, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        self.assertTrue(any("can't be placed" in line for line in process.stdout))
+        process.kill()
+        process.wait()
+        give_room(self.assets, 20)
+        self.check_rest(self.asset.body.size)
+
     def test_a_volume_that_becomes_read_only(self):
         self.mount_assets(20)
         self.asset.before = lambda: mount("-o", "remount,ro", self.assets)
