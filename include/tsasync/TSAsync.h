@@ -223,14 +223,12 @@ using CDLItem___v0 = _CDLItem;
 // --- entry points
 // --------------------------------------------------------------------------------------------------
 
-#if !defined(_WIN32)
 extern "C" {
 // The class factory of CLSID_CDLManager; CLASS_E_CLASSNOTAVAILABLE for any other class.
-HRESULT DllGetClassObject(REFCLSID rclsid, REFIID riid, void** ppv);
+HRESULT STDMETHODCALLTYPE DllGetClassObject(REFCLSID rclsid, REFIID riid, void** ppv);
 // S_OK when no object of the component is alive and no server lock is held, else S_FALSE.
-HRESULT DllCanUnloadNow();
+HRESULT STDMETHODCALLTYPE DllCanUnloadNow();
 // Write and remove the registration of the class, with the component's own path.
-HRESULT DllRegisterServer();
-HRESULT DllUnregisterServer();
+HRESULT STDMETHODCALLTYPE DllRegisterServer();
+HRESULT STDMETHODCALLTYPE DllUnregisterServer();
 }
-#endif

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "com/Dispatch.h"
+#include "com/ErrorBoundary.h"
 #include "com/ModuleLock.h"
 #include "com/TypeLibrary.h"
 
@@ -45,12 +46,16 @@ class DispatchObject : public Interface, public ISupportErrorInfo {
 
     HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override {
         if (count == nullptr) return E_POINTER;
-        *count = HasTypeLibrary() ? 1 : 0;
-        return S_OK;
+        *count = 0;
+        return Guarded(IID_NULL, [&] { *count = HasTypeLibrary() ? 1 : 0; });
     }
     HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT index, LCID, ITypeInfo** description) override {
         if (description == nullptr) return E_POINTER;
-        *description = index == 0 ? InterfaceDescription(m_identifiers.front()) : nullptr;
+        *description = nullptr;
+        const HRESULT read = Guarded(IID_NULL, [&] {
+            if (index == 0) *description = InterfaceDescription(m_identifiers.front());
+        });
+        if (FAILED(read)) return read;
         return *description != nullptr ? S_OK : DISP_E_BADINDEX;
     }
     HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID riid, LPOLESTR* names, UINT count, LCID,

@@ -21,18 +21,22 @@ extern "C" HRESULT STDMETHODCALLTYPE DllGetClassObject(REFCLSID rclsid, REFIID r
 extern "C" HRESULT STDMETHODCALLTYPE DllCanUnloadNow() { return com::IsModuleLocked() ? S_FALSE : S_OK; }
 
 extern "C" HRESULT STDMETHODCALLTYPE DllRegisterServer() {
-    bool written = false;
-    const HRESULT done = com::Guarded(IID_NULL, [&] { written = com::RegisterClass(); });
-    if (FAILED(done)) return done;
-    if (!written) return SELFREG_E_CLASS;
-    return com::RegisterTypeLibrary() ? S_OK : SELFREG_E_TYPELIB;
+    HRESULT outcome = S_OK;
+    const HRESULT done = com::Guarded(IID_NULL, [&] {
+        if (!com::RegisterClass()) {
+            outcome = SELFREG_E_CLASS;
+        } else if (!com::RegisterTypeLibrary()) {
+            outcome = SELFREG_E_TYPELIB;
+        }
+    });
+    return FAILED(done) ? done : outcome;
 }
 
 extern "C" HRESULT STDMETHODCALLTYPE DllUnregisterServer() {
-    bool removed = false;
-    const bool typeLibraryRemoved = com::UnregisterTypeLibrary();
-    const HRESULT done = com::Guarded(IID_NULL, [&] { removed = com::UnregisterClass(); });
-    if (FAILED(done)) return done;
-    if (!removed) return SELFREG_E_CLASS;
-    return typeLibraryRemoved ? S_OK : SELFREG_E_TYPELIB;
+    HRESULT outcome = S_OK;
+    const HRESULT done = com::Guarded(IID_NULL, [&] {
+        if (!com::UnregisterTypeLibrary()) outcome = SELFREG_E_TYPELIB;
+        if (!com::UnregisterClass()) outcome = SELFREG_E_CLASS;
+    });
+    return FAILED(done) ? done : outcome;
 }

@@ -99,10 +99,12 @@ class Win32ProgressWindow final : public ProgressWindow {
 
   private:
     static LRESULT CALLBACK OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
-    bool Handle(UINT message, WPARAM wParam);
+    std::optional<LRESULT> Handle(UINT message, WPARAM wParam);
+    void LeaveScreen();
     void MakeControls();
     HWND Control(ProgressControl control) const { return m_controls.at(static_cast<std::size_t>(control)); }
     int Pixels(int twips) const { return MulDiv(twips, m_dotsPerInch, kTwipsPerInch); }
+    std::wstring TextOf(ProgressControl control) const;
     int TextWidth(ProgressControl control) const;
     int ValueLeft(const ProgressPlace& place) const;
     int NeededWidth() const;
@@ -116,6 +118,7 @@ class Win32ProgressWindow final : public ProgressWindow {
     HWND m_tooltip = nullptr;
     std::array<HWND, kProgressLayout.size()> m_controls{};
     int m_clientWidth = 0;
+    HWND m_disabledOwner = nullptr;  // while the dialog is shown
     bool m_unloaded = false;
 };
 
@@ -173,21 +176,30 @@ void Win32ProgressWindow::MakeControls() {
 
 LRESULT CALLBACK Win32ProgressWindow::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
     auto* const self = reinterpret_cast<Win32ProgressWindow*>(GetWindowLongPtrW(window, GWLP_USERDATA));
-    if (self != nullptr && self->Handle(message, wParam)) return 0;
-    return DefWindowProcW(window, message, wParam, lParam);
+    const std::optional<LRESULT> answer =
+        self != nullptr ? self->Handle(message, wParam) : std::optional<LRESULT>();
+    return answer ? *answer : DefWindowProcW(window, message, wParam, lParam);
 }
 
-bool Win32ProgressWindow::Handle(UINT message, WPARAM wParam) {
-    if (message == WM_COMMAND && LOWORD(wParam) == IDCANCEL) {
-        Tell([this] { m_events.CancelPressed(); });
-        return true;
+// Cancel has the focus whenever the dialog has, and is what Enter presses.
+std::optional<LRESULT> Win32ProgressWindow::Handle(UINT message, WPARAM wParam) {
+    switch (message) {
+        case WM_COMMAND:
+            if (LOWORD(wParam) != IDCANCEL) return std::nullopt;
+            Tell([this] { m_events.CancelPressed(); });
+            return 0;
+        case WM_CLOSE:
+            Tell([this] { m_events.CloseRequested(); });
+            Unload();
+            return 0;
+        case WM_SETFOCUS:
+            SetFocus(Control(ProgressControl::Cancel));
+            return 0;
+        case DM_GETDEFID:
+            return MAKELRESULT(IDCANCEL, DC_HASDEFID);
+        default:
+            return std::nullopt;
     }
-    if (message == WM_CLOSE) {
-        Tell([this] { m_events.CloseRequested(); });
-        Unload();
-        return true;
-    }
-    return false;
 }
 
 void Win32ProgressWindow::SetTitle(std::u16string_view title) {
@@ -195,7 +207,9 @@ void Win32ProgressWindow::SetTitle(std::u16string_view title) {
 }
 
 void Win32ProgressWindow::SetCaption(ProgressControl control, std::u16string_view caption) {
-    SetWindowTextW(Control(control), Wide(std::u16string(caption)));
+    const std::u16string text(caption);
+    if (TextOf(control) == Wide(text)) return;
+    SetWindowTextW(Control(control), Wide(text));
     Arrange();
 }
 
@@ -255,14 +269,19 @@ ScreenDepth Win32ProgressWindow::ScreenColors() const {
     return depth;
 }
 
+std::wstring Win32ProgressWindow::TextOf(ProgressControl control) const {
+    std::wstring text(static_cast<std::size_t>(GetWindowTextLengthW(Control(control))) + 1, L'\0');
+    const int length = GetWindowTextW(Control(control), text.data(), static_cast<int>(text.size()));
+    text.resize(static_cast<std::size_t>(length));
+    return text;
+}
+
 int Win32ProgressWindow::TextWidth(ProgressControl control) const {
-    const int length = GetWindowTextLengthW(Control(control));
-    std::wstring text(static_cast<std::size_t>(length) + 1, L'\0');
-    GetWindowTextW(Control(control), text.data(), length + 1);
+    const std::wstring text = TextOf(control);
     const HDC device = GetDC(m_window);
     const HGDIOBJ before = SelectObject(device, m_font);
     SIZE size{};
-    GetTextExtentPoint32W(device, text.c_str(), length, &size);
+    GetTextExtentPoint32W(device, text.c_str(), static_cast<int>(text.size()), &size);
     SelectObject(device, before);
     ReleaseDC(m_window, device);
     return size.cx;
@@ -330,7 +349,7 @@ void Win32ProgressWindow::CentreOnScreen() {
 void Win32ProgressWindow::ShowModal() {
     if (m_unloaded) return;
     const HWND owner = GetWindow(m_window, GW_OWNER);
-    const bool ownerWasEnabled = owner != nullptr && EnableWindow(owner, FALSE) == FALSE;
+    if (owner != nullptr && EnableWindow(owner, FALSE) == FALSE) m_disabledOwner = owner;
     CentreOnScreen();
     ShowWindow(m_window, SW_SHOW);
     SetFocus(Control(ProgressControl::Cancel));
@@ -343,8 +362,12 @@ void Win32ProgressWindow::ShowModal() {
         TranslateMessage(&message);
         DispatchMessageW(&message);
     }
-    if (ownerWasEnabled)
-        EnableWindow(owner, TRUE);  // before the dialog goes, so that the owner becomes active
+    LeaveScreen();
+}
+
+// The owner is enabled before the dialog goes, so that it becomes active.
+void Win32ProgressWindow::LeaveScreen() {
+    if (m_disabledOwner != nullptr) EnableWindow(std::exchange(m_disabledOwner, nullptr), TRUE);
     ShowWindow(m_window, SW_HIDE);
 }
 
@@ -352,9 +375,10 @@ void Win32ProgressWindow::Refresh() {
     RedrawWindow(m_window, nullptr, nullptr, RDW_UPDATENOW | RDW_ALLCHILDREN);
 }
 
-// The message wakes the modal loop, which hides the window.
+// The message wakes the modal loop.
 void Win32ProgressWindow::Unload() {
     m_unloaded = true;
+    LeaveScreen();
     PostMessageW(m_window, WM_NULL, 0, 0);
 }
 

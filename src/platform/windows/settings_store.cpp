@@ -18,9 +18,8 @@ class Key {
     Key(const Key&) = delete;
     Key& operator=(const Key&) = delete;
 
-    bool Open(std::int32_t root, std::u16string_view path) {
-        return RegOpenKeyExW(Root(root), Wide(std::u16string(path)), 0, KEY_ALL_ACCESS, &m_key) ==
-               ERROR_SUCCESS;
+    LSTATUS Open(std::int32_t root, std::u16string_view path, REGSAM access) {
+        return RegOpenKeyExW(Root(root), Wide(std::u16string(path)), 0, access, &m_key);
     }
     bool Create(std::int32_t root, std::u16string_view path) {
         return RegCreateKeyExW(Root(root), Wide(std::u16string(path)), 0, nullptr, REG_OPTION_NON_VOLATILE,
@@ -42,7 +41,7 @@ std::optional<std::u16string> ReadSetting(std::int32_t root, std::u16string_view
     const std::u16string name(valueName);
     Key key;
     DWORD size = 0;  // bytes
-    if (!key.Open(root, keyPath)) return std::nullopt;
+    if (key.Open(root, keyPath, KEY_ALL_ACCESS) != ERROR_SUCCESS) return std::nullopt;
     if (RegQueryValueExW(key.Get(), Wide(name), nullptr, nullptr, nullptr, &size) != ERROR_SUCCESS ||
         size == 0) {
         return std::nullopt;
@@ -69,18 +68,20 @@ bool WriteSetting(std::int32_t root, std::u16string_view keyPath, std::u16string
 
 bool DeleteSettingValue(std::int32_t root, std::u16string_view keyPath, std::u16string_view valueName) {
     Key key;
-    return key.Open(root, keyPath) &&
+    return key.Open(root, keyPath, KEY_ALL_ACCESS) == ERROR_SUCCESS &&
            RegDeleteValueW(key.Get(), Wide(std::u16string(valueName))) == ERROR_SUCCESS;
 }
 
+// A key that can't be opened is there: what is to be done with it will fail, and is reported then.
 bool SettingKeyExists(std::int32_t root, std::u16string_view keyPath) {
     Key key;
-    return key.Open(root, keyPath);
+    const LSTATUS opened = key.Open(root, keyPath, KEY_READ);
+    return opened != ERROR_FILE_NOT_FOUND && opened != ERROR_PATH_NOT_FOUND;
 }
 
 bool DeleteSettingKey(std::int32_t root, std::u16string_view parentPath, std::u16string_view name) {
     Key parent;
-    return parent.Open(root, parentPath) &&
+    return parent.Open(root, parentPath, KEY_ALL_ACCESS) == ERROR_SUCCESS &&
            RegDeleteKeyW(parent.Get(), Wide(std::u16string(name))) == ERROR_SUCCESS;
 }
 

@@ -49,6 +49,13 @@ void StayLoaded() {
 
 }  // namespace
 
+// At a process's end the system has ended all other threads. What these objects would wait for never comes
+// then; they are left as they are.
+extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID isProcessEnd) {
+    if (reason == DLL_PROCESS_DETACH && isProcessEnd != nullptr) pthread_setspecific(g_latest, nullptr);
+    return TRUE;
+}
+
 // The compiler calls it when it has made a thread-wide object.
 extern "C" int __cxa_thread_atexit(void (*destroy)(void*), void* object, void*) {
     StayLoaded();
