@@ -9,6 +9,7 @@
 #include <fstream>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -227,6 +228,26 @@ TEST_F(Component, EndsWithItsThread) {
     }
 }
 
+// The transfer's threads of the system are gone by then.
+TEST_F(Component, EndsWithItsProcessInTheMiddleOfATransfer) {
+    wchar_t command[MAX_PATH + 16]{};
+    GetModuleFileNameW(nullptr, command, MAX_PATH);
+    wcscat(command, L" --leave");
+    STARTUPINFOW start{};
+    start.cb = sizeof start;
+    PROCESS_INFORMATION process{};
+    ASSERT_NE(
+        CreateProcessW(nullptr, command, nullptr, nullptr, FALSE, 0, nullptr, nullptr, &start, &process),
+        FALSE);
+    EXPECT_EQ(WaitForSingleObject(process.hProcess, 60'000), WAIT_OBJECT_0);
+    DWORD result = 1;
+    EXPECT_NE(GetExitCodeProcess(process.hProcess, &result), FALSE);
+    EXPECT_EQ(result, 42u);
+    TerminateProcess(process.hProcess, 1);  // if it is still there
+    CloseHandle(process.hThread);
+    CloseHandle(process.hProcess);
+}
+
 TEST_F(Component, GivesTheSameSlotsUnderItsEarlierIdentifiers) {
     constexpr int kPutAutoStart = 7 + 2;
     constexpr int kGetAutoStart = 7 + 1;
@@ -244,6 +265,82 @@ TEST_F(Component, GivesTheSameSlotsUnderItsEarlierIdentifiers) {
         }
         static_cast<IUnknown*>(object)->Release();
     }
+}
+
+// What a host sees of the record: by name, by slot, and by the slots of its earlier identifier.
+TEST_F(Component, GivesRecordsTheirPropertiesByNameAndBySlot) {
+    Sink sink(DIID___CDLManager);
+    IConnectionPoint* const point = EventPoint(DIID___CDLManager);
+    DWORD cookie = 0;
+    ASSERT_EQ(point->Advise(&sink, &cookie), S_OK);
+    const std::wstring handle = Add(Url(L"/record"));
+    ASSERT_NE(sink.last, nullptr);
+    const struct {
+        const wchar_t* name;
+        VARTYPE type;
+        const wchar_t* value;  // that is put; null leaves what is there
+        const wchar_t* result;
+    } expected[] = {{L"Handle", VT_BSTR, nullptr, handle.c_str()},
+                    {L"RefCount", VT_I4, nullptr, L"1"},
+                    {L"State", VT_I4, nullptr, L"0"},
+                    {L"name", VT_BSTR, L"a name", L"a name"},
+                    {L"Attempts", VT_I2, L"7", L"7"},
+                    {L"FinalPath", VT_BSTR, L"C:\\final", L"C:\\final"},
+                    {L"TmpPath", VT_BSTR, L"C:\\tmp", L"C:\\tmp"},
+                    {L"Start", VT_DATE, L"2.5", L"2.5"},
+                    {L"TotalSize", VT_I4, L"300", L"300"},
+                    {L"Size", VT_I4, L"200", L"200"},
+                    {L"MIMEType", VT_BSTR, L"image/png", L"image/png"},
+                    {L"URL", VT_BSTR, L"http://other/", L"http://other/"},
+                    {L"RefCount", VT_I4, L"3", L"3"}};
+    for (const auto& property : expected) {
+        SCOPED_TRACE(testing::PrintToString(property.name));
+        const VARTYPE plain =
+            property.type == VT_DATE ? VARTYPE{VT_R8} : property.type;  // a date as a number
+        DISPID id = 0;
+        auto* name = const_cast<wchar_t*>(property.name);
+        ASSERT_EQ(sink.last->GetIDsOfNames(IID_NULL, &name, 1, LOCALE_NEUTRAL, &id), S_OK);
+        if (property.value != nullptr) {
+            VARIANT value{};
+            value.vt = VT_BSTR;
+            value.bstrVal = SysAllocString(property.value);
+            for (const VARTYPE type : {plain, property.type}) {
+                ASSERT_EQ(VariantChangeTypeEx(&value, &value, LOCALE_INVARIANT, 0, type), S_OK);
+            }
+            DISPID put = DISPID_PROPERTYPUT;
+            DISPPARAMS arguments{&value, &put, 1, 1};
+            EXPECT_EQ(sink.last->Invoke(id, IID_NULL, LOCALE_NEUTRAL, DISPATCH_PROPERTYPUT, &arguments,
+                                        nullptr, nullptr, nullptr),
+                      S_OK);
+            VariantClear(&value);
+        }
+        DISPPARAMS none{};
+        VARIANT result{};
+        ASSERT_EQ(sink.last->Invoke(id, IID_NULL, LOCALE_NEUTRAL, DISPATCH_PROPERTYGET, &none, &result,
+                                    nullptr, nullptr),
+                  S_OK);
+        EXPECT_EQ(result.vt, property.type);
+        for (const VARTYPE type : {plain, VARTYPE{VT_BSTR}}) {
+            ASSERT_EQ(VariantChangeTypeEx(&result, &result, LOCALE_INVARIANT, 0, type), S_OK);
+        }
+        EXPECT_STREQ(result.bstrVal, property.result);
+        VariantClear(&result);
+    }
+
+    void* earlier = nullptr;
+    ASSERT_EQ(sink.last->QueryInterface(IID_CDLItem___v0, &earlier), S_OK);
+    void** const slots = *static_cast<void***>(earlier);
+    constexpr int kGetSize = 7 + 11;
+    constexpr int kGetTotalSize = 7 + 13;
+    for (const auto& [slot, size] : {std::pair(kGetSize, 200), std::pair(kGetTotalSize, 300)}) {
+        LONG result = 0;
+        using Get = HRESULT(STDMETHODCALLTYPE*)(void*, LONG*);
+        EXPECT_EQ(reinterpret_cast<Get>(slots[slot])(earlier, &result), S_OK);
+        EXPECT_EQ(result, size);
+    }
+    static_cast<IUnknown*>(earlier)->Release();
+    point->Unadvise(cookie);
+    point->Release();
 }
 
 // --- the dialog
@@ -329,10 +426,69 @@ INSTANTIATE_TEST_SUITE_P(Languages, ComponentDialog,
                                          Language{1034, L"Cancelar"}, Language{1036, L"Annuler"},
                                          Language{1040, L"Annulla"}, Language{1043, L"Annuleren"}));
 
+// What ends the dialog beside the mouse: a key, or the close command (0).
+WORD g_key = 0;
+
+VOID CALLBACK PressKeyOrClose(HWND, UINT, UINT_PTR timer, DWORD) {
+    const HWND dialog = Dialog();
+    if (dialog == nullptr || IsWindowVisible(dialog) == FALSE) return;
+    KillTimer(nullptr, timer);
+    if (g_key == 0) {
+        PostMessageW(dialog, WM_SYSCOMMAND, SC_CLOSE, 0);
+        return;
+    }
+    SetFocus(dialog);  // which passes it on to Cancel
+    EXPECT_EQ(GetFocus(), GetDlgItem(dialog, IDCANCEL));
+    INPUT keys[2]{};
+    keys[0].type = keys[1].type = INPUT_KEYBOARD;
+    keys[0].ki.wVk = keys[1].ki.wVk = g_key;
+    keys[1].ki.dwFlags = KEYEVENTF_KEYUP;
+    SendInput(2, keys, sizeof keys[0]);
+}
+
+class ComponentKeys : public Component, public testing::WithParamInterface<WORD> {};
+
+TEST_P(ComponentKeys, EndAForcedDownload) {
+    g_key = GetParam();
+    SetTimer(nullptr, 0, 500, &PressKeyOrClose);
+    EXPECT_EQ(Add(Url((L"/slow-key-" + std::to_wstring(g_key)).c_str()), true), L"");
+    SHORT active = -1;
+    manager->get_ActiveJobs(&active);
+    EXPECT_EQ(active, 0);
+    EXPECT_EQ(Dialog(), nullptr);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, ComponentKeys, testing::Values(WORD{VK_ESCAPE}, WORD{VK_RETURN}, WORD{0}));
+
+// Ends the process while data is arriving, its manager still there.
+void Leave() {
+    _CDLManager* manager = nullptr;
+    if (FAILED(CoCreateInstance(CLSID_CDLManager, nullptr, CLSCTX_INPROC_SERVER, IID__CDLManager,
+                                reinterpret_cast<void**>(&manager)))) {
+        std::exit(1);
+    }
+    Sink sink(DIID___CDLManager);
+    IConnectionPointContainer* container = nullptr;
+    IConnectionPoint* point = nullptr;
+    DWORD cookie = 0;
+    manager->QueryInterface(IID_IConnectionPointContainer, reinterpret_cast<void**>(&container));
+    container->FindConnectionPoint(DIID___CDLManager, &point);
+    point->Advise(&sink, &cookie);
+    manager->put_AutoStart(VARIANT_TRUE);
+    BSTR handle = nullptr;
+    manager->AddURL(Text(Environment(L"TSASYNC_URL") + L"/slow").value, nullptr, VARIANT_FALSE, &handle);
+    MSG message{};
+    while (sink.states.back() != tsdDownloading && GetMessageW(&message, nullptr, 0, 0) > 0) {
+        DispatchMessageW(&message);
+    }
+    std::exit(42);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    if (argc > 1 && std::string(argv[1]) == "--leave") Leave();
     testing::InitGoogleTest(&argc, argv);
     const int result = RUN_ALL_TESTS();
     CoUninitialize();

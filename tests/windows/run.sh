@@ -100,7 +100,9 @@ script() {
         cmp "$assets/photo.jpg" "$out/www/photo.jpg"
 }
 
-type_library() { TSASYNC_DLL=$(windows_path "$1/QMASYN10.DLL") run "$x64/type_library_test.exe"; }
+type_library() {
+    TSASYNC_DLL=$(windows_path "$1/QMASYN10.DLL") TSASYNC_POINTER=$2 run "$x64/type_library_test.exe"
+}
 
 component() {
     TSASYNC_ASSETS=$(windows_path "$out/assets/cpp") TSASYNC_SCREENSHOTS=$(windows_path "$out/screenshots") \
@@ -124,8 +126,8 @@ for folder in "$x64:x86_64:pei-x86-64" "$x86:i686:pei-i386"; do
 done
 
 start_helpers
-step 'x86_64: type library' type_library "$x64"
-step 'i686: type library' type_library "$x86"
+step 'x86_64: type library and version record' type_library "$x64" 64
+step 'i686: type library and version record' type_library "$x86" 32
 step 'registration leaves nothing behind' registers_and_leaves_nothing
 step 'registration' register /s
 step 'VBScript host' script client.vbs

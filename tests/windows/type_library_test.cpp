@@ -1,5 +1,5 @@
-// Holds the type library of a component against the dispatch tables compiled into it. TSASYNC_DLL names the
-// component.
+// Holds the type library of a component against the dispatch tables compiled into it, and its version record
+// against what hosts know. TSASYNC_DLL names the component, TSASYNC_POINTER the size of its pointers in bits.
 #include "com/ItemObject.h"
 #include "com/ManagerObject.h"
 #include "com/MemberTable.h"
@@ -9,6 +9,7 @@
 
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -16,6 +17,11 @@ using tsasync::com::Member;
 using tsasync::com::MemberTable;
 
 constexpr UINT kInheritedSlots = 7;  // of IDispatch
+
+std::string Environment(const char* name) {
+    const char* value = std::getenv(name);
+    return value == nullptr ? "" : value;
+}
 
 std::wstring Wide(std::u16string_view text) { return {text.begin(), text.end()}; }
 
@@ -62,6 +68,15 @@ std::wstring NameOf(ITypeInfo* type, MEMBERID id) {
     return text;
 }
 
+// The type that a description refers to.
+GUID ReferredTo(ITypeInfo* type, HREFTYPE reference) {
+    ITypeInfo* target = nullptr;
+    TYPEATTR* attributes = nullptr;
+    EXPECT_EQ(type->GetRefTypeInfo(reference, &target), S_OK);
+    EXPECT_EQ(target->GetTypeAttr(&attributes), S_OK);
+    return attributes->guid;
+}
+
 // Behind pointers; an enumeration is a long.
 VARTYPE PlainType(const TYPEDESC& type) {
     if (type.vt == VT_PTR) return PlainType(*type.lptdesc);
@@ -76,6 +91,13 @@ void ExpectSameParameters(ITypeInfo* type, const FUNCDESC& function, const Membe
     for (std::size_t i = 0; i < member.parameters.size(); ++i) {
         const auto& parameter = member.parameters[i];
         const ELEMDESC& element = function.lprgelemdescParam[i];
+        const TYPEDESC& own = element.tdesc.vt == VT_PTR ? *element.tdesc.lptdesc : element.tdesc;
+        EXPECT_EQ(own.vt == VT_USERDEFINED, parameter.name == u"State" || member.name == u"State");
+        if (own.vt == VT_USERDEFINED) {
+            EXPECT_EQ(ReferredTo(type, own.hreftype), GUID_TSDLStateEnum);
+        }
+        EXPECT_EQ(element.paramdesc.wParamFlags & (PARAMFLAG_FIN | PARAMFLAG_FOUT),
+                  own.vt != element.tdesc.vt ? PARAMFLAG_FIN | PARAMFLAG_FOUT : PARAMFLAG_FIN);
         if (member.kind == DISPATCH_METHOD) {
             EXPECT_EQ(names[i + 1], Wide(parameter.name));
         }
@@ -121,6 +143,7 @@ TEST_F(TypeLibrary, HasItsIdentity) {
     EXPECT_EQ(attributes->wMajorVerNum, 1);
     EXPECT_EQ(attributes->wMinorVerNum, 2);
     EXPECT_EQ(attributes->lcid, 0x0409u);
+    EXPECT_EQ(attributes->syskind, Environment("TSASYNC_POINTER") == "64" ? SYS_WIN64 : SYS_WIN32);
     BSTR name = nullptr;
     BSTR help = nullptr;
     ASSERT_EQ(library->GetDocumentation(-1, &name, &help, nullptr, nullptr), S_OK);
@@ -149,7 +172,33 @@ TEST_F(TypeLibrary, HasTheTypesFlags) {
     for (const GUID& alias : {IID_CDLManager___v0, IID_CDLManager___v1, IID_CDLItem___v0}) {
         EXPECT_EQ(Attributes(alias).typekind, TKIND_ALIAS);
         EXPECT_EQ(Attributes(alias).wTypeFlags & TYPEFLAG_FHIDDEN, TYPEFLAG_FHIDDEN);
+        const TYPEDESC& target = Attributes(alias).tdescAlias;
+        ASSERT_EQ(target.vt, VT_USERDEFINED);
+        EXPECT_EQ(ReferredTo(Type(alias), target.hreftype),
+                  alias == IID_CDLItem___v0 ? IID__CDLItem : IID__CDLManager);
     }
+}
+
+TEST_F(TypeLibrary, NamesTheClassesInterfaces) {
+    const struct {
+        CLSID type;
+        UINT index;
+        IID interfaceId;
+        int flags;
+    } expected[] = {{CLSID_CDLManager, 0, IID__CDLManager, IMPLTYPEFLAG_FDEFAULT},
+                    {CLSID_CDLManager, 1, DIID___CDLManager, IMPLTYPEFLAG_FDEFAULT | IMPLTYPEFLAG_FSOURCE},
+                    {CLSID_CDLItem, 0, IID__CDLItem, IMPLTYPEFLAG_FDEFAULT}};
+    for (const auto& implemented : expected) {
+        ITypeInfo* type = Type(implemented.type);
+        HREFTYPE reference = 0;
+        int flags = 0;
+        ASSERT_EQ(type->GetRefTypeOfImplType(implemented.index, &reference), S_OK);
+        ASSERT_EQ(type->GetImplTypeFlags(implemented.index, &flags), S_OK);
+        EXPECT_EQ(ReferredTo(type, reference), implemented.interfaceId);
+        EXPECT_EQ(flags, implemented.flags);
+    }
+    EXPECT_EQ(Attributes(CLSID_CDLManager).cImplTypes, 2);
+    EXPECT_EQ(Attributes(CLSID_CDLItem).cImplTypes, 1);
 }
 
 TEST_F(TypeLibrary, HasTheEvents) {
@@ -158,8 +207,23 @@ TEST_F(TypeLibrary, HasTheEvents) {
         MEMBERID id;
         const wchar_t* names[3];
         UINT count;
-    } expected[] = {{1, {L"StateChanged", L"oI"}, 2}, {2, {L"TraceEvent", L"logBuff", L"evType"}, 3}};
-    for (const auto& event : expected) {
+        VARTYPE types[2];
+    } expected[] = {{1, {L"StateChanged", L"oI"}, 2, {VT_PTR}},
+                    {2, {L"TraceEvent", L"logBuff", L"evType"}, 3, {VT_BSTR, VT_I4}}};
+    for (UINT e = 0; e < std::size(expected); ++e) {
+        const auto& event = expected[e];
+        FUNCDESC* function = nullptr;
+        ASSERT_EQ(events->GetFuncDesc(e, &function), S_OK);
+        ASSERT_EQ(function->memid, event.id);
+        ASSERT_EQ(static_cast<UINT>(function->cParams), event.count - 1);
+        for (UINT i = 0; i + 1 < event.count; ++i) {
+            const ELEMDESC& parameter = function->lprgelemdescParam[i];
+            EXPECT_EQ(parameter.tdesc.vt, event.types[i]);
+            EXPECT_EQ(parameter.paramdesc.wParamFlags, PARAMFLAG_FIN);
+            if (parameter.tdesc.vt == VT_PTR) {
+                EXPECT_EQ(ReferredTo(events, parameter.tdesc.lptdesc->hreftype), IID__CDLItem);
+            }
+        }
         BSTR names[4]{};
         UINT count = 0;
         ASSERT_EQ(events->GetNames(event.id, names, 4, &count), S_OK);
@@ -177,7 +241,37 @@ TEST_F(TypeLibrary, HasTheStates) {
         VARDESC* state = nullptr;
         ASSERT_EQ(states->GetVarDesc(i, &state), S_OK);
         EXPECT_EQ(NameOf(states, state->memid), names[i]);
+        EXPECT_EQ(state->lpvarValue->vt, VT_I4);
         EXPECT_EQ(state->lpvarValue->lVal, static_cast<LONG>(i));
+    }
+}
+
+TEST(VersionRecord, IsTheComponents) {
+    const std::string path = Environment("TSASYNC_DLL");
+    std::vector<char> record(GetFileVersionInfoSizeA(path.c_str(), nullptr));
+    ASSERT_FALSE(record.empty());
+    ASSERT_TRUE(GetFileVersionInfoA(path.c_str(), 0, static_cast<DWORD>(record.size()), record.data()));
+    void* value = nullptr;
+    UINT size = 0;
+    ASSERT_TRUE(VerQueryValueA(record.data(), "\\", &value, &size));
+    const auto& fixed = *static_cast<const VS_FIXEDFILEINFO*>(value);
+    for (const DWORD high : {fixed.dwFileVersionMS, fixed.dwProductVersionMS}) EXPECT_EQ(high, 0x10000u);
+    for (const DWORD low : {fixed.dwFileVersionLS, fixed.dwProductVersionLS}) EXPECT_EQ(low, 103u);
+    EXPECT_EQ(fixed.dwFileType, static_cast<DWORD>(VFT_DLL));
+    EXPECT_EQ(fixed.dwFileOS, static_cast<DWORD>(VOS__WINDOWS32));
+    const struct {
+        const char* name;
+        const char* text;
+    } expected[] = {{"FileDescription", "quillmark Async Transfer Module"},
+                    {"FileVersion", "1.00.0103"},
+                    {"ProductVersion", "1.00.0103"},
+                    {"InternalName", "QMASYN10"},
+                    {"OriginalFilename", "QMASYN10.DLL"},
+                    {"OLESelfRegister", ""}};
+    for (const auto& entry : expected) {
+        const std::string name = std::string("\\StringFileInfo\\040904B0\\") + entry.name;
+        ASSERT_TRUE(VerQueryValueA(record.data(), name.c_str(), &value, &size)) << entry.name;
+        EXPECT_STREQ(static_cast<const char*>(value), entry.text);
     }
 }
 
