@@ -360,6 +360,7 @@ TEST_F(UrlReaderTest, FailsWithTheNumberOfTheKind) {
         {"ftp://127.0.0.1:1/folder/x", platform::kErrCannotConnect},
         {"file:///no/such/file", platform::kErrObjectNotFound},
         {"file:///tmp", platform::kErrObjectNotFound},
+        {"file:tmp", platform::kErrInvalidUrl},
         {"http://no-such-host.invalid/x", platform::kErrResourceNotFound},
         {"http://127.0.0.1:1/x", platform::kErrCannotConnect},
     };

@@ -137,10 +137,11 @@ bool Proxies::Poll(CURLM* multi, int milliseconds) {
         m_polled.resize(static_cast<std::size_t>(count));
     }
     m_waited.clear();
-    for (gint i = 0; i < count; ++i) m_waited.push_back({m_polled[i].fd, CURL_WAIT_POLLIN, 0});
+    const auto polled = static_cast<std::size_t>(count);
+    for (std::size_t i = 0; i < polled; ++i) m_waited.push_back({m_polled[i].fd, CURL_WAIT_POLLIN, 0});
     const int wait = timeout < 0 ? milliseconds : std::min(milliseconds, timeout);
     curl_multi_poll(multi, m_waited.data(), static_cast<unsigned>(m_waited.size()), wait, nullptr);
-    for (gint i = 0; i < count; ++i) {
+    for (std::size_t i = 0; i < polled; ++i) {
         const bool ready = (m_waited[i].revents & CURL_WAIT_POLLIN) != 0;
         m_polled[i].revents = ready ? static_cast<gushort>(G_IO_IN) : gushort{0};
     }

@@ -57,9 +57,12 @@ bool IsServed(std::string_view scheme) {
 }
 
 // Whether libcurl, asked for this by ftp, would list a folder.
-bool IsFolder(CURLU* url) {
-    std::string path = Part(url, CURLUPART_PATH).value_or("");
-    if (const auto query = Part(url, CURLUPART_QUERY)) path += "?" + *query;
+bool IsFolder(const std::string& text) {
+    const UrlHandle url(
+        curl_url());  // as libcurl will read it, without the dots that are left in the first one
+    curl_url_set(url.get(), CURLUPART_URL, text.c_str(), 0);
+    std::string path = Part(url.get(), CURLUPART_PATH).value_or("");
+    if (const auto query = Part(url.get(), CURLUPART_QUERY)) path += "?" + *query;
     if (const std::size_t type = path.find(";type="); type != path.npos) {
         if (path.size() > type + 6 && g_ascii_tolower(path[type + 6]) == 'd') return true;
         path.resize(type);
@@ -82,16 +85,20 @@ std::variant<SourceUrl, ReadFailure> Describe(CURLU* url, std::string_view asked
     if (!text || !path) return Failure(kErrInvalidUrl, "Malformed URL", WithoutUser(asked));
     source.text = *text;
     if (source.scheme == "file") {
+        // libcurl takes one that depends on where the process is.
+        if (!path->starts_with('/')) return Failure(kErrInvalidUrl, "Malformed URL", asked);
         source.path = *path;
         source.origin = "file:";
         return source;
     }
-    if (source.scheme == "ftp" && IsFolder(url))
+    if (source.scheme == "ftp" && IsFolder(source.text))
         return Failure(kErrObjectNotFound, "A folder is no file", source.text);
     source.host = Lower(Part(url, CURLUPART_HOST).value_or(""));
     source.origin = source.scheme + "://" + source.host + ":" +
                     Part(url, CURLUPART_PORT, CURLU_DEFAULT_PORT).value_or("");
-    if (source.host.empty()) return Failure(kErrInvalidUrl, "Malformed URL", WithoutUser(asked));
+    // libcurl decodes the host, and refuses but this one of the characters that no host has.
+    if (source.host.empty() || source.host.find('\x7F') != source.host.npos)
+        return Failure(kErrInvalidUrl, "Malformed URL", WithoutUser(asked));
     return source;
 }
 
