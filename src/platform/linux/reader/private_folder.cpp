@@ -84,9 +84,10 @@ std::vector<std::string> PrivateFolder::PathsFor(const std::string& near) {
 }
 
 std::variant<std::shared_ptr<PrivateFolder>, ReadFailure> PrivateFolder::Open(const std::string& path) {
-    // Until our session lies inside, another process that ends may remove the folder as an empty one.
+    // Until our session lies inside, another process that ends may remove the folder as an empty one. Where
+    // that happens while it is made GLib takes it for something else than a folder.
     int error = ENOENT;
-    for (int attempt = 0; error == ENOENT && attempt < 100; ++attempt) {
+    for (int attempt = 0; (error == ENOENT || error == ENOTDIR) && attempt < 100; ++attempt) {
         const std::shared_ptr<PrivateFolder> folder(new PrivateFolder(path));
         error = folder->Enter();
         if (error != 0) continue;
