@@ -49,6 +49,8 @@ seccomp_sandbox=NO
             "none.png": NO_SUCH_OBJECT,
             "secret.png": NO_SUCH_OBJECT,
             "folder": NO_SUCH_OBJECT,
+            "folder/": NO_SUCH_OBJECT,
+            "folder;type=d": NO_SUCH_OBJECT,
             "none/photo.png": NO_SUCH_OBJECT,
         }
         outcomes = self.outcomes(*(f"{origin}/{name}" for name in rows))
