@@ -141,13 +141,12 @@ TEST_F(SilentServerTest, IsGivenUpWhileFilesAreCopied) {
 }
 
 TEST_F(SilentServerTest, LeavesNothingForAForkedChildToClearAway) {
-    MisbehavingServer server(
-        {Ask(), Send(Head("Content-Length: 900000\r\nETag: \"v1\"\r\n") + std::string(500'000, 'x')),
-         Silence()});
+    MisbehavingServer server({Ask(), Send(Head("Content-Length: 900000\r\n") + std::string(500'000, 'x')),
+                              Drip(std::string(40, 'y'), 100), Silence()});
     const std::string url = "http://127.0.0.1:" + std::to_string(server.Port()) + "/file";
     RemoveKept();
     host.Start(url);
-    ASSERT_TRUE(host.RunUntil([&] { return host.Of(url).bytesRead == 500'000; }));
+    ASSERT_TRUE(host.RunUntil([&] { return host.Of(url).bytesRead >= 500'000; }));
     const std::size_t kept = KeptBytes();
     EXPECT_GT(kept, 0U);
     const pid_t child = fork();
@@ -163,7 +162,7 @@ TEST_F(SilentServerTest, LeavesNothingForAForkedChildToClearAway) {
         kill(child, SIGKILL);
         waitpid(child, &status, 0);
     }
-    EXPECT_EQ(KeptBytes(), kept);
+    EXPECT_GE(KeptBytes(), kept);
 }
 
 INSTANTIATE_TEST_SUITE_P(Conversations, MisbehavingTest, testing::ValuesIn(Conversations()), CaseName);
