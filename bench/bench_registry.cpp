@@ -126,7 +126,7 @@ Engine& EngineOf(const benchmark::State& state) {
 
 // Writes more than the processor's caches hold.
 void EvictCaches() {
-    constexpr std::size_t kSize = std::size_t{64} << 20U, kLine = 64;
+    constexpr std::size_t kSize = std::size_t{256} << 20U, kLine = 64;
     static std::vector<char> memory(kSize);
     for (std::size_t i = 0; i < kSize; i += kLine) ++memory[i];
     benchmark::ClobberMemory();
