@@ -61,6 +61,9 @@ class ReaderHost final : platform::IReadEvents {
 // What errors in notification handlers have been written to the application log.
 std::vector<std::u16string>& Logged();
 
+// So many bytes that look like data.
+std::string Pattern(std::size_t size);
+
 std::string ReadFile(const std::string& path);
 void WriteFile(const std::string& path, const std::string& content);
 
