@@ -17,6 +17,7 @@
 #include <atomic>
 #include <cerrno>
 #include <filesystem>
+#include <optional>
 #include <semaphore>
 #include <set>
 #include <thread>
@@ -86,15 +87,15 @@ class WebServer {
     std::thread m_thread;
 };
 
-// Ending a server takes as long as it keeps idle connections: one serves all tests.
-WebServer& TheWebServer() {
-    static WebServer web;
-    return web;
-}
-
+// Ending a server takes as long as it keeps idle connections: one serves all tests. It ends before the
+// process does, since its threads use what the process's end destroys.
 struct UrlReaderTest : testing::Test {
+    static void SetUpTestSuite() { s_web.emplace(); }
+    static void TearDownTestSuite() { s_web.reset(); }
+
+    static inline std::optional<WebServer> s_web;
     TempFolder folder;
-    WebServer& web = TheWebServer();
+    WebServer& web = *s_web;
     ReaderHost host{folder.Path()};
 };
 
