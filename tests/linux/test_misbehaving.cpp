@@ -166,6 +166,7 @@ TEST_F(SilentServerTest, LeavesNothingForAForkedChildToClearAway) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Conversations, MisbehavingTest, testing::ValuesIn(Conversations()), CaseName);
+INSTANTIATE_TEST_SUITE_P(SecondReads, MisbehavingTest, testing::ValuesIn(SecondReads()), CaseName);
 
 }  // namespace
 }  // namespace tsasync::tests

@@ -10,29 +10,6 @@ namespace {
 using namespace platform;
 using namespace std::string_literals;
 
-const std::string kLength = "Content-Length: 1000\r\n";
-const std::string kTag = "ETag: \"v1\"\r\nAccept-Ranges: bytes\r\n";
-const std::string kRest = "Range: bytes=300-\nIf-Range: \"v1\"";
-
-std::string Whole() { return Head(kLength) + Body(); }
-
-// A first answer that breaks after 300 bytes, which stay. The next read is the rest of the conversation.
-Conversation AfterABreak(Conversation rest) {
-    Conversation conversation{Ask(), Send(Head(kLength + kTag) + Body().substr(0, 300)), Close()};
-    conversation.insert(conversation.end(), rest.begin(), rest.end());
-    return conversation;
-}
-
-// All bytes have come when the connection breaks, but not the end. `last` answers to the last byte.
-Conversation Unchecked(Step last) {
-    return AfterABreak(
-        {Ask(kRest),
-         Send(Head(kTag + "Transfer-Encoding: chunked\r\nContent-Range: bytes 300-999/1000\r\n",
-                   "206 Partial Content") +
-              "2bc\r\n" + Body().substr(300) + "\r\n"),
-         Close(), Ask("Range: bytes=999-\nIf-Range: \"v1\""), std::move(last)});
-}
-
 std::vector<Case> Lengths() {
     return {
         {"shorter than announced",
@@ -371,132 +348,6 @@ std::vector<Case> Contents() {
     };
 }
 
-// A file that its receiver has left where it was.
-std::vector<Case> Confirmations() {
-    const std::string date = "Last-Modified: Tue, 02 Jan 2024 10:00:00 GMT\r\n";
-    const std::string dated = "Date: Tue, 02 Jan 2024 10:02:00 GMT\r\n" + date;
-    const std::string since = "If-Modified-Since: Tue, 02 Jan 2024 10:00:00 GMT";
-    const auto first = [](const std::string& fields) { return Send(Head(kLength + fields) + Body()); };
-    const auto same = [](const std::string& fields) { return Send(Head(fields, "304 Not Modified")); };
-    return {
-        {"whole, confirmed by tag",
-         {Ask(), first(kTag), Ask("!Range:\nIf-None-Match: \"v1\""), same("")},
-         Body()},
-        {"whole, another one confirmed by tag",
-         {Ask(), first(kTag), Ask(), same("ETag: \"v2\"\r\n"), Ask("!Range:\n!If-None-Match:"),
-          Send(Whole())},
-         Body()},
-        {"whole, confirmed by date", {Ask(), first(dated), Ask("!Range:\n" + since), same(date)}, Body()},
-        {"whole, confirmed by date without saying which",
-         {Ask(), first(dated), Ask(since), same(""), Ask("!Range:\n!If-Modified-Since:"), Send(Whole())},
-         Body()},
-        {"whole, an older one confirmed by date",
-         {Ask(), first(dated), Ask(), same("Last-Modified: Mon, 01 Jan 2024 10:00:00 GMT\r\n"),
-          Ask("!Range:\n!If-Modified-Since:"), Send(Whole())},
-         Body()},
-    };
-}
-
-std::vector<Case> Continuations() {
-    const std::string rest = Body().substr(300);
-    const auto part = [&](const std::string& range, const std::string& fields = kTag) {
-        return Send(
-            Head(fields + "Content-Length: 700\r\nContent-Range: " + range + "\r\n", "206 Partial Content") +
-            rest);
-    };
-    const Step whole = Send(Head(kLength + "ETag: \"v2\"\r\n") + Body());
-    const std::string digest = "Repr-Digest: sha-256=:";
-    const auto lastByte = [&](const std::string& sha256) {
-        return Send(Head("Content-Length: 1\r\nContent-Range: bytes 999-999/1000\r\n" + digest + sha256,
-                         "206 Partial Content") +
-                    Body().substr(999));
-    };
-    const auto to = [](const std::string& location) {
-        return Send(Head("Content-Length: 0\r\nLocation: " + location + "\r\n", "302 Found"));
-    };
-    const auto movedAndCut = [&](Conversation then) {
-        Conversation all{Ask(), to("/a"), Ask("GET /a ")};
-        const Conversation cut = AfterABreak(std::move(then));
-        all.insert(all.end(), cut.begin() + 1, cut.end());
-        return all;
-    };
-    return {
-        {"continued where a redirection leads",
-         movedAndCut({Ask("!Range:"), to("/a"), Ask("GET /a \n" + kRest), part("bytes 300-999/1000")}),
-         Body()},
-        {"redirected to another file than the cut one",
-         movedAndCut({Ask("!Range:"), to("/b"), Ask("GET /b \n!Range:"), Send(Whole())}), Body(), 0, 300},
-        {"continued", AfterABreak({Ask(kRest), part("bytes 300-999/1000")}), Body()},
-        {"continued, no tag repeated", AfterABreak({Ask(kRest), part("bytes 300-999/1000", "")}), Body()},
-        {"continued, total unknown", AfterABreak({Ask(kRest), part("bytes 300-999/*")}), Body()},
-        {"continued, MD5 of the part",
-         AfterABreak({Ask(kRest), part("bytes 300-999/1000", "Content-MD5: fs4ajJsDfyzBm2f1vaty9w==\r\n")}),
-         Body()},
-        {"continued, digest of the whole",
-         AfterABreak({Ask(kRest), part("bytes 300-999/1000",
-                                       digest + "vMtLi7AEmXetGZRJD7wmYZLAbjEJZy9dSB/uscDQSgA=:\r\n")}),
-         Body()},
-        {"continued, digest wrong",
-         AfterABreak({Ask(kRest), part("bytes 300-999/1000",
-                                       digest + "LXEWQrcmsEQBYnyp+6wy9chTD7GQPMTbAiWHF5IaSIE=:\r\n")}),
-         "", kErrDownloadFailure},
-        {"all there, never checked", Unchecked(lastByte("vMtLi7AEmXetGZRJD7wmYZLAbjEJZy9dSB/uscDQSgA=:\r\n")),
-         Body()},
-        {"all there, never checked, wrong",
-         Unchecked(lastByte("LXEWQrcmsEQBYnyp+6wy9chTD7GQPMTbAiWHF5IaSIE=:\r\n")), "", kErrDownloadFailure},
-        {"a part that is encoded",
-         AfterABreak({Ask(kRest), part("bytes 300-999/1000", kTag + "Content-Encoding: gzip\r\n"),
-                      Ask("!Range:"), whole}),
-         Body()},
-        {"changed meanwhile", AfterABreak({Ask(kRest), whole}), Body()},
-        {"a part of another version",
-         AfterABreak({Ask(kRest), part("bytes 300-999/1000", "ETag: \"v2\"\r\n"), Ask("!Range:"), whole}),
-         Body()},
-        {"a part from elsewhere",
-         AfterABreak({Ask(kRest), part("bytes 299-998/1000"), Ask("!Range:"), whole}), Body()},
-        {"a part of another total",
-         AfterABreak({Ask(kRest), part("bytes 300-999/1001"), Ask("!Range:"), whole}), Body()},
-        {"a part that says nothing", AfterABreak({Ask(kRest), part("bytes"), Ask("!Range:"), whole}), Body()},
-        {"no such part",
-         AfterABreak({Ask(kRest), Send(Head("Content-Length: 0\r\nContent-Range: bytes */200\r\n", "416 No")),
-                      Ask("!Range:"), whole}),
-         Body()},
-        {"a part, broken again",
-         AfterABreak({Ask(kRest),
-                      Send(Head(kTag + "Content-Length: 700\r\nContent-Range: bytes 300-999/1000\r\n",
-                                "206 Partial Content") +
-                           rest.substr(0, 300)),
-                      Close(), Ask("Range: bytes=600-\nIf-Range: \"v1\""),
-                      Send(Head(kTag + "Content-Length: 400\r\nContent-Range: bytes 600-999/1000\r\n",
-                                "206 Partial Content") +
-                           Body().substr(600))}),
-         Body()},
-        {"not to be continued: a weak tag",
-         {Ask(), Send(Head(kLength + "ETag: W/\"v1\"\r\n") + Body().substr(0, 300)), Close(), Ask("!Range:"),
-          Send(Whole())},
-         Body()},
-        {"not to be continued: just modified",
-         {Ask(),
-          Send(
-              Head(
-                  kLength +
-                  "Date: Tue, 02 Jan 2024 10:00:30 GMT\r\nLast-Modified: Tue, 02 Jan 2024 10:00:00 GMT\r\n") +
-              Body().substr(0, 300)),
-          Close(), Ask("!Range:"), Send(Whole())},
-         Body()},
-        {"continued by date",
-         {Ask(),
-          Send(
-              Head(
-                  kLength +
-                  "Date: Tue, 02 Jan 2024 10:02:00 GMT\r\nLast-Modified: Tue, 02 Jan 2024 10:00:00 GMT\r\n") +
-              Body().substr(0, 300)),
-          Close(), Ask("Range: bytes=300-\nIf-Range: Tue, 02 Jan 2024 10:00:00 GMT"),
-          part("bytes 300-999/1000", "")},
-         Body()},
-    };
-}
-
 }  // namespace
 
 void PrintTo(const Case& one, std::ostream* out) { *out << one.name; }
@@ -515,10 +366,11 @@ std::string Head(const std::string& fields, const std::string& status) {
     return "HTTP/1.1 " + status + "\r\n" + fields + "\r\n";
 }
 
+std::string Whole() { return Head(kLength) + Body(); }
+
 std::vector<Case> Conversations() {
     std::vector<Case> all;
-    for (auto* list :
-         {Lengths, Chunks, Silences, Statuses, Redirections, Heads, Contents, Confirmations, Continuations}) {
+    for (auto* list : {Lengths, Chunks, Silences, Statuses, Redirections, Heads, Contents}) {
         for (Case& one : list()) all.push_back(std::move(one));
     }
     for (std::size_t tenth = 1; tenth < 10; ++tenth) {

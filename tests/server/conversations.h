@@ -27,6 +27,15 @@ const std::string& Body();
 // The head of a response with these fields, each with its line end.
 std::string Head(const std::string& fields, const std::string& status = "200 OK");
 
+// Fields of a head: the length of Body(), a tag that a broken read is continued by.
+inline const std::string kLength = "Content-Length: 1000\r\n";
+inline const std::string kTag = "ETag: \"v1\"\r\nAccept-Ranges: bytes\r\n";
+
+// A response that nothing is wrong with.
+std::string Whole();
+
 std::vector<Case> Conversations();
+// Those whose later requests are of later reads.
+std::vector<Case> SecondReads();
 
 }  // namespace tsasync::tests
