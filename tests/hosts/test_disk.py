@@ -90,18 +90,20 @@ class DiskTest(RangeTest):
 
     def test_a_volume_that_fills_up(self):
         volume = self.root / "volume"
-        rows = [("that of the assets folder", volume / "assets", volume, volume / ".QMASYN10"),
-                ("that of the cache", self.root / "assets", self.cache.parent, self.cache)]
-        for name, self.assets, full, self.cache in rows:
+        rows = [("that of the assets folder", volume / "assets", volume, volume / ".QMASYN10", 4 * MIB),
+                ("that of the cache", self.root / "assets", self.cache.parent, self.cache, 4 * MIB),
+                ("with no room for metadata either", volume / "assets", volume, volume / ".QMASYN10", 100 * 1024)]
+        for name, self.assets, full, self.cache, room in rows:
             with self.subTest(name):
                 mount_volume(self, full, 4)
                 where = self.assets if full == volume else full
                 self.assets.mkdir()
+                (full / "others").write_bytes(bytes(4 * MIB - room))
                 if full != volume:
                     self.mount_assets(20)
                 self.check_failure(f"of 8.4 MB; {where}: No space left on device")
                 kept = self.kept()
-                self.assertGreater(kept, 3 * MIB)
+                self.assertGreater(kept, room * 3 // 4)
                 give_room(full, 20)
                 self.check_rest(kept)
 

@@ -14,6 +14,7 @@ namespace {
 
 constexpr std::string_view kSuffix = ".part";
 constexpr std::size_t kMaxMetadata = 64 * 1024;
+constexpr std::int64_t kRoom = 8192;  // two blocks, for the metadata and its entry in the folder
 
 std::optional<PartialMeta> ReadMetadata(int file) {
     std::string text(kMaxMetadata, '\0');
@@ -180,6 +181,12 @@ void PartialFile::Keep(const std::string& validator, const std::string& mediaTyp
     }
     m_kept = m_metadata.Store({m_source, m_dataName, validator, mediaType, total, false});
     if (!m_kept) m_metadata.Remove();
+}
+
+bool PartialFile::Shorten() {
+    if (m_size <= kRoom) return false;
+    m_size -= kRoom;
+    return ftruncate(m_data.Get(), m_size) == 0 && lseek(m_data.Get(), m_size, SEEK_SET) == m_size;
 }
 
 std::variant<FinishedFile, int> PartialFile::Finish(const std::string& validator,

@@ -88,6 +88,9 @@ class PartialFile {
     // left more of the same version.
     void Keep(const std::string& validator, const std::string& mediaType, std::optional<std::int64_t> total);
     bool IsKept() const { return m_kept; }
+    // Gives up the end of the data, so that a full disk has room for what names the rest. False when too
+    // little would be left.
+    bool Shorten();
     // Gives the file, which is whole and right, up to its receiver; the validator and the media type go along
     // for the case that it is left behind; `hold`: with the metadata of data that was worth keeping. After an
     // error nothing stays.

@@ -55,7 +55,7 @@ Transfer::Transfer(std::shared_ptr<Read> read, SourceUrl source, std::shared_ptr
     m_report.Status(kStatusFindingResource, m_source.host);
 }
 
-Transfer::~Transfer() { KeepIfUseful(); }
+Transfer::~Transfer() { KeepAtTheEnd(); }
 
 CURL* Transfer::Attach(EasyHandle easy, const ProxyChoice& proxy) {
     m_easy = std::move(easy);
@@ -280,6 +280,12 @@ void Transfer::KeepIfUseful() {
     m_file.Keep(validator, m_mediaType, m_total > 0 ? std::optional(m_total) : std::nullopt);
 }
 
+// What is not kept is lost; less of it on a full disk is better than nothing.
+void Transfer::KeepAtTheEnd() {
+    KeepIfUseful();
+    if (!m_file.IsKept() && m_file.Shorten()) KeepIfUseful();
+}
+
 Clock::time_point Transfer::Tick(Clock::time_point now) {
     if (AnnouncedAt() <= now) Announce(true);
     m_report.SendHeld(now);
@@ -291,7 +297,7 @@ Clock::time_point Transfer::SilentAt() const { return m_lastByte + Timing().sile
 Verdict Transfer::Ended(CURLcode code) {
     Verdict verdict = Judge(code);
     if (verdict.next == Verdict::Next::Failed) {
-        KeepIfUseful();
+        KeepAtTheEnd();
         m_report.Fail(verdict.failure);
     }
     return verdict;

@@ -91,6 +91,7 @@ class Transfer {
     void Announce(bool last);
     void ReportBytes(Clock::time_point now);
     void KeepIfUseful();
+    void KeepAtTheEnd();
 
     Verdict Judge(CURLcode code);
     Verdict JudgeSaved(CURLcode code);
