@@ -6,13 +6,14 @@ function check(name, condition) {
     if (!condition) failures += 1;
 }
 
-function checkError(name, operation, number) {
+// The language shows no error's source. Without a number any will do.
+function checkError(name, operation, number, description) {
     try {
         operation();
         check(name + ": raises an error", false);
     } catch (error) {
-        check(name + ": number " + error.number, number === null || error.number === number);
-        check(name + ": description " + error.description, number === null || error.description.length > 0);
+        check(name + ": number " + error.number, error.number === number || !number && error.number !== 0);
+        check(name + ": description " + error.description, !description || error.description === description);
     }
 }
 
@@ -34,18 +35,27 @@ check("no jobs", manager.Jobs === 0);
 var handle = manager.AddURL(url);
 check("the handle is that of GetHDL", handle === manager.GetHDL(url));
 check("and that of HDLbyURL", handle === manager.HDLbyURL(url));
-check("a second registration has the same handle", manager.AddURL(url, "a name", false) === handle);
+check("an unknown address has no handle", manager.HDLbyURL("http://nowhere.invalid/") === "");
+check("a second registration has the same handle", manager.AddURL(url, "a name") === handle);
+check("a third, too", manager.AddURL(url, "a name", false) === handle);
 check("one job", manager.Jobs === 1);
 check("nothing to elect", manager.Elect() === "");
 manager.ChangeState(handle, 0);
+manager.ChangeState(handle, 0, 40000.5);
 manager.ChangeState(handle, 0, 40000.5, false);
 manager.StartLog("", 1);
 manager.RemoveURL(handle);
+check("references are left", manager.Jobs === 1);
 
 // 0x800A0005, as JScript shows the runtime error 5.
-checkError("unknown handle of RemoveURL", function () { manager.RemoveURL("no such handle"); }, -2146828283);
-checkError("unknown handle of ChangeState", function () { manager.ChangeState("no such handle", 3); }, -2147219503);
-checkError("a member that is not there", function () { manager.NoSuchMember(); }, null);
+checkError("unknown handle of RemoveURL", function () { manager.RemoveURL("no such handle"); }, -2146828283,
+    "Invalid procedure call or argument");
+checkError("unknown handle of ChangeState", function () { manager.ChangeState("no such handle", 3); }, -2147219503,
+    "Application-defined or object-defined error");
+checkError("Jobs can't be written", function () { manager.Jobs = 3; });
+checkError("LangID can't be read", function () { return manager.LangID; });
+checkError("a record can't be created", function () { return new ActiveXObject("TSAsync.CDLItem"); });
+checkError("a member that is not there", function () { manager.NoSuchMember(); });
 
 // A forced download, because it runs the message loop, which Wine's cscript doesn't.
 check("the forced download has a handle", manager.AddURL(url + "?forced", "", true) === manager.GetHDL(url + "?forced"));

@@ -1,5 +1,5 @@
 ' A host in VBScript: cscript client.vbs URL FOLDER FILE-NAME
-' Wine's cscript connects no events, so that the records, which come with them, are the business of the C++ host.
+' Wine's cscript connects no events; the records, which come with them, are the business of events.vbs.
 Option Explicit
 
 Dim manager, failures, url, handle, language, made, files
@@ -15,10 +15,10 @@ Sub Check(name, condition)
     End If
 End Sub
 
-Sub CheckError(name, number, source)
+Sub CheckError(name, number, source, description)
     Check name & ": number " & Err.Number, Err.Number = number
     Check name & ": source " & Err.Source, Err.Source = source
-    Check name & ": description " & Err.Description, Len(Err.Description) > 0
+    Check name & ": description " & Err.Description, Err.Description = description
     Err.Clear
 End Sub
 
@@ -45,11 +45,13 @@ Check "and that of HDLbyURL", handle = manager.HDLbyURL(url)
 Check "an unknown address has no handle", manager.HDLbyURL("http://nowhere.invalid/") = ""
 Check "a second registration has the same handle", manager.AddURL(url, "a name") = handle
 Check "a third, too", manager.AddURL(url, "a name", False) = handle
+Check "and a fourth", manager.AddURL(url, , False) = handle
 Check "one job", manager.Jobs = 1
 Check "nothing to elect", manager.Elect() = ""
 manager.ChangeState handle, 0
 manager.ChangeState handle, 0, Now
 manager.ChangeState handle, 0, Now, False
+manager.ChangeState handle, 0, , False
 manager.StartLog "", 1
 manager.RemoveURL handle
 Check "references are left", manager.Jobs = 1
@@ -57,9 +59,9 @@ Check "references are left", manager.Jobs = 1
 ' Errors.
 On Error Resume Next
 manager.RemoveURL "no such handle"
-CheckError "unknown handle of RemoveURL", 5, "CDLManager.RemoveURL"
+CheckError "unknown handle of RemoveURL", 5, "CDLManager.RemoveURL", "Invalid procedure call or argument"
 manager.ChangeState "no such handle", 3
-CheckError "unknown handle of ChangeState", -2147219503, "CDLManager.ChangeState"
+CheckError "unknown handle of ChangeState", -2147219503, "CDLManager.ChangeState", "Application-defined or object-defined error"
 manager.Jobs = 3
 Check "Jobs can't be written", Err.Number <> 0
 Err.Clear
