@@ -1,4 +1,5 @@
 """What the tests of assetfetch share: servers on free loopback ports and a host in a home of its own."""
+import errno
 import functools
 import http.server
 import json
@@ -24,6 +25,17 @@ def free_port():
     with socket.socket() as probe:
         probe.bind(("127.0.0.1", 0))
         return probe.getsockname()[1]
+
+
+def has_ipv6():
+    try:
+        with socket.socket(socket.AF_INET6) as probe:
+            probe.bind(("::1", 0))
+    except OSError as error:
+        if error.errno not in (errno.EADDRNOTAVAIL, errno.EAFNOSUPPORT):
+            raise
+        return False
+    return True
 
 
 def program():
@@ -111,6 +123,8 @@ class HostTest(unittest.TestCase):
     def start_nginx(self, locations, servers=""):
         """nginx with these lines in its server block, and further blocks; gives the first one's origin."""
         port = free_port()
+        # A proxy that looks localhost up may try one of its addresses only.
+        listen = f"listen 127.0.0.1:{port}; " + (f"listen [::1]:{port};" if has_ipv6() else "")
         prefix = self.root / "nginx"
         prefix.mkdir()
         os.chmod(self.root, 0o755)  # its workers are another user
@@ -124,7 +138,7 @@ http {{
     default_type application/octet-stream;
     client_body_temp_path {prefix}/body; proxy_temp_path {prefix}/proxy; fastcgi_temp_path {prefix}/fastcgi;
     uwsgi_temp_path {prefix}/uwsgi; scgi_temp_path {prefix}/scgi;
-    server {{ listen 127.0.0.1:{port}; root {self.site}; {locations} }}
+    server {{ {listen} root {self.site}; {locations} }}
     {servers}
 }}
 """)

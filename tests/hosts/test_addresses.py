@@ -1,9 +1,8 @@
 """The two kinds of address, and connections that nobody answers."""
-import errno
 import socket
 import unittest
 
-from hosts_support import HostTest, program
+from hosts_support import HostTest, has_ipv6, program
 
 TIMEOUT = 0x800C000B
 CONTENT = b"\x89PNG\r\n\x1a\n" + bytes(range(256)) * 3000
@@ -25,16 +24,8 @@ class Addresses(HostTest):
             self.addCleanup(filling.close)
         return port
 
-    def require_ipv6(self):
-        try:
-            self.listen("::1")
-        except OSError as error:
-            if error.errno not in (errno.EADDRNOTAVAIL, errno.EAFNOSUPPORT):
-                raise
-            self.skipTest("this machine has no IPv6")
-
+    @unittest.skipUnless(has_ipv6(), "this machine has no IPv6")
     def test_either_address(self):
-        self.require_ipv6()
         rows = [("127.0.0.1", ["127.0.0.1", "localhost"]), ("::1", ["[::1]", "[0:0:0:0:0:0:0:1]", "localhost"])]
         for address, hosts in rows:
             port = self.serve_site(address).rsplit(":", 1)[1]
@@ -42,8 +33,8 @@ class Addresses(HostTest):
             with self.subTest(address):
                 self.assertEqual(self.outcomes(*urls), dict.fromkeys(urls, CONTENT))
 
+    @unittest.skipUnless(has_ipv6(), "this machine has no IPv6")
     def test_the_address_that_answers(self):
-        self.require_ipv6()
         for serving, dead in (("127.0.0.1", "::1"), ("::1", "127.0.0.1")):
             port = int(self.serve_site(serving).rsplit(":", 1)[1])
             self.listen(dead, port, full=True)
