@@ -46,11 +46,20 @@ TEST_F(AppLog, RefusesWhatItCannotUse) {
     ASSERT_EQ(StartLog(Path(), 2), 0);
     EXPECT_EQ(StartLog(Path(), 4), 5);
     EXPECT_EQ(StartLog(Path(), 64 + 2), 5);
-    EXPECT_NE(StartLog(u"", 2), 0);
-    EXPECT_NE(StartLog(u"C:\\nowhere\\none.log", 2), 0);
-    EXPECT_NE(StartLog(u"C:\\windows", 2), 0);
+    EXPECT_EQ(StartLog(u"", 2), 53);
+    EXPECT_EQ(StartLog(u"C:\\nowhere\\none.log", 2), 76);
+    EXPECT_EQ(StartLog(u"C:\\windows", 2), 70);
     LogEntry(u"entry");
     EXPECT_EQ(Content(), "entry\r\n") << "the earlier log stays";
+}
+
+// run.sh looks for the entries among those that the system was given.
+TEST_F(AppLog, WritesEntriesToTheEventLog) {
+    for (const std::int32_t mode : {3, 0, 1}) {
+        EXPECT_EQ(StartLog(Path(), mode), 0);
+        LogEntry(u"an entry of mode " + std::u16string(1, static_cast<char16_t>(u'0' + mode)));
+    }
+    EXPECT_FALSE(std::filesystem::exists(m_path));
 }
 
 }  // namespace

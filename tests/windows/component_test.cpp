@@ -199,6 +199,28 @@ TEST_F(Component, RetriesWhatEndedShortOrAsAnErrorPage) {
     point->Release();
 }
 
+// The folder that the user has chosen, else one among the user's documents.
+TEST_F(Component, BeginsWithTheStoredFolder) {
+    constexpr const wchar_t* kKey = L"Software\\Corvane\\Quillmark\\Assets";
+    const std::wstring documents = Environment(L"USERPROFILE") + L"\\Documents\\Quillmark Assets";
+    for (const std::wstring& expected : {std::wstring(L"D:\\Bilder\\\u00C4"), documents}) {
+        if (expected != documents) {
+            const auto size = static_cast<DWORD>((expected.size() + 1) * sizeof(wchar_t));
+            ASSERT_EQ(RegSetKeyValueW(HKEY_CURRENT_USER, kKey, L"Location", REG_SZ, expected.c_str(), size),
+                      ERROR_SUCCESS);
+        }
+        _CDLManager* another = nullptr;
+        ASSERT_EQ(CoCreateInstance(CLSID_CDLManager, nullptr, CLSCTX_INPROC_SERVER, IID__CDLManager,
+                                   reinterpret_cast<void**>(&another)),
+                  S_OK);
+        RegDeleteKeyValueW(HKEY_CURRENT_USER, kKey, L"Location");
+        BSTR path = nullptr;
+        EXPECT_EQ(another->get_AssetsPath(&path), S_OK);
+        EXPECT_EQ(Take(path), expected);
+        another->Release();
+    }
+}
+
 DWORD WINAPI UseOnOwnThread(void* url) {
     CoInitialize(nullptr);
     _CDLManager* own = nullptr;

@@ -20,7 +20,7 @@ constexpr std::int32_t kOverwrite = 16;
 constexpr std::int32_t kThreadNumber = 32;
 
 constexpr std::int32_t kErrUnknownMode = 5;
-constexpr std::int32_t kErrNoSuchFolder = 53;
+constexpr std::int32_t kErrFileNotFound = 53;
 constexpr std::int32_t kErrPermissionDenied = 70;
 constexpr std::int32_t kErrPathNotFound = 76;
 
@@ -44,6 +44,7 @@ HANDLE OpenForAppending(const std::u16string& path, DWORD disposition) {
 
 // 0, or the runtime error of a file that can't be written.
 std::int32_t TryFile(const std::u16string& path, bool overwrite) {
+    if (path.empty()) return kErrFileNotFound;
     const HANDLE file = OpenForAppending(path, overwrite ? CREATE_ALWAYS : OPEN_ALWAYS);
     if (file != INVALID_HANDLE_VALUE) {
         CloseHandle(file);
@@ -54,8 +55,6 @@ std::int32_t TryFile(const std::u16string& path, bool overwrite) {
         case ERROR_SHARING_VIOLATION:
         case ERROR_WRITE_PROTECT:
             return kErrPermissionDenied;
-        case ERROR_PATH_NOT_FOUND:
-            return path.empty() ? kErrPathNotFound : kErrNoSuchFolder;
         default:
             return kErrPathNotFound;
     }

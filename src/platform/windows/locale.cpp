@@ -14,17 +14,12 @@ namespace tsasync::platform {
 
 namespace {
 
+constexpr UINT kMinusInFront = 1;  // of the user's format only the separators count
+
 std::wstring LocaleText(LCTYPE type) {
     std::array<wchar_t, 80> text{};  // the longest that the system gives for these
     GetLocaleInfoEx(LOCALE_NAME_USER_DEFAULT, type, text.data(), static_cast<int>(text.size()));
     return text.data();
-}
-
-UINT LocaleNumber(LCTYPE type) {
-    DWORD value = 0;
-    GetLocaleInfoEx(LOCALE_NAME_USER_DEFAULT, type | LOCALE_RETURN_NUMBER, reinterpret_cast<LPWSTR>(&value),
-                    sizeof value / sizeof(wchar_t));
-    return value;
 }
 
 // "3;0" groups by three again and again, "3;2;0" by three and then by two: the digits that count, 3 and 32;
@@ -64,7 +59,7 @@ std::u16string FormatNumber(double value, int decimals, bool grouped) {
     format.Grouping = grouped ? Grouping() : 0;
     format.lpDecimalSep = decimal.data();
     format.lpThousandSep = thousand.data();
-    format.NegativeOrder = LocaleNumber(LOCALE_INEGNUMBER);
+    format.NegativeOrder = kMinusInFront;
     std::array<wchar_t, 800> text{};
     GetNumberFormatEx(LOCALE_NAME_USER_DEFAULT, 0, number.c_str(), &format, text.data(),
                       static_cast<int>(text.size()));

@@ -16,7 +16,10 @@ std::u16string SpecialFolder(std::int32_t number) {
     std::array<wchar_t, MAX_PATH> path{};
     const bool found = SHGetPathFromIDListW(list, path.data()) != FALSE;
     CoTaskMemFree(list);
-    return found ? FromWide(path.data()) : std::u16string();
+    if (!found) return {};
+    std::u16string text = FromWide(path.data());
+    if (text.ends_with(u'\\')) text.pop_back();  // a root has one, and Wine adds one
+    return text;
 }
 
 }  // namespace tsasync::platform
