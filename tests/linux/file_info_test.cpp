@@ -7,6 +7,7 @@
 #include "tests/linux/scratch.h"
 
 #include <gtest/gtest.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -273,6 +274,19 @@ TEST_F(FileDescribers, TakeTheUsersLanguageOfMany) {
         version.SetFullPathName(At("many.dll"));
         EXPECT_EQ(Narrow(version.ProductName()), std::to_string(c.taken));
     }
+}
+
+// Who waits to write to a pipe would take them for its reader.
+TEST_F(FileDescribers, OpenNoPipe) {
+    ASSERT_EQ(mkfifo((m_folder / "pipe").c_str(), 0600), 0);
+    const int watch = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    ASSERT_GE(inotify_add_watch(watch, (m_folder / "pipe").c_str(), IN_OPEN), 0);
+    m_info.SetFullPathName(At("pipe"));
+    CFileVersionInfo().SetFullPathName(At("pipe"));
+    char event[4096];
+    EXPECT_LT(read(watch, event, sizeof event), 0) << "it was opened";
+    close(watch);
+    EXPECT_EQ(m_info.TypeName(), u"pipe");
 }
 
 TEST_F(FileDescribers, SeeNoVersionInWhatTheyMayNotRead) {

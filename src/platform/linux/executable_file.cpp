@@ -31,9 +31,11 @@ constexpr std::size_t kLongestBlock = 0xFFFF;
 
 class File {
   public:
-    // Does not wait for the other end of a pipe.
-    explicit File(const std::string& path) : m_file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)) {
+    // Opens nothing but files: who writes to a pipe would take this for its reader, and a device may act.
+    explicit File(const std::string& path) {
         struct stat entry {};
+        if (stat(path.c_str(), &entry) != 0 || !S_ISREG(entry.st_mode)) return;
+        m_file = FileHandle(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
         if (m_file && fstat(m_file.Get(), &entry) == 0 && S_ISREG(entry.st_mode)) {
             m_size = static_cast<std::uint64_t>(entry.st_size);
         }
