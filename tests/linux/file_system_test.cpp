@@ -211,6 +211,31 @@ TEST_F(FileSystem, KeepsDosAttributesWhereTheVolumeDoes) {
     }
 }
 
+// A user's own files may be read-only; of others' files not everything can be changed.
+TEST_F(FileSystem, WritesAllAttributesOrNone) {
+    struct Case {
+        const char* name;
+        mode_t mode;
+        std::uint32_t wanted, after;
+    };
+    ASSERT_EQ(chmod(m_folder.Path().c_str(), 0777), 0);
+    Write(m_folder / "other", "");
+    ASSERT_EQ(chmod((m_folder / "other").c_str(), 0666), 0);
+    if (geteuid() != 0 || setxattr((m_folder / "other").c_str(), "user.probe", "", 0, 0) != 0)
+        GTEST_SKIP() << "no other user, or no extended attributes on this volume";
+    InChild([&]() -> std::optional<std::string> {
+        BecomeNobody();
+        Write(m_folder / "own", "");
+        for (const Case& c : {Case{"own", 0444, 0x3, 0x3}, Case{"own", 0444, 0x4, 0x4},
+                              Case{"own", 0644, 0x21, 0x21}, Case{"other", 0, 0x21, 0x80}}) {
+            EXPECT_EQ(chmod((m_folder / c.name).c_str(), c.mode) == 0, c.mode != 0);  // not of others
+            EXPECT_EQ(platform::WriteAttributes(At(c.name), c.wanted), c.wanted == c.after) << c.wanted;
+            EXPECT_EQ(FindFirst(At(c.name))->attributes, c.after) << c.wanted;
+        }
+        return std::nullopt;
+    });
+}
+
 TEST_F(FileSystem, SizeOnDiskCountsBlocks) {
     const std::string file = m_folder / "sparse";
     Write(file, "x");

@@ -145,13 +145,17 @@ bool WriteAttributes(std::u16string_view path, std::uint32_t attributes) {
     const std::uint32_t current = AttributesOf(native->Text(), *entry, LastComponent(path));
     const bool dotHides = LastComponent(path).starts_with(u'.');
     if (dotHides && (attributes & kAttributeHidden) == 0) return false;
-    if (((current ^ attributes) & kStored) != 0 && !WriteDosAttributes(native->Text(), attributes & kStored))
-        return false;
-
     const mode_t mode = entry->stx_mode & 07777;
     const bool readOnly = (attributes & kAttributeReadOnly) != 0;
     const mode_t wanted = readOnly ? mode & ~kWriteBits : ((mode & kWriteBits) == 0 ? mode | S_IWUSR : mode);
-    return wanted == mode || chmod(native->c_str(), wanted) == 0;
+    if (((current ^ attributes) & kStored) == 0) return wanted == mode || chmod(native->c_str(), wanted) == 0;
+
+    // The others can be stored only while the owner may write. Who may not change that is refused before
+    // anything is stored.
+    const bool changesMode = wanted != mode || (mode & S_IWUSR) == 0;
+    if (changesMode && chmod(native->c_str(), mode | S_IWUSR) != 0) return false;
+    const bool stored = WriteDosAttributes(native->Text(), attributes & kStored);
+    return (!changesMode || chmod(native->c_str(), stored ? wanted : mode) == 0) && stored;
 }
 
 CreateResult CreateFolder(std::u16string_view path) {
