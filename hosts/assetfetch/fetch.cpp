@@ -230,7 +230,12 @@ void Fetch::RemoveAll() {
         if (job.handle.empty()) continue;
         Bstr registered;
         Check(m_manager->HDLbyURL(Bstr(Utf16(job.url)), registered.Put()));
-        if (SysStringLen(registered) != 0) Check(m_manager->RemoveURL(registered));
+        if (SysStringLen(registered) == 0) continue;
+        // The dialog of a file that found no place is left to the user; only that of a running job is closed.
+        VARIANT_BOOL now = VARIANT_TRUE;
+        if (m_options.force && job.state == tsdBroken && &job == &m_jobs.back())
+            Check(m_manager->ChangeState(registered, tsdStarting, 0, &now));
+        Check(m_manager->RemoveURL(registered));
     }
 }
 

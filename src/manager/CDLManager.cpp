@@ -132,19 +132,28 @@ void CDLManager::DownloadBehindDialog(CDLItem& oI, std::u16string_view key, std:
     parser.SetUrl(URL);
     const auto dialog = std::make_shared<frmProgress>();
     oI.SetProgressForm(dialog);
-    dialog->SetDestination(modFileOps::AddBackslash(m_sAssetsPath) + parser.FileName());
-    dialog->SetAssetURL(oI.URL());
-    dialog->SetHDL(oI.Handle());
-    dialog->BeginDownload(false);
-    StartTransfer(oI, key, URL);
-    if (oI.IsRunning()) {
-        SetFrmP(dialog);
-        dialog->ShowModal();
-    } else {
-        dialog->Unload();
+    // Without its dialog, also when that fails, the job is one like any other.
+    const auto leave = [&] {
+        oI.SetProgressForm(nullptr);
+        SetFrmP(nullptr);
+    };
+    try {
+        dialog->SetDestination(modFileOps::AddBackslash(m_sAssetsPath) + parser.FileName());
+        dialog->SetAssetURL(oI.URL());
+        dialog->SetHDL(oI.Handle());
+        dialog->BeginDownload(false);
+        StartTransfer(oI, key, URL);
+        if (oI.IsRunning()) {
+            SetFrmP(dialog);
+            dialog->ShowModal();
+        } else {
+            dialog->Unload();
+        }
+    } catch (...) {
+        leave();
+        throw;
     }
-    oI.SetProgressForm(nullptr);
-    SetFrmP(nullptr);
+    leave();
 }
 
 void CDLManager::RemoveURL(std::u16string_view HDL) {

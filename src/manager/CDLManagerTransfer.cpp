@@ -148,6 +148,8 @@ void CDLManager::FileReadComplete(std::u16string_view sFileKey, std::int32_t /*l
             case modFileOps::kErrMoveAborted:
             case modFileOps::kErrMoveCancelled:
                 oI->SetState(tsdBroken);
+                // Its dialog shows the user how far it came; where nobody can close that, the wait ends here.
+                if (oI->ProgressForm() && !oI->ProgressForm()->UserCanClose()) CloseDialog(*oI);
                 break;
             default:
                 RetryOrGiveUp(*oI, sFileKey, OnError::Raise);

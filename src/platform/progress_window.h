@@ -100,6 +100,8 @@ class ProgressWindow {
     virtual std::optional<std::u16string> FitPath(std::u16string_view path, std::int32_t width) const = 0;
     virtual ScreenDepth ScreenColors() const = 0;
 
+    // Whether there is a user who can close it.
+    virtual bool UserCanClose() const { return true; }
     // Shows the window and returns when it is unloaded, at once when it already is. The thread's events go on
     // being delivered meanwhile.
     virtual void ShowModal() = 0;

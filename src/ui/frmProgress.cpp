@@ -246,6 +246,7 @@ void frmProgress::SetSizeSoFar(std::int32_t ssf) { m_impl->SetSizeSoFar(ssf); }
 void frmProgress::SetTotalSize(std::int32_t ts) { m_impl->SetTotalSize(ts); }
 void frmProgress::Refresh() { m_impl->Window().Refresh(); }
 void frmProgress::ShowModal() { m_impl->ShowModal(); }
+bool frmProgress::UserCanClose() { return m_impl->Window().UserCanClose(); }
 void frmProgress::Unload() { m_impl->Unload(); }
 
 }  // namespace tsasync

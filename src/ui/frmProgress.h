@@ -41,6 +41,8 @@ class frmProgress {
 
     // Shows the dialog and returns when it is unloaded; events go on being delivered meanwhile.
     void ShowModal();
+    // False where no more than the wait is left of the dialog: nobody but the component can end that.
+    bool UserCanClose();
     // Closes the dialog, which ends ShowModal. Raises Cancel only after the Cancel button was pressed.
     void Unload();
 

@@ -383,6 +383,9 @@ TEST_F(Forced, DialogThatCannotLoadLeavesWhatWasDone) {
     EXPECT_EQ(manager->Jobs(), 1);
     EXPECT_EQ(manager->ActiveJobs(), 0);
     EXPECT_EQ(host.Heard(), 0u);
+    manager->ChangeState(manager->GetHDL(u"http://host/f"), tsdStarting);  // without a dialog it runs
+    FireProgress(testplatform::Bytes(KeyOf(u"http://host/f"), 1, 4));
+    EXPECT_EQ(job->State(), tsdDownloading);
 }
 
 TEST_F(Forced, FailuresRestartAtOnceNineTimes) {
@@ -420,15 +423,19 @@ TEST_F(Forced, RefusedRestartWaits) {
 }
 
 TEST_F(Forced, BrokenMoveLeavesTheDialogToTheUser) {
-    Force(u"http://host/f", [&] {
-        testplatform::FailNextOperation(kMoveAborted);
-        FireProgress(testplatform::Bytes(KeyOf(u"http://host/f"), 1, 1));
-        Complete(job);
+    for (const bool user : {true, false}) {
+        testplatform::ProgressWindows().userCanClose = user;
+        const auto handle = Force(u"http://host/f", [&] {
+            testplatform::FailNextOperation(kMoveAborted);
+            FireProgress(testplatform::Bytes(KeyOf(u"http://host/f"), 1, 1));
+            Complete(job);
+            EXPECT_EQ(job->State(), tsdBroken);
+            EXPECT_EQ(testplatform::LastProgressWindow().unloaded, !user);
+            if (user) testplatform::CloseProgressWindow();
+        });
         EXPECT_EQ(job->State(), tsdBroken);
-        EXPECT_FALSE(testplatform::LastProgressWindow().unloaded);
-        testplatform::CloseProgressWindow();
-    });
-    EXPECT_EQ(job->State(), tsdBroken);
+        EXPECT_EQ(handle, manager->GetHDL(u"http://host/f"));
+    }
 }
 
 TEST_F(Forced, RemovalEndsTheWait) {

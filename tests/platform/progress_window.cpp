@@ -54,6 +54,7 @@ class RecordingWindow final : public platform::ProgressWindow {
         return g_script.fitPath ? g_script.fitPath(path, width) : std::nullopt;
     }
     platform::ScreenDepth ScreenColors() const override { return g_script.colors; }
+    bool UserCanClose() const override { return g_script.userCanClose; }
     void ShowModal() override {
         ++g_record.shows;
         while (!g_record.unloaded) {

@@ -36,6 +36,7 @@ struct ProgressWindowScript {
     std::function<std::optional<std::u16string>(std::u16string_view path, std::int32_t width)> fitPath;
     double outerWidth = 400;
     platform::ScreenDepth colors{24, 1};
+    bool userCanClose = true;
     std::int32_t loadError = 0;     // creating a window throws this number
     std::int32_t captionError = 0;  // so does setting a caption
 };

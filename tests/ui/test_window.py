@@ -6,6 +6,7 @@ import pty
 import re
 import select
 import shutil
+import signal
 import subprocess
 import tempfile
 import termios
@@ -235,6 +236,19 @@ class WindowTest(unittest.TestCase):
         self.assertEqual((process.returncode, err), (0, ""))
         self.assertEqual((self.assets / "photo.jpg").stat().st_size, SIZE)
         (self.assets / "photo.jpg").unlink()
+
+    def test_an_interrupt_closes_the_dialog_of_a_file_that_found_no_place(self):
+        process = self.launch([HOSTS / "assetfetch", "--force", "--assets", self.assets, self.url()],
+                              subprocess.PIPE, {})
+        self.dialog()
+        self.assets.rename(self.root / "elsewhere")
+        self.assets.symlink_to(self.assets)
+        self.server.go_on.set()
+        self.assertIn("can't be placed", process.stderr.readline())
+        self.dialog("100%  of photo.jpg Completed")
+        process.send_signal(signal.SIGINT)
+        process.communicate(timeout=PATIENCE)
+        self.assertEqual(process.returncode, 128 + signal.SIGINT)
 
     def press_cancel(self, window):
         place = dict(line.split("=") for line in

@@ -30,6 +30,7 @@ class WaitingWindow : public ProgressWindow {
         return std::nullopt;
     }
     ScreenDepth ScreenColors() const override { return {24, 1}; }
+    bool UserCanClose() const override { return false; }
     void ShowModal() override;
     void Refresh() override {}
     void Unload() override;
