@@ -111,6 +111,13 @@ class FetchTest(HostTest):
                 self.assertEqual(result.stdout.count("->"), 1)
                 (self.assets / "photo.jpg").unlink()
 
+    def test_forced_ones_where_no_window_can_be(self):
+        contents = {name: self.write(name, JPEG) for name in ("a.jpg", "b.jpg")}
+        origin = self.start_nginx("")
+        self.environment.update(QMASYN10_UI="gtk", DISPLAY="", WAYLAND_DISPLAY="")
+        result = self.fetch("--force", *(f"{origin}/{name}" for name in contents))
+        self.assertEqual((result.returncode, result.stderr, self.fetched()), (0, "", contents))
+
     def test_input_skips_blanks_comments_and_a_byte_order_mark(self):
         content = self.write("photo.jpg", JPEG)
         origin = self.start_nginx("")

@@ -5,6 +5,8 @@
 #include <gtk/gtk.h>
 #include <gtkmm/main.h>
 
+#include <mutex>
+
 namespace tsasync::platform {
 
 namespace {
@@ -13,7 +15,9 @@ namespace {
 // answer.
 bool GtkIsReady() {
     if (!gdk_display_get_default()) {
-        gtk_disable_setlocale();
+        // GTK takes this before its first start only, which may have found no display.
+        static std::once_flag first;
+        std::call_once(first, gtk_disable_setlocale);
         if (!gtk_init_check(nullptr, nullptr)) return false;
     }
     Gtk::Main::init_gtkmm_internals();
