@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <csignal>
 #include <filesystem>
+#include <limits>
 
 namespace assetfetch {
 
@@ -20,6 +21,7 @@ using tsasync::host::Utf8;
 namespace {
 
 constexpr int kAttemptLimit = 10;
+constexpr std::int64_t kMostCounted = std::numeric_limits<std::int32_t>::max();  // in a record
 constexpr std::uintmax_t kRoomForNothing = 64 * 1024;  // bytes below which a volume counts as full
 
 std::string TextOf(_CDLItem& item, HRESULT (_CDLItem::*get)(BSTR*)) {
@@ -33,6 +35,12 @@ T ValueOf(_CDLItem& item, HRESULT (_CDLItem::*get)(T*)) {
     T value{};
     Check((item.*get)(&value));
     return value;
+}
+
+std::int64_t SizeOfFile(const std::string& path) {
+    std::error_code error;
+    const auto size = std::filesystem::file_size(path, error);
+    return error ? kMostCounted : static_cast<std::int64_t>(size);
 }
 
 // The record tells how far a transfer came, not what ended it. For a local file this host can look for
@@ -87,7 +95,8 @@ std::string TransferFault(const Job& job, const std::string& assets) {
 
 std::string FaultOf(const Job& job, const std::string& assets) {
     if (!job.arrived) return TransferFault(job, assets);
-    const std::string why = FolderFault(assets, static_cast<std::uintmax_t>(std::max(job.size, 0)));
+    const std::string why =
+        FolderFault(assets, static_cast<std::uintmax_t>(std::max(job.size, std::int64_t{0})));
     return "arrived, but can't be placed in " + Printable(assets) + (why.empty() ? "" : ": " + why);
 }
 
@@ -141,14 +150,18 @@ void Fetch::Add(const std::string& url) {
     job.name = DisplayName(url);
     if (!fault.empty()) {
         m_view->Message((url.empty() ? "" : Printable(url) + ": ") + fault);
-        return Close(job, Outcome::kFailed, std::move(fault));
+        job.state = tsdBroken;
+        Close(job, Outcome::kFailed, std::move(fault));
+        return m_view->Changed(job);
     }
     job.handle = Utf8(handle.Text());
     m_byHandle.emplace(job.handle, &job);
     Check(m_manager->AddURL(address, Bstr(Utf16(job.name)), m_options.force ? VARIANT_TRUE : VARIANT_FALSE,
                             handle.Put()));
-    if (m_options.force && SysStringLen(handle) == 0 && job.outcome == Outcome::kOpen)
+    if (m_options.force && SysStringLen(handle) == 0 && job.outcome == Outcome::kOpen) {
         Close(job, Outcome::kFailed, job.reason.empty() ? "cancelled" : job.reason);
+        m_view->Changed(job);
+    }
 }
 
 void Fetch::OnStateChanged(_CDLItem& item) {
@@ -171,7 +184,10 @@ void Fetch::Update(Job& job, _CDLItem& item) {
     job.total = ValueOf(item, &_CDLItem::get_TotalSize);
     job.mime = TextOf(item, &_CDLItem::get_MIMEType);
     job.arrived = !TextOf(item, &_CDLItem::get_TmpPath).empty();
-    if (job.state == tsdFinished) job.path = TextOf(item, &_CDLItem::get_FinalPath);
+    if (job.state == tsdFinished) {
+        job.path = TextOf(item, &_CDLItem::get_FinalPath);
+        if (job.size == kMostCounted) job.size = job.total = SizeOfFile(job.path);
+    }
     m_totals.received += job.size;
     m_totals.expected += std::max(job.size, job.total);
 }
@@ -240,8 +256,11 @@ void Fetch::RemoveAll() {
 }
 
 int Fetch::End() {
-    for (const Job& job : m_jobs)
-        if (job.outcome != Outcome::kFinished) m_view->Changed(job);
+    for (Job& job : m_jobs) {
+        if (job.outcome != Outcome::kOpen) continue;
+        job.state = tsdStopped;
+        m_view->Changed(job);
+    }
     m_view->End(m_jobs);
     if (std::fflush(stdout) != 0) {
         PrintMessage("can't write to standard output: " + std::generic_category().message(errno));

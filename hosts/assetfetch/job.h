@@ -23,8 +23,8 @@ struct Job {
     std::string reason;                // why it failed
     TSDLStateEnum state = tsdStopped;  // as last heard of
     Outcome outcome = Outcome::kOpen;
-    std::int32_t size = 0;   // bytes received, saturated
-    std::int32_t total = 0;  // bytes expected, saturated; not above `size` while that is unknown
+    std::int64_t size = 0;   // bytes received; until it has finished at most what a record can say
+    std::int64_t total = 0;  // bytes expected, likewise; not above `size` while that is unknown
     bool arrived = false;    // all of it, wherever it is
     int attempts = 0;
     int failures = 0;  // of the attempts, reported so far

@@ -18,7 +18,9 @@ namespace assetfetch {
 namespace {
 
 const char* const kFooter =
-    "INPUT holds one URL a line; blank lines and lines that begin with # are skipped.\n"
+    "Without --assets the files go where the component's settings say, else to the folder\n"
+    "\"Quillmark Assets\" among the user's documents.\n"
+    "FILE holds one URL a line; blank lines and lines that begin with # are skipped.\n"
     "A failed transfer is tried again after three minutes, ten times in all.\n"
     "\n"
     "Exit status: 0 every file arrived, 1 one did not, 2 wrong usage, unreadable input or\n"
@@ -62,14 +64,14 @@ std::optional<Options> ParseOptions(int argc, char** argv) {
     std::string input;
     CLI::App app("Fetches each URL into a file of the assets folder.", "assetfetch");
     app.footer(kFooter);
-    app.add_option("URL", options.urls, "what to fetch (http, https, ftp, file)");
+    app.add_option("URL", options.urls, "what to fetch (http, https, ftp, file)")->option_text("...");
     app.add_option("--assets", options.assets, "the folder for the files; made when missing")
         ->type_name("DIR");
     app.add_option("--input", input, "more URLs from a file, or from standard input for -")
         ->type_name("FILE");
     app.add_flag("--no-retry", options.noRetry, "give a file up when it failed once");
-    auto* quiet = app.add_flag("--quiet", options.quiet, "write nothing but errors");
-    app.add_flag("--json", options.json, "write one JSON object per event")->excludes(quiet);
+    app.add_flag("--quiet", options.quiet, "write nothing but errors");
+    app.add_flag("--json", options.json, "write one JSON object per event");
     app.add_flag("--force", options.force, "one after the other, each at once and behind a progress dialog");
     app.add_option("--lang", options.language,
                    "language of the dialog, as a Windows number (1031 or 0x407: German)")
@@ -82,6 +84,7 @@ std::optional<Options> ParseOptions(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         throw UsageError(Printable(error.what()));
     }
+    if (options.quiet && options.json) throw UsageError("--quiet excludes --json");
     if (app.count("--assets") != 0 && options.assets.empty())
         throw UsageError("--assets: the folder has no name");
     if (options.urls.empty() && app.count("--input") == 0) throw UsageError("no URL given");

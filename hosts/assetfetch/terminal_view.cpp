@@ -75,7 +75,7 @@ std::string Bar(double part, int columns) {
 // name [====>    ]  45%   12.3 MB    1.2 MB/s    0:34, as much of it as fits.
 std::string JobLine(const Job& job, const Meter& meter, int columns) {
     const bool known = job.total > job.size && job.size >= 0;
-    const double part = known ? static_cast<double>(job.size) / job.total : 0;
+    const double part = known ? static_cast<double>(job.size) / static_cast<double>(job.total) : 0;
     std::string right = known ? Padded(std::to_string(static_cast<int>(part * 100)) + "%", 5) : "     ";
     if (columns >= 50) {
         right += Padded(SizeText(job.size), 10) + Padded(RateText(meter.Rate()), 12) +
@@ -113,7 +113,7 @@ class TerminalView final : public View {
         Write(Erasure());
         m_drawn.clear();
         PrintList(jobs);
-        std::printf("%s\n", TotalsLine().c_str());
+        std::printf("%s\n", SumsLine().c_str());
     }
 
   private:
@@ -168,11 +168,15 @@ class TerminalView final : public View {
         Write(frame + "\x1b[?25h");
     }
 
-    std::string TotalsLine() const {
-        std::string line =
-            std::to_string(m_totals.finished) + " of " + std::to_string(m_totals.jobs) + " files";
+    std::string SumsLine() const {
+        std::string line = std::to_string(m_totals.finished) + " of " + std::to_string(m_totals.jobs) +
+                           (m_totals.jobs == 1 ? " file" : " files");
         if (m_totals.failed != 0) line += ", " + std::to_string(m_totals.failed) + " failed";
-        line += "  " + SizeText(m_totals.received);
+        return line + "  " + SizeText(m_totals.received);
+    }
+
+    std::string TotalsLine() const {
+        std::string line = SumsLine();
         if (m_totals.Open() == 0) return line;
         if (m_totals.expected > m_totals.received) line += " of " + SizeText(m_totals.expected);
         return line + "  " + RateText(m_total.Rate()) + "  " +
