@@ -14,8 +14,7 @@
 
 #include "tsasync/com.h"
 
-// --- identifiers
-// ---------------------------------------------------------------------------------------------------
+// --- identifiers -------------------------------------------------------------------------------------------
 
 inline constexpr GUID LIBID_TSAsync{
     0xF48DE0A9, 0xA80A, 0x11D3, {0x93, 0xD8, 0x00, 0x50, 0x04, 0x33, 0x86, 0x4D}};
@@ -54,8 +53,7 @@ inline constexpr IID IID_CDLItem___v0{
 inline constexpr GUID GUID_TSDLStateEnum{
     0xF48DE0B8, 0xA80A, 0x11D3, {0x93, 0xD8, 0x00, 0x50, 0x04, 0x33, 0x86, 0x4D}};
 
-// --- the state of a job
-// --------------------------------------------------------------------------------------------
+// --- the state of a job ------------------------------------------------------------------------------------
 
 enum TSDLStateEnum : LONG {
     tsdStopped = 0,      // registered, not scheduled: never started, or cancelled
@@ -66,8 +64,7 @@ enum TSDLStateEnum : LONG {
     tsdBroken = 5,    // given up after failures
 };
 
-// --- dispatch identifiers
-// ------------------------------------------------------------------------------------------
+// --- dispatch identifiers ----------------------------------------------------------------------------------
 
 enum : DISPID {
     DISPID_CDLManager_AddURL = 0x60030005,
@@ -101,8 +98,7 @@ enum : DISPID {
     DISPID_CDLManager_TraceEvent = 2,
 };
 
-// --- the manager
-// ---------------------------------------------------------------------------------------------------
+// --- the manager -------------------------------------------------------------------------------------------
 
 // Registers URLs, steers their jobs and tells of them through its events. All managers of a thread share its
 // jobs.
@@ -164,17 +160,16 @@ using CDLManager___v1 = _CDLManager;
 // The manager's events, dispatch only: a host connects an IDispatch whose Invoke takes these dispatch
 // identifiers.
 //
-//   1  StateChanged(oI As CDLItem)                     a job was added, referenced again, started, made
-//   progress or
-//                                                      changed its state
-//   2  TraceEvent(logBuff As String, evType As Long)   declared, never raised
+//   1  StateChanged(oI As CDLItem)
+//      A job was added, referenced again, started, made progress or changed its state.
+//   2  TraceEvent(logBuff As String, evType As Long)
+//      Declared, never raised.
 //
 // They arrive on the manager's thread, to every connected sink. A sink that fails makes the operation that
 // raised the event fail with the sink's error.
 struct __CDLManager : IDispatch {};
 
-// --- the record of a job
-// -------------------------------------------------------------------------------------------
+// --- the record of a job -----------------------------------------------------------------------------------
 
 // Every value can be read and written and is stored as it is given. A record lives on for as long as a host
 // holds it.
@@ -220,8 +215,7 @@ struct _CDLItem : IDispatch {
 };
 using CDLItem___v0 = _CDLItem;
 
-// --- entry points
-// --------------------------------------------------------------------------------------------------
+// --- entry points ------------------------------------------------------------------------------------------
 
 extern "C" {
 // The class factory of CLSID_CDLManager; CLASS_E_CLASSNOTAVAILABLE for any other class.

@@ -25,8 +25,7 @@
 #define STDMETHODCALLTYPE
 #define OLESTR(text) u##text
 
-// --- plain types
-// ---------------------------------------------------------------------------------------------------
+// --- plain types -------------------------------------------------------------------------------------------
 
 using BYTE = std::uint8_t;
 using CHAR = char;
@@ -89,8 +88,7 @@ inline constexpr GUID GUID_NULL{};
 inline constexpr IID IID_NULL{};
 inline constexpr CLSID CLSID_NULL{};
 
-// --- results
-// -------------------------------------------------------------------------------------------------------
+// --- results -----------------------------------------------------------------------------------------------
 
 constexpr bool SUCCEEDED(HRESULT result) { return result >= 0; }
 constexpr bool FAILED(HRESULT result) { return result < 0; }
@@ -134,8 +132,7 @@ inline constexpr HRESULT SELFREG_E_TYPELIB = static_cast<HRESULT>(0x80040200u);
 inline constexpr HRESULT SELFREG_E_CLASS = static_cast<HRESULT>(0x80040201u);
 inline constexpr HRESULT RPC_E_CHANGED_MODE = static_cast<HRESULT>(0x80010106u);
 
-// --- variants
-// ------------------------------------------------------------------------------------------------------
+// --- variants ----------------------------------------------------------------------------------------------
 
 enum VARENUM : VARTYPE {
     VT_EMPTY = 0,
@@ -251,8 +248,7 @@ inline constexpr DISPID DISPID_PROPERTYPUT = -3;
 inline constexpr LCID LOCALE_NEUTRAL = 0;
 inline constexpr LCID LOCALE_USER_DEFAULT = 0x400;
 
-// --- interfaces
-// ----------------------------------------------------------------------------------------------------
+// --- interfaces --------------------------------------------------------------------------------------------
 
 inline constexpr IID IID_IUnknown{0x00000000, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 inline constexpr IID IID_IClassFactory{0x00000001, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
@@ -349,8 +345,7 @@ struct IEnumConnections : IUnknown {
     virtual HRESULT STDMETHODCALLTYPE Clone(IEnumConnections** ppEnum) = 0;
 };
 
-// --- functions of libtscom.so
-// --------------------------------------------------------------------------------------
+// --- functions of libtscom.so ------------------------------------------------------------------------------
 
 inline constexpr DWORD CLSCTX_INPROC_SERVER = 1;
 inline constexpr DWORD CLSCTX_ALL = 0x17;

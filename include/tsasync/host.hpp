@@ -16,8 +16,7 @@
 
 namespace tsasync::host {
 
-// --- text
-// ----------------------------------------------------------------------------------------------------------
+// --- text --------------------------------------------------------------------------------------------------
 
 // UTF-8 from UTF-16 and back. What is malformed becomes U+FFFD.
 inline std::string Utf8(std::u16string_view text) {
@@ -101,8 +100,7 @@ class Bstr {
     BSTR m_value = nullptr;
 };
 
-// --- objects
-// -------------------------------------------------------------------------------------------------------
+// --- objects -----------------------------------------------------------------------------------------------
 
 // A counted reference to an object.
 template <typename T>
@@ -138,8 +136,7 @@ class ComPtr {
     T* m_object = nullptr;
 };
 
-// --- errors
-// --------------------------------------------------------------------------------------------------------
+// --- errors ------------------------------------------------------------------------------------------------
 
 // A failed call. `what` is one line for a person: source, description and number.
 class Error : public std::runtime_error {
@@ -188,8 +185,7 @@ ComPtr<T> Query(IUnknown* object, REFIID iid) {
     return result;
 }
 
-// --- creating a manager
-// --------------------------------------------------------------------------------------------
+// --- creating a manager ------------------------------------------------------------------------------------
 
 using GetClassObject = decltype(&::DllGetClassObject);
 
@@ -216,8 +212,7 @@ inline ComPtr<_CDLManager> CreateManager(const OLECHAR* progId) {
     return CreateManager(classId);
 }
 
-// --- events
-// --------------------------------------------------------------------------------------------------------
+// --- events ------------------------------------------------------------------------------------------------
 
 // What a host hears of. An Error thrown by a handler makes the manager's operation fail with it; any other
 // exception makes it fail with E_FAIL.
