@@ -2,6 +2,7 @@
 #include "automation/Utf8.h"
 #include "files/CFileInfo.h"
 #include "files/CFileVersionInfo.h"
+#include "platform/linux/native_path.h"
 #include "platform/locale.h"
 #include "platform/shell_info.h"
 
@@ -123,17 +124,21 @@ std::string MessageOf(int error) { return std::generic_category().message(error)
 
 // Version information is nothing that a file without it lacks; but one that can't be read may have some.
 bool CheckReadable(const std::string& file) {
-    return access(file.c_str(), R_OK) == 0 || Fail(file, "can't be read: " + MessageOf(errno));
+    const tsasync::platform::NativePath native(file);
+    return access(native.c_str(), R_OK) == 0 || Fail(file, "can't be read: " + MessageOf(errno));
 }
 
 bool Describe(const std::string& file) {
     std::error_code error;
-    if (!std::filesystem::exists(std::filesystem::symlink_status(file, error))) {
+    const auto status = std::filesystem::symlink_status(file, error);
+    if (!std::filesystem::exists(status) && error != std::errc::filename_too_long) {
         return Fail(file, error ? error.message() : MessageOf(ENOENT));
     }
+    const std::u16string name = tsasync::FromUtf8(file);
+    if (tsasync::ToUtf8(name) != file) return Fail(file, "its name is not UTF-8");
     CFileInfo info;
-    info.SetFullPathName(tsasync::FromUtf8(file));
-    if (!info.FileExists()) return Fail(file, "its name is not UTF-8");
+    info.SetFullPathName(name);
+    if (!info.FileExists()) return Fail(file, error ? error.message() : MessageOf(ENOENT));
     PrintFile(info);
     CFileVersionInfo version;
     version.SetFullPathName(info.FullPathName());

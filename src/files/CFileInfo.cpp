@@ -35,6 +35,7 @@ bool IsNetworkRoot(std::u16string_view path) {
 std::u16string LongFolderPath(std::u16string_view path) {
     if (IsDriveRoot(path)) return UpperCase(path);
     if (path.ends_with(platform::kPathSeparator)) path.remove_suffix(1);
+    if (!platform::kPathsHaveDrives) return std::u16string(path);  // names have one form there
     if (IsNetworkRoot(path)) return std::u16string(path);
     const std::size_t separator = path.rfind(platform::kPathSeparator);
     if (separator == std::u16string_view::npos) return UpperCase(path);

@@ -59,7 +59,8 @@ class FileInfoTest(unittest.TestCase):
     def test_failures(self):
         sealed = shutil.copy(EXECUTABLES / "pe32", self.root / "sealed")
         os.chmod(sealed, 0)
-        (self.root / "plain").touch()
+        for name in ("plain", "bad\udcff", "bad\ufffd"):
+            (self.root / name).touch()
         other_user = {}
         if os.geteuid() == 0:
             # The other user needs a program that lies where others may go.
@@ -70,6 +71,8 @@ class FileInfoTest(unittest.TestCase):
             (["a\x1b[1mb"], {}, 1, "fileinfo: a?[1mb: No such file or directory\n", None),
             (["none", "plain"], {}, 1, "fileinfo: none: No such file or directory\n", "plain"),
             ([sealed], other_user, 1, f"fileinfo: {sealed}: can't be read: Permission denied\n", "sealed"),
+            (["bad\udcff"], {}, 1, "fileinfo: bad\ufffd: its name is not UTF-8\n", None),  # and not its neighbour
+            (["./" * 3000 + "plain"], {}, 0, "", "plain"),
             ([], {}, 2, "FILE is required", None),
             (["--bogus", sealed], {}, 2, "--bogus", None),
         ]:
