@@ -18,8 +18,8 @@ namespace assetfetch {
 namespace {
 
 const char* const kFooter =
-    "Without --assets the files go where the component's settings say, else to the folder\n"
-    "\"Quillmark Assets\" among the user's documents.\n"
+    "Without --assets the files go to the Location in the component's settings, else to the\n"
+    "folder \"Quillmark Assets\" among the user's documents.\n"
     "FILE holds one URL a line; blank lines and lines that begin with # are skipped.\n"
     "A failed transfer is tried again after three minutes, ten times in all.\n"
     "\n"

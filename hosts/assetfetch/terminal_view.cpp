@@ -113,7 +113,7 @@ class TerminalView final : public View {
         Write(Erasure());
         m_drawn.clear();
         PrintList(jobs);
-        std::printf("%s\n", SumsLine().c_str());
+        std::printf("%s  %s\n", Counts().c_str(), SizeText(m_totals.received).c_str());
     }
 
   private:
@@ -168,15 +168,18 @@ class TerminalView final : public View {
         Write(frame + "\x1b[?25h");
     }
 
-    std::string SumsLine() const {
+    std::string Counts() const {
         std::string line = std::to_string(m_totals.finished) + " of " + std::to_string(m_totals.jobs) +
                            (m_totals.jobs == 1 ? " file" : " files");
         if (m_totals.failed != 0) line += ", " + std::to_string(m_totals.failed) + " failed";
-        return line + "  " + SizeText(m_totals.received);
+        return line;
     }
 
     std::string TotalsLine() const {
-        std::string line = SumsLine();
+        std::string line = Counts();
+        const std::size_t waiting = m_totals.Open() - m_downloading.size() - m_starting.size();
+        if (waiting != 0) line += ", " + std::to_string(waiting) + " waiting";
+        line += "  " + SizeText(m_totals.received);
         if (m_totals.Open() == 0) return line;
         if (m_totals.expected > m_totals.received) line += " of " + SizeText(m_totals.expected);
         return line + "  " + RateText(m_total.Rate()) + "  " +

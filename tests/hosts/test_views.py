@@ -125,6 +125,12 @@ class ViewTest(HostTest):
         seen = self.read_until(master, seen, lambda text: False)
         self.assertEqual(process.wait(), 130)
 
+    def test_live_view_counts_what_waits(self):
+        process, master = self.start_on_terminal(80, f"{self.start_nginx('')}/none.jpg")
+        self.assertIn("0 of 1 file, 1 waiting", self.read_until(master, "", lambda text: "waiting" in text))
+        process.send_signal(signal.SIGINT)
+        self.assertEqual(process.wait(), 130)
+
     def test_live_view_ends_with_the_list(self):
         (self.site / "photo.jpg").write_bytes(b"x" * 2500)
         origin = self.start_nginx("")
