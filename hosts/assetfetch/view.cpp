@@ -14,25 +14,30 @@ namespace {
 
 class LineView final : public View {
   public:
-    explicit LineView(bool quiet) : m_quiet(quiet) {}
+    explicit LineView(const Options& options)
+        : m_quiet(options.quiet), m_shared(options.force && isatty(STDERR_FILENO) != 0) {}
 
     void Changed(const Job& job) override {
         if (m_quiet || job.outcome != Outcome::kFinished) return;
         std::printf("%s: %s\n", Printable(job.url).c_str(), SizeText(job.size).c_str());
     }
     void Tick() override { std::fflush(stdout); }
-    void Message(const std::string& line) override { PrintMessage(line); }
+    void Message(const std::string& line) override {
+        if (m_shared) std::fputs("\r\x1b[K", stderr);
+        PrintMessage(line);
+    }
     void End(const std::deque<Job>& jobs) override {
         if (!m_quiet) PrintList(jobs);
     }
 
   private:
     bool m_quiet;
+    bool m_shared;  // the terminal, with the line in which the component may show a forced download
 };
 
 }  // namespace
 
-std::unique_ptr<View> MakeLineView(bool quiet) { return std::make_unique<LineView>(quiet); }
+std::unique_ptr<View> MakeLineView(const Options& options) { return std::make_unique<LineView>(options); }
 
 std::unique_ptr<View> MakeView(const Options& options, const Totals& totals) {
     if (options.json) return MakeJsonView(totals);
@@ -40,7 +45,7 @@ std::unique_ptr<View> MakeView(const Options& options, const Totals& totals) {
     const bool can_redraw = terminal != nullptr && std::string_view(terminal) != "dumb";
     // A forced download shows itself.
     const bool live = !options.quiet && !options.force && can_redraw && isatty(STDOUT_FILENO) != 0;
-    return live ? MakeTerminalView(totals) : MakeLineView(options.quiet);
+    return live ? MakeTerminalView(totals) : MakeLineView(options);
 }
 
 void PrintMessage(const std::string& line) { std::fprintf(stderr, "assetfetch: %s\n", line.c_str()); }

@@ -26,8 +26,8 @@ class View {
 // The one for these options and for what standard output is. `totals` must outlive it.
 std::unique_ptr<View> MakeView(const Options& options, const Totals& totals);
 
-// One line per finished job; nothing at all with `quiet`.
-std::unique_ptr<View> MakeLineView(bool quiet);
+// One line per finished job; nothing at all when `options` want it quiet.
+std::unique_ptr<View> MakeLineView(const Options& options);
 // One JSON object per event, then one for the end.
 std::unique_ptr<View> MakeJsonView(const Totals& totals);
 // One live line per running job and one of totals.

@@ -131,6 +131,14 @@ class ViewTest(HostTest):
         process.send_signal(signal.SIGINT)
         self.assertEqual(process.wait(), 130)
 
+    def test_messages_take_the_place_of_a_forced_downloads_line(self):
+        origin = self.start_nginx("")
+        self.environment["QMASYN10_UI"] = "terminal"
+        process, master = self.start_on_terminal(80, "--force", "--no-retry", f"{origin}/none.jpg")
+        seen = self.read_until(master, "", lambda text: False)
+        self.assertEqual(process.wait(), 1)
+        self.assertIn("\r\x1b[Kassetfetch: ", seen)
+
     def test_live_view_ends_with_the_list(self):
         (self.site / "photo.jpg").write_bytes(b"x" * 2500)
         origin = self.start_nginx("")
