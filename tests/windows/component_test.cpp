@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 #include <windows.h>
+// after windows.h, whose types it uses
+#include <commctrl.h>
 
 #include <cstdlib>
 #include <fstream>
@@ -411,6 +413,9 @@ VOID CALLBACK PressCancel(HWND, UINT, UINT_PTR timer, DWORD) {
     GetWindowTextW(cancel, caption, 64);
     g_caption = caption;
     SavePicture(dialog, g_picture);
+    const HWND animation = FindWindowExW(dialog, nullptr, ANIMATE_CLASSW, nullptr);
+    EXPECT_EQ(SendMessageW(dialog, WM_CTLCOLORSTATIC, 0, reinterpret_cast<LPARAM>(animation)),
+              reinterpret_cast<LRESULT>(GetSysColorBrush(COLOR_MENU)));
     RECT area{};
     GetWindowRect(cancel, &area);
     SetCursorPos((area.left + area.right) / 2, (area.top + area.bottom) / 2);

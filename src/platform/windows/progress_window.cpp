@@ -99,7 +99,7 @@ class Win32ProgressWindow final : public ProgressWindow {
 
   private:
     static LRESULT CALLBACK OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
-    std::optional<LRESULT> Handle(UINT message, WPARAM wParam);
+    std::optional<LRESULT> Handle(UINT message, WPARAM wParam, LPARAM lParam);
     void LeaveScreen();
     void MakeControls();
     HWND Control(ProgressControl control) const { return m_controls.at(static_cast<std::size_t>(control)); }
@@ -177,13 +177,16 @@ void Win32ProgressWindow::MakeControls() {
 LRESULT CALLBACK Win32ProgressWindow::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
     auto* const self = reinterpret_cast<Win32ProgressWindow*>(GetWindowLongPtrW(window, GWLP_USERDATA));
     const std::optional<LRESULT> answer =
-        self != nullptr ? self->Handle(message, wParam) : std::optional<LRESULT>();
+        self != nullptr ? self->Handle(message, wParam, lParam) : std::optional<LRESULT>();
     return answer ? *answer : DefWindowProcW(window, message, wParam, lParam);
 }
 
 // Cancel has the focus whenever the dialog has, and is what Enter presses.
-std::optional<LRESULT> Win32ProgressWindow::Handle(UINT message, WPARAM wParam) {
+std::optional<LRESULT> Win32ProgressWindow::Handle(UINT message, WPARAM wParam, LPARAM lParam) {
     switch (message) {
+        case WM_CTLCOLORSTATIC:  // the clip's background
+            if (reinterpret_cast<HWND>(lParam) != Control(ProgressControl::Animation)) return std::nullopt;
+            return reinterpret_cast<LRESULT>(GetSysColorBrush(COLOR_MENU));
         case WM_COMMAND:
             if (LOWORD(wParam) != IDCANCEL) return std::nullopt;
             Tell([this] { m_events.CancelPressed(); });
