@@ -36,7 +36,7 @@ HANDLE CreateFileIn(const std::u16string& folder, std::u16string& path) {
 }  // namespace
 
 std::u16string DownloadFolder(std::u16string_view goal) {
-    const std::u16string temporary = TemporaryFolder();
+    std::u16string temporary = TemporaryFolder();
     const std::u16string folder(goal.substr(0, goal.find_last_not_of(u'\\') + 1));
     const auto end = folder.rfind(u'\\');
     if (end == folder.npos || VolumeOf(folder) == VolumeOf(temporary)) return temporary;

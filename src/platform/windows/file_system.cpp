@@ -27,7 +27,8 @@ double AutomationDate(const FILETIME& universal) {
                                                  local.dwLowDateTime);
     if (ticks == 0) return 0;
     const std::int64_t seconds = ticks / kTicksPerSecond;
-    const auto day = static_cast<double>(seconds / kSecondsPerDay + kFirstFileTime);
+    const std::int64_t days = seconds / kSecondsPerDay;
+    const auto day = static_cast<double>(days + kFirstFileTime);
     const double fraction =
         static_cast<double>(seconds % kSecondsPerDay) / static_cast<double>(kSecondsPerDay);
     return day < 0 ? day - fraction : day + fraction;
