@@ -53,7 +53,7 @@ class DispatchObject : public Interface, public ISupportErrorInfo {
         if (description == nullptr) return E_POINTER;
         *description = nullptr;
         const HRESULT read = Guarded(IID_NULL, [&] {
-            if (index == 0) *description = InterfaceDescription(m_identifiers.front());
+            if (index == 0) *description = TypeDescription(m_identifiers.front());
         });
         if (FAILED(read)) return read;
         return *description != nullptr ? S_OK : DISP_E_BADINDEX;

@@ -144,7 +144,11 @@ HRESULT ManagerObject::put_LangID(LONG value) {
 }
 
 void* ManagerObject::FindOther(REFIID riid) {
-    return riid == IID_IConnectionPointContainer ? static_cast<IConnectionPointContainer*>(this) : nullptr;
+    if (riid == IID_IConnectionPointContainer) return static_cast<IConnectionPointContainer*>(this);
+    UINT descriptions = 0;
+    GetTypeInfoCount(&descriptions);
+    const bool described = riid == IID_IProvideClassInfo && descriptions > 0;
+    return described ? static_cast<IProvideClassInfo*>(this) : nullptr;
 }
 
 HRESULT ManagerObject::EnumConnectionPoints(IEnumConnectionPoints** points) {
@@ -163,6 +167,13 @@ HRESULT ManagerObject::FindConnectionPoint(REFIID riid, IConnectionPoint** point
     if (!known) return CONNECT_E_NOCONNECTION;
     AddRef();
     return S_OK;
+}
+
+HRESULT ManagerObject::GetClassInfo(ITypeInfo** description) {
+    if (description == nullptr) return E_POINTER;
+    *description = nullptr;
+    const HRESULT read = Guarded(IID_NULL, [&] { *description = TypeDescription(CLSID_CDLManager); });
+    return SUCCEEDED(read) && *description == nullptr ? E_FAIL : read;
 }
 
 void ManagerObject::StateChanged(const std::shared_ptr<CDLItem>& oI) {

@@ -14,8 +14,12 @@ namespace tsasync::com {
 const MemberTable& ManagerMembers();
 
 // The public object of a download manager. Dropping the last reference terminates the manager, also from
-// inside an event: the operation that raised it then ends on what is left.
-class ManagerObject final : public DispatchObject<_CDLManager>, IConnectionPointContainer, IManagerEvents {
+// inside an event: the operation that raised it then ends on what is left. Script hosts learn from its
+// class's description, where there is a type library, which events they can connect.
+class ManagerObject final : public DispatchObject<_CDLManager>,
+                            IConnectionPointContainer,
+                            IProvideClassInfo,
+                            IManagerEvents {
   public:
     // With one reference, the caller's. Throws AutomationError when the manager can't be created.
     ManagerObject();
@@ -50,6 +54,8 @@ class ManagerObject final : public DispatchObject<_CDLManager>, IConnectionPoint
 
     HRESULT STDMETHODCALLTYPE EnumConnectionPoints(IEnumConnectionPoints** points) override;
     HRESULT STDMETHODCALLTYPE FindConnectionPoint(REFIID riid, IConnectionPoint** point) override;
+
+    HRESULT STDMETHODCALLTYPE GetClassInfo(ITypeInfo** description) override;
 
     void StateChanged(const std::shared_ptr<CDLItem>& oI) override;
 

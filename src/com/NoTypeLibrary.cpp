@@ -9,6 +9,6 @@ bool RegisterTypeLibrary() { return true; }
 
 bool UnregisterTypeLibrary() { return true; }
 
-ITypeInfo* InterfaceDescription(REFGUID) { return nullptr; }
+ITypeInfo* TypeDescription(REFGUID) { return nullptr; }
 
 }  // namespace tsasync::com

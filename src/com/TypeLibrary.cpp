@@ -50,7 +50,7 @@ bool UnregisterTypeLibrary() {
                                        kLibraryLocale, kLibrarySystem));
 }
 
-ITypeInfo* InterfaceDescription(REFGUID id) {
+ITypeInfo* TypeDescription(REFGUID id) {
     const Library library = LoadOwn();
     ITypeInfo* description = nullptr;
     if (library.Get() == nullptr || FAILED(library->GetTypeInfoOfGuid(id, &description))) return nullptr;

@@ -12,7 +12,7 @@ bool HasTypeLibrary();
 bool RegisterTypeLibrary();
 bool UnregisterTypeLibrary();
 
-// The description of the interface `id`, counted for the caller; null when there is none.
-ITypeInfo* InterfaceDescription(REFGUID id);
+// The description of the interface or class `id`, counted for the caller; null when there is none.
+ITypeInfo* TypeDescription(REFGUID id);
 
 }  // namespace tsasync::com

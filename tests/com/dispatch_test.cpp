@@ -215,6 +215,9 @@ TEST_F(Dispatch, DescribesTheInterfaceOnce) {
         EXPECT_EQ(Late().GetTypeInfo(index, 0, &description), index < count ? S_OK : DISP_E_BADINDEX);
         EXPECT_EQ(description != nullptr, index < count);
     }
+    host::ComPtr<IProvideClassInfo> described;
+    EXPECT_EQ(Late().QueryInterface(IID_IProvideClassInfo, described.PutVoid()),
+              count > 0 ? S_OK : E_NOINTERFACE);
 }
 
 }  // namespace

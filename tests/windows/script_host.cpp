@@ -52,37 +52,18 @@ DISPID IdOf(IDispatch& object, const std::wstring& name) {
     return id;
 }
 
-// The description of the events that the object's class raises, as its type library tells.
+// The description of the events that the object's class raises first.
 ComPtr<ITypeInfo> EventsOf(IDispatch& object) {
-    ComPtr<ITypeInfo> own;
-    ComPtr<ITypeLib> library;
-    UINT index = 0;
-    Check(object.GetTypeInfo(0, LOCALE_USER_DEFAULT, own.Put()));
-    Check(own->GetContainingTypeLib(library.Put(), &index));
-    const auto idOf = [](ITypeInfo& type) {
-        TYPEATTR* attributes = nullptr;
-        Check(type.GetTypeAttr(&attributes));
-        const GUID id = attributes->guid;
-        type.ReleaseTypeAttr(attributes);
-        return id;
-    };
-    for (UINT i = 0; i < library->GetTypeInfoCount(); ++i) {
-        TYPEKIND kind{};
-        ComPtr<ITypeInfo> type;
-        if (library->GetTypeInfoType(i, &kind) != S_OK || kind != TKIND_COCLASS) continue;
-        Check(library->GetTypeInfo(i, type.Put()));
-        bool isItsClass = false;
+    ComPtr<ITypeInfo> type;
+    Check(Query<IProvideClassInfo>(&object, IID_IProvideClassInfo)->GetClassInfo(type.Put()));
+    INT flags = 0;
+    for (UINT n = 0; type->GetImplTypeFlags(n, &flags) == S_OK; ++n) {
+        if (flags != (IMPLTYPEFLAG_FDEFAULT | IMPLTYPEFLAG_FSOURCE)) continue;
+        HREFTYPE reference = 0;
         ComPtr<ITypeInfo> events;
-        INT flags = 0;
-        for (UINT n = 0; type->GetImplTypeFlags(n, &flags) == S_OK; ++n) {
-            HREFTYPE reference = 0;
-            ComPtr<ITypeInfo> implemented;
-            Check(type->GetRefTypeOfImplType(n, &reference));
-            Check(type->GetRefTypeInfo(reference, implemented.Put()));
-            if ((flags & IMPLTYPEFLAG_FSOURCE) != 0) events = implemented;
-            if (flags == IMPLTYPEFLAG_FDEFAULT) isItsClass = idOf(*implemented.Get()) == idOf(*own.Get());
-        }
-        if (isItsClass && events) return events;
+        Check(type->GetRefTypeOfImplType(n, &reference));
+        Check(type->GetRefTypeInfo(reference, events.Put()));
+        return events;
     }
     return {};
 }
