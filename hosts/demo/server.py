@@ -52,7 +52,7 @@ ASSETS = {
     "/sounds/bell.wav": ("audio/x-wav", sound),
     "/texts/read%20me.txt": ("text/plain; charset=utf-8", text),
 }
-BLOB = "/blobs/archive.bin"
+BLOB = "/blobs/samples.dat"
 REDIRECTION = ("/latest", "/pictures/gradient.png?version=2")
 
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-// The user's locale.
+// The user's locale. On Linux that of the process, or of the environment where the process has set none.
 namespace tsasync::platform {
 
 // The Windows language identifier of the user's default language (1031 German (Germany) …); 0 when unknown.

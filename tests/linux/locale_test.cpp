@@ -1,9 +1,13 @@
 #include "platform/locale.h"
 
 #include "automation/Utf8.h"
+#include "tests/linux/scratch.h"
 
 #include <glib.h>
 #include <gtest/gtest.h>
+
+#include <clocale>
+#include <cstdlib>
 
 namespace tsasync::platform {
 namespace {
@@ -47,6 +51,19 @@ TEST_F(Locale, NumbersTheUsersLanguage) {
         Set(c.all, c.messages, c.lang);
         EXPECT_EQ(UserDefaultLanguage(), c.language) << (c.all != nullptr ? c.all : "");
     }
+}
+
+TEST_F(Locale, IsTheOneThatTheHostHasSet) {
+    const linuxtest::ScratchFolder locales;
+    const std::string command = "localedef -i de_AT -f UTF-8 " + (locales / "de_AT.UTF-8");
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    Set(nullptr, nullptr, "fr_FR.UTF-8");
+    g_setenv("LOCPATH", locales.Path().c_str(), TRUE);
+    ASSERT_NE(std::setlocale(LC_MESSAGES, "de_AT.UTF-8"), nullptr);
+    EXPECT_EQ(UserDefaultLanguage(), 3079);
+    EXPECT_EQ(DecimalSeparator(), u",");  // of the environment: another category
+    std::setlocale(LC_MESSAGES, "C");
+    EXPECT_EQ(UserDefaultLanguage(), 1036);
 }
 
 TEST_F(Locale, FormatsNumbers) {

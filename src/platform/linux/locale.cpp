@@ -1,6 +1,8 @@
 #include "platform/locale.h"
 
 #include <glib.h>
+#include <langinfo.h>
+#include <locale.h>
 #include <unicode/calendar.h>
 #include <unicode/datefmt.h>
 #include <unicode/dcfmtsym.h>
@@ -27,23 +29,39 @@ std::u16string Text(const icu::UnicodeString& text) {
     return {text.getBuffer(), static_cast<std::size_t>(text.length())};
 }
 
-// The locale that the environment names for `category` ("LC_TIME" …); bogus for none, "C" and "POSIX".
-icu::Locale Named(const char* category) {
-    icu::Locale unknown;
-    unknown.setToBogus();
-    for (const char* variable : {"LC_ALL", category, "LANG"}) {
-        const char* const value = g_getenv(variable);
-        if (value == nullptr || *value == '\0') continue;
-        const std::string_view name = std::string_view(value).substr(0, std::string_view(value).find('.'));
-        if (name == "C" || name == "POSIX") return unknown;
-        const icu::Locale locale = icu::Locale::createCanonical(value);
-        return *locale.getLanguage() == '\0' ? unknown : locale;
+// The locale of a value like "de_AT.UTF-8"; bogus for "C" and "POSIX".
+icu::Locale Parse(const char* value) {
+    icu::Locale locale;
+    const std::string_view name = std::string_view(value).substr(0, std::string_view(value).find('.'));
+    if (name != "C" && name != "POSIX") locale = icu::Locale::createCanonical(value);
+    if (name == "C" || name == "POSIX" || *locale.getLanguage() == '\0') locale.setToBogus();
+    return locale;
+}
+
+struct Category {
+    nl_item name;          // what tells how its locale is called
+    const char* variable;  // of the environment
+};
+constexpr Category kMessages{_NL_LOCALE_NAME(LC_MESSAGES), "LC_MESSAGES"};
+constexpr Category kNumeric{_NL_LOCALE_NAME(LC_NUMERIC), "LC_NUMERIC"};
+constexpr Category kTime{_NL_LOCALE_NAME(LC_TIME), "LC_TIME"};
+
+// The locale that the process has set, else, since many hosts set none, that of the environment; bogus for
+// none.
+icu::Locale Named(const Category& category) {
+    // A copy of its own can't change while it is read.
+    const locale_t now = duplocale(uselocale(nullptr));
+    icu::Locale locale = Parse(nl_langinfo_l(category.name, now));
+    freelocale(now);
+    for (const char* variable : {"LC_ALL", category.variable, "LANG"}) {
+        const char* const value = locale.isBogus() ? g_getenv(variable) : nullptr;
+        if (value != nullptr && *value != '\0') return Parse(value);
     }
-    return unknown;
+    return locale;
 }
 
 // English (United States) where none is named: formats are always those of some locale.
-icu::Locale FormatLocale(const char* category) {
+icu::Locale FormatLocale(const Category& category) {
     const icu::Locale locale = Named(category);
     return locale.isBogus() ? icu::Locale::getUS() : locale;
 }
@@ -70,7 +88,7 @@ std::u16string Format(std::unique_ptr<icu::DateFormat> format, double date) {
 }  // namespace
 
 std::int32_t UserDefaultLanguage() {
-    icu::Locale locale = Named("LC_MESSAGES");
+    icu::Locale locale = Named(kMessages);
     if (locale.isBogus()) return 0;
     if (*locale.getCountry() == '\0') {  // "de" alone: where most of its speakers live
         UErrorCode status = U_ZERO_ERROR;
@@ -83,7 +101,7 @@ std::int32_t UserDefaultLanguage() {
 
 std::u16string FormatNumber(double value, int decimals, bool grouped) {
     UErrorCode status = U_ZERO_ERROR;
-    const auto text = icu::number::NumberFormatter::withLocale(FormatLocale("LC_NUMERIC"))
+    const auto text = icu::number::NumberFormatter::withLocale(FormatLocale(kNumeric))
                           .precision(icu::number::Precision::fixedFraction(decimals))
                           .roundingMode(UNUM_ROUND_HALFEVEN)
                           .grouping(grouped ? UNUM_GROUPING_ON_ALIGNED : UNUM_GROUPING_OFF)
@@ -94,19 +112,19 @@ std::u16string FormatNumber(double value, int decimals, bool grouped) {
 
 std::u16string DecimalSeparator() {
     UErrorCode status = U_ZERO_ERROR;
-    const icu::DecimalFormatSymbols symbols(FormatLocale("LC_NUMERIC"), status);
+    const icu::DecimalFormatSymbols symbols(FormatLocale(kNumeric), status);
     return Text(symbols.getConstSymbol(icu::DecimalFormatSymbols::kDecimalSeparatorSymbol));
 }
 
 std::u16string FormatLongDate(double date) {
     return Format(std::unique_ptr<icu::DateFormat>(
-                      icu::DateFormat::createDateInstance(icu::DateFormat::kFull, FormatLocale("LC_TIME"))),
+                      icu::DateFormat::createDateInstance(icu::DateFormat::kFull, FormatLocale(kTime))),
                   date);
 }
 
 std::u16string FormatLongTime(double date) {
     return Format(std::unique_ptr<icu::DateFormat>(
-                      icu::DateFormat::createTimeInstance(icu::DateFormat::kMedium, FormatLocale("LC_TIME"))),
+                      icu::DateFormat::createTimeInstance(icu::DateFormat::kMedium, FormatLocale(kTime))),
                   date);
 }
 
@@ -116,7 +134,7 @@ std::u16string LanguageName(std::uint16_t language) {
     uloc_getLocaleForLCID(language, name.data(), static_cast<std::int32_t>(name.size() - 1), &status);
     if (language == 0 || U_FAILURE(status) || name[0] == '\0') return {};
     icu::UnicodeString text;
-    icu::Locale(name.data()).getDisplayName(FormatLocale("LC_MESSAGES"), text);
+    icu::Locale(name.data()).getDisplayName(FormatLocale(kMessages), text);
     return Text(text);
 }
 
