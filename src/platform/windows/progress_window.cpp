@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <exception>
 #include <utility>
+#include <vector>
 
 namespace tsasync::platform {
 
@@ -100,6 +101,7 @@ class Win32ProgressWindow final : public ProgressWindow {
   private:
     static LRESULT CALLBACK OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
     std::optional<LRESULT> Handle(UINT message, WPARAM wParam, LPARAM lParam);
+    static BOOL CALLBACK Disable(HWND window, LPARAM self);
     void LeaveScreen();
     void MakeControls();
     HWND Control(ProgressControl control) const { return m_controls.at(static_cast<std::size_t>(control)); }
@@ -118,7 +120,7 @@ class Win32ProgressWindow final : public ProgressWindow {
     HWND m_tooltip = nullptr;
     std::array<HWND, kProgressLayout.size()> m_controls{};
     int m_clientWidth = 0;
-    HWND m_disabledOwner = nullptr;  // while the dialog is shown
+    std::vector<HWND> m_disabled;  // the thread's other windows, while the dialog is shown
     bool m_unloaded = false;
 };
 
@@ -351,8 +353,7 @@ void Win32ProgressWindow::CentreOnScreen() {
 
 void Win32ProgressWindow::ShowModal() {
     if (m_unloaded) return;
-    const HWND owner = GetWindow(m_window, GW_OWNER);
-    if (owner != nullptr && EnableWindow(owner, FALSE) == FALSE) m_disabledOwner = owner;
+    EnumThreadWindows(GetCurrentThreadId(), &Disable, reinterpret_cast<LPARAM>(this));
     CentreOnScreen();
     ShowWindow(m_window, SW_SHOW);
     SetFocus(Control(ProgressControl::Cancel));
@@ -368,9 +369,17 @@ void Win32ProgressWindow::ShowModal() {
     LeaveScreen();
 }
 
-// The owner is enabled before the dialog goes, so that it becomes active.
+BOOL CALLBACK Win32ProgressWindow::Disable(HWND window, LPARAM self) {
+    auto* const dialog = reinterpret_cast<Win32ProgressWindow*>(self);
+    const bool isOwn = window == dialog->m_window || window == dialog->m_tooltip;
+    if (!isOwn && IsWindowVisible(window) != FALSE && EnableWindow(window, FALSE) == FALSE)
+        dialog->m_disabled.push_back(window);
+    return TRUE;
+}
+
+// The others are enabled before the dialog goes, so that its owner becomes active.
 void Win32ProgressWindow::LeaveScreen() {
-    if (m_disabledOwner != nullptr) EnableWindow(std::exchange(m_disabledOwner, nullptr), TRUE);
+    for (const HWND window : std::exchange(m_disabled, {})) EnableWindow(window, TRUE);
     ShowWindow(m_window, SW_HIDE);
 }
 

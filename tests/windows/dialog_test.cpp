@@ -1,0 +1,153 @@
+// The dialog of the registered component, as its user meets it. TSASYNC_SCREENSHOTS is a folder for pictures
+// of it.
+#include "tests/windows/component.h"
+
+// after windows.h, whose types it uses
+#include <commctrl.h>
+
+#include <fstream>
+#include <string>
+
+namespace tsasync::windowstest {
+namespace {
+
+HWND Dialog() { return FindWindowW(L"QMASYN10.Progress", nullptr); }
+
+// The window as it stands on the screen, as a file of 24 bits per pixel, each row filled up to whole words.
+void SavePicture(HWND window, const std::wstring& path) {
+    RECT area{};
+    GetWindowRect(window, &area);
+    const LONG width = area.right - area.left;
+    const LONG height = area.bottom - area.top;
+    const HDC screen = GetDC(nullptr);
+    const HDC memory = CreateCompatibleDC(screen);
+    BITMAPINFO info{};
+    info.bmiHeader = {sizeof info.bmiHeader, width, -height, 1, 24, BI_RGB, 0, 0, 0, 0, 0};
+    void* pixels = nullptr;
+    const HBITMAP bitmap = CreateDIBSection(screen, &info, DIB_RGB_COLORS, &pixels, nullptr, 0);
+    SelectObject(memory, bitmap);
+    BitBlt(memory, 0, 0, width, height, screen, area.left, area.top, SRCCOPY);
+    const auto size = static_cast<DWORD>((width * 3 + 3) / 4 * 4 * height);
+    BITMAPFILEHEADER header{};
+    header.bfType = 0x4D42;
+    header.bfOffBits = sizeof header + sizeof info.bmiHeader;
+    header.bfSize = header.bfOffBits + size;
+    std::ofstream file(std::string(path.begin(), path.end()), std::ios::binary);
+    file.write(reinterpret_cast<const char*>(&header), sizeof header);
+    file.write(reinterpret_cast<const char*>(&info.bmiHeader), sizeof info.bmiHeader);
+    file.write(static_cast<const char*>(pixels), size);
+    DeleteDC(memory);
+    DeleteObject(bitmap);
+    ReleaseDC(nullptr, screen);
+}
+
+std::wstring g_picture;
+std::wstring g_caption;
+
+// Runs inside the dialog's own message loop: takes its picture and presses Cancel with the mouse.
+VOID CALLBACK PressCancel(HWND, UINT, UINT_PTR timer, DWORD) {
+    const HWND dialog = Dialog();
+    if (dialog == nullptr || IsWindowVisible(dialog) == FALSE) return;
+    KillTimer(nullptr, timer);
+    const HWND cancel = GetDlgItem(dialog, IDCANCEL);
+    wchar_t caption[64]{};
+    GetWindowTextW(cancel, caption, 64);
+    g_caption = caption;
+    SavePicture(dialog, g_picture);
+    const HWND animation = FindWindowExW(dialog, nullptr, ANIMATE_CLASSW, nullptr);
+    EXPECT_EQ(SendMessageW(dialog, WM_CTLCOLORSTATIC, 0, reinterpret_cast<LPARAM>(animation)),
+              reinterpret_cast<LRESULT>(GetSysColorBrush(COLOR_MENU)));
+    RECT area{};
+    GetWindowRect(cancel, &area);
+    SetCursorPos((area.left + area.right) / 2, (area.top + area.bottom) / 2);
+    INPUT clicks[2]{};
+    clicks[0].type = INPUT_MOUSE;
+    clicks[0].mi.dwFlags = MOUSEEVENTF_LEFTDOWN;
+    clicks[1].type = INPUT_MOUSE;
+    clicks[1].mi.dwFlags = MOUSEEVENTF_LEFTUP;
+    SendInput(2, clicks, sizeof clicks[0]);
+}
+
+struct Language {
+    LONG id;
+    const wchar_t* cancel;
+};
+
+class ComponentDialog : public Component, public testing::WithParamInterface<Language> {};
+
+TEST_P(ComponentDialog, EndsAForcedDownloadWhenCancelIsPressed) {
+    ASSERT_EQ(manager->put_LangID(GetParam().id), S_OK);
+    g_picture = Environment(L"TSASYNC_SCREENSHOTS") + L"\\dialog-" + std::to_wstring(GetParam().id) + L".bmp";
+    SetTimer(nullptr, 0, 2500, &PressCancel);
+    const std::wstring handle =
+        Add(Url((L"/slow-" + std::to_wstring(GetParam().id) + L"/photo.jpg").c_str()), true);
+    EXPECT_EQ(handle, L"");
+    EXPECT_EQ(g_caption, GetParam().cancel);
+    SHORT active = -1;
+    manager->get_ActiveJobs(&active);
+    EXPECT_EQ(active, 0);
+    EXPECT_EQ(Dialog(), nullptr);
+}
+
+INSTANTIATE_TEST_SUITE_P(Languages, ComponentDialog,
+                         testing::Values(Language{1033, L"Cancel"}, Language{1031, L"Abbrechen"},
+                                         Language{1034, L"Cancelar"}, Language{1036, L"Annuler"},
+                                         Language{1040, L"Annulla"}, Language{1043, L"Annuleren"}));
+
+HWND g_host = nullptr;
+
+VOID CALLBACK LookAtHostAndClose(HWND, UINT, UINT_PTR timer, DWORD) {
+    const HWND dialog = Dialog();
+    if (dialog == nullptr || IsWindowVisible(dialog) == FALSE) return;
+    KillTimer(nullptr, timer);
+    EXPECT_EQ(IsWindowEnabled(g_host), FALSE);
+    PostMessageW(dialog, WM_SYSCOMMAND, SC_CLOSE, 0);
+}
+
+// The dialog is modal for all windows of its thread, though none is active when it comes.
+TEST_F(Component, ShowsItsDialogModally) {
+    g_host = CreateWindowExW(0, L"STATIC", L"host", WS_OVERLAPPEDWINDOW, 0, 0, 100, 100, nullptr, nullptr,
+                             nullptr, nullptr);
+    ShowWindow(g_host, SW_SHOWNOACTIVATE);
+    SetTimer(nullptr, 0, 100, &LookAtHostAndClose);
+    EXPECT_EQ(Add(Url(L"/slow-modal"), true), L"");
+    EXPECT_NE(IsWindowEnabled(g_host), FALSE);
+    DestroyWindow(g_host);
+}
+
+// What ends the dialog beside the mouse: a key, or the close command (0).
+WORD g_key = 0;
+
+VOID CALLBACK PressKeyOrClose(HWND, UINT, UINT_PTR timer, DWORD) {
+    const HWND dialog = Dialog();
+    if (dialog == nullptr || IsWindowVisible(dialog) == FALSE) return;
+    KillTimer(nullptr, timer);
+    if (g_key == 0) {
+        PostMessageW(dialog, WM_SYSCOMMAND, SC_CLOSE, 0);
+        return;
+    }
+    SetFocus(dialog);  // which passes it on to Cancel
+    EXPECT_EQ(GetFocus(), GetDlgItem(dialog, IDCANCEL));
+    INPUT keys[2]{};
+    keys[0].type = keys[1].type = INPUT_KEYBOARD;
+    keys[0].ki.wVk = keys[1].ki.wVk = g_key;
+    keys[1].ki.dwFlags = KEYEVENTF_KEYUP;
+    SendInput(2, keys, sizeof keys[0]);
+}
+
+class ComponentKeys : public Component, public testing::WithParamInterface<WORD> {};
+
+TEST_P(ComponentKeys, EndAForcedDownload) {
+    g_key = GetParam();
+    SetTimer(nullptr, 0, 500, &PressKeyOrClose);
+    EXPECT_EQ(Add(Url((L"/slow-key-" + std::to_wstring(g_key)).c_str()), true), L"");
+    SHORT active = -1;
+    manager->get_ActiveJobs(&active);
+    EXPECT_EQ(active, 0);
+    EXPECT_EQ(Dialog(), nullptr);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, ComponentKeys, testing::Values(WORD{VK_ESCAPE}, WORD{VK_RETURN}, WORD{0}));
+
+}  // namespace
+}  // namespace tsasync::windowstest
