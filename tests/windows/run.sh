@@ -76,6 +76,8 @@ start_helpers() {
     export DISPLAY
     export TSASYNC_URL=http://127.0.0.1:$port
     wineboot -i >/dev/null 2>&1
+    # No window manager runs here; Wine would wait two seconds for its answer whenever a window goes.
+    run reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /d N >/dev/null 2>&1
     # Wine's database of content types is empty; these are the two that the tests ask the system for.
     add_content_type text/markdown .md
     add_content_type application/acrobat .pdf
