@@ -18,7 +18,8 @@ std::u16string SpecialFolder(std::int32_t number) {
     CoTaskMemFree(list);
     if (!found) return {};
     std::u16string text = FromWide(path.data());
-    if (text.ends_with(u'\\')) text.pop_back();  // a root has one, and Wine adds one
+    // Wine adds one; that of a root ("D:\\") stays, since "D:" is another folder.
+    if (text.ends_with(u'\\') && !text.ends_with(u":\\")) text.pop_back();
     return text;
 }
 
