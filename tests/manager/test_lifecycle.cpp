@@ -12,9 +12,7 @@ using Lifecycle = ManagerTest;
 
 TEST_F(Lifecycle, AssetsFolderComesFromTheSettingsOrTheDocuments) {
     const struct {
-        std::u16string_view stored;
-        std::u16string_view documents;
-        std::u16string_view expected;
+        std::u16string_view stored, documents, expected;
     } cases[] = {
         {u"", u"C:\\Users\\me\\Documents", u"C:\\Users\\me\\Documents\\Quillmark Assets"},
         {u"", u"", u"\\Quillmark Assets"},
@@ -61,19 +59,6 @@ TEST_F(Lifecycle, ManagersOfAThreadShareJobsUntilTheLastEnds) {
     EXPECT_EQ(again->State(), tsdFinished);
 }
 
-TEST_F(Lifecycle, TheLastReleaseFreesTheKeyOfARefusedStart) {
-    testplatform::RefuseReads(kReadError);
-    EXPECT_EQ(Add(u"http://a/")->State(), tsdStopped);
-    manager->ChangeState(host.last->Handle(), tsdStarting);
-    EXPECT_EQ(host.last->State(), tsdPending);
-    manager->Terminate();
-    testplatform::RefuseReads(0);
-    manager = CDLManager::Create(host);
-    manager->SetAutoStart(true);
-    manager->AddURL(u"http://a/");
-    EXPECT_EQ(host.last->State(), tsdStarting);
-}
-
 TEST_F(Lifecycle, ReleaseGoesByPlaceWhateverAHostWroteIntoRecords) {
     const auto first = Add(u"http://a/1", tsdStarting);
     first->SetHandle(u"");
@@ -82,22 +67,6 @@ TEST_F(Lifecycle, ReleaseGoesByPlaceWhateverAHostWroteIntoRecords) {
     ASSERT_EQ(testplatform::OpenReads().size(), 1u);  // the read whose name nobody knows any more
     const std::u16string key = testplatform::OpenReads().front().name;
     EXPECT_FALSE(FireComplete(testplatform::Done(key, u"C:\\Cache\\1", u"http://a/1")));
-}
-
-TEST_F(Lifecycle, ThreadsShareNothing) {
-    Add(u"http://a/", tsdStarting);
-    std::thread([] {
-        Host itsHost;
-        const auto its = CDLManager::Create(itsHost);
-        EXPECT_EQ(its->Jobs(), 0);
-        EXPECT_TRUE(its->HDLbyURL(u"http://a/").empty());
-        its->SetAutoStart(true);
-        its->AddURL(u"http://a/");
-        EXPECT_EQ(itsHost.last->State(), tsdStarting);
-        its->Terminate();
-    }).join();
-    EXPECT_EQ(manager->Jobs(), 1);
-    EXPECT_EQ(testplatform::OpenReads().size(), 1u);
 }
 
 TEST_F(Lifecycle, ManagerDroppedAfterItsThreadsStateIsGone) {

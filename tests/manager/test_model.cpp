@@ -1,15 +1,12 @@
 #include "automation/Text.h"
-#include "tests/manager/ManagerTest.h"
 #include "tests/manager/NaiveEngine.h"
 
-#include <gtest/gtest.h>
-
+#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <limits>
 #include <random>
 #include <thread>
-#include <tuple>
 
 // Thousands of random operations on two managers of one thread, done to the engine and to a naive second one.
 // After each, both must agree on everything that a host can see. A failure names its seed;
@@ -17,240 +14,198 @@
 namespace tsasync {
 namespace {
 
-constexpr int kManagers = 2;
+constexpr std::size_t kManagers = 2;
 constexpr int kSteps = 4000;
-
-enum class Do {
-    Add,
-    Change,
-    Elect,
-    Remove,
-    WriteState,
-    WriteStart,
-    WriteAttempts,
-    WriteRefCount,
-    SetActive,
-    SetAutoStart,
-    Progress,
-    Complete,
-    Clock,
-    Refuse,
-    AbortMove,
-    Restart,
-    Throw,
-};
+using End = NaiveEngine::End;
 
 struct Operation {
-    Do what = Do::Elect;
+    std::size_t action = 0;
     int manager = 0;
     int url = 0;
-    std::int32_t number = 0;  // state, status code, count, error …
+    std::int32_t number = 0;  // state, status code, count
+    std::int32_t error = 0;
     double date = 0;
     bool flag = false;
     bool hasDate = false;
-    std::int32_t error = 0;
-    naive::End end = naive::End::File;
+    End end = End::File;
+
+    std::size_t Index() const { return static_cast<std::size_t>(url); }
+    std::optional<double> Start() const { return hasDate ? std::optional(date) : std::nullopt; }
 };
 
-// A top operation, and another one that the host does inside one of its events.
+// A top operation, and another one that the host does inside one of its events, or an error that it raises.
 struct Step {
     Operation top;
     int nestedAt = 0;  // number of the event, from 1; 0: none
+    bool raises = false;
     Operation nested;
 };
-
-// What an operation led to: events (manager, URL, state), and the error and result of it and of the nested
-// one.
-using Trace = std::vector<std::tuple<int, int, std::int32_t>>;
-constexpr int kResult = -1;
-constexpr int kError = -2;
 
 std::u16string UrlOf(int url) { return u"http://host/" + Decimal(url); }
 
 class RealEngine {
   public:
-    RealEngine(int urls) {
-        for (int i = 0; i < kManagers; ++i) hosts.at(static_cast<std::size_t>(i)).engine = this;
-        for (int i = 0; i < kManagers; ++i) hosts.at(static_cast<std::size_t>(i)).number = i;
-        Begin();
-        for (int url = 0; url < urls; ++url) handles.push_back(managers[0]->GetHDL(UrlOf(url)));
-        held.resize(handles.size());
+    explicit RealEngine(int urls) {
+        Restart();
+        for (int url = 0; url < urls; ++url) {
+            handles.push_back(managers[0]->GetHDL(UrlOf(url)));
+            held.push_back(std::make_shared<CDLItem>());
+        }
     }
-    ~RealEngine() { End(); }
+    ~RealEngine() {
+        for (const auto& manager : managers) manager->Terminate();
+    }
     RealEngine(const RealEngine&) = delete;
     RealEngine& operator=(const RealEngine&) = delete;
 
-    void Do(const Operation& op, Trace& trace) {
-        CDLManager& manager = *managers.at(static_cast<std::size_t>(op.manager));
-        const auto& handle = handles.at(static_cast<std::size_t>(op.url));
-        CDLItem* record = held.at(static_cast<std::size_t>(op.url)).get();
-        switch (op.what) {
-            case Do::Add:
-                manager.AddURL(UrlOf(op.url));
-                break;
-            case Do::Change:
-                manager.ChangeState(handle, static_cast<TSDLStateEnum>(op.number),
-                                    op.hasDate ? std::optional(op.date) : std::nullopt, op.flag);
-                break;
-            case Do::Elect:
-                trace.emplace_back(kResult, UrlOfHandle(manager.Elect()), 0);
-                break;
-            case Do::Remove:
-                manager.RemoveURL(handle);
-                break;
-            case Do::WriteState:
-                if (record) record->SetState(static_cast<TSDLStateEnum>(op.number));
-                break;
-            case Do::WriteStart:
-                if (record) record->SetStart(op.date);
-                break;
-            case Do::WriteAttempts:
-                if (record) record->SetAttempts(static_cast<std::int16_t>(op.number));
-                break;
-            case Do::WriteRefCount:
-                if (record) record->SetRefCount(op.number);
-                break;
-            case Do::SetActive:
-                manager.SetActiveJobs(static_cast<std::int16_t>(op.number));
-                break;
-            case Do::SetAutoStart:
-                manager.SetAutoStart(op.flag);
-                break;
-            case Do::Progress:
-                Rethrow(FireProgress(Notification(op)));
-                break;
-            case Do::Complete:
-                Rethrow(FireComplete(Completion(op)));
-                break;
-            case Do::Clock:
-                testplatform::SetNow(op.date);
-                break;
-            case Do::Refuse:
-                testplatform::RefuseReads(op.flag ? platform::kErrInvalidUrl : 0);
-                break;
-            case Do::AbortMove:
-                testplatform::FailNextOperation({0, true});
-                break;
-            case Do::Restart:
-                End();
-                Begin();
-                break;
-            case Do::Throw:
-                throw HostError(op.error);
-        }
-    }
-
+    CDLManager& Of(int manager) { return *managers.at(static_cast<std::size_t>(manager)); }
+    const std::u16string& HandleOf(int url) const { return handles.at(static_cast<std::size_t>(url)); }
+    std::u16string KeyOf(int url) const { return u"[" + HandleOf(url) + u"]"; }
     int UrlOfHandle(const std::u16string& handle) const {
-        for (std::size_t url = 0; url < handles.size(); ++url) {
-            if (handles[url] == handle) return static_cast<int>(url);
+        const auto found = std::find(handles.begin(), handles.end(), handle);
+        return found == handles.end() ? -1 : static_cast<int>(found - handles.begin());
+    }
+    int Elect(int manager) { return UrlOfHandle(Of(manager).Elect()); }
+
+    void Progress(const Operation& op) {
+        auto property = testplatform::Bytes(KeyOf(op.url), op.number * 3, op.number * 2);
+        property.StatusCode = op.number;
+        property.Value = op.error;
+        if (const auto error = FireProgress(property)) throw AutomationError(*error);
+    }
+    void Complete(const Operation& op) {
+        const std::u16string file = u"C:\\Cache\\" + Decimal(++files);
+        if (op.end == End::File) testplatform::PutFile(file, "data");
+        const auto property = op.end == End::Failure
+                                  ? testplatform::Failed(KeyOf(op.url), op.error)
+                                  : testplatform::Done(KeyOf(op.url), file, UrlOf(op.url), 4);
+        if (const auto error = FireComplete(property)) throw AutomationError(*error);
+    }
+    void Restart() {
+        for (const auto& manager : managers) manager->Terminate();
+        managers.clear();
+        for (std::size_t i = 0; i < kManagers; ++i) {
+            managers.push_back(CDLManager::Create(hosts.at(i)));
+            managers.back()->SetAssetsPath(u"C:\\Assets");
+            hosts.at(i).handler = [this, i](const std::shared_ptr<CDLItem>& oI) {
+                const int url = UrlOfHandle(oI->Handle());
+                held.at(static_cast<std::size_t>(url)) = oI;
+                event(static_cast<int>(i), url, oI->State());
+            };
         }
-        return -1;
     }
 
-    std::function<void(int manager, const std::shared_ptr<CDLItem>&)> event;
+    std::function<void(int manager, int url, std::int32_t state)> event;
     std::vector<std::shared_ptr<CDLManager>> managers;
     std::vector<std::u16string> handles;         // by URL
     std::vector<std::shared_ptr<CDLItem>> held;  // the record that the host saw last, by URL
 
   private:
-    struct Sink final : IManagerEvents {
-        void StateChanged(const std::shared_ptr<CDLItem>& oI) override { engine->event(number, oI); }
-        RealEngine* engine = nullptr;
-        int number = 0;
-    };
-
-    void Begin() {
-        for (auto& host : hosts) {
-            managers.push_back(CDLManager::Create(host));
-            managers.back()->SetAssetsPath(u"C:\\Assets");
-        }
-    }
-    void End() {
-        for (const auto& manager : managers) manager->Terminate();
-        managers.clear();
-    }
-    static void Rethrow(const std::optional<AutomationError>& error) {
-        if (error) throw AutomationError(*error);
-    }
-    std::u16string KeyOf(int url) const { return u"[" + handles.at(static_cast<std::size_t>(url)) + u"]"; }
-    platform::AsyncProperty Notification(const Operation& op) const {
-        if (op.number == platform::kStatusError) {
-            return testplatform::Error(KeyOf(op.url), op.error);
-        }
-        auto property = testplatform::Bytes(KeyOf(op.url), op.number * 3, op.number * 2);
-        property.StatusCode = op.number;
-        return property;
-    }
-    platform::AsyncProperty Completion(const Operation& op) {
-        if (op.end == naive::End::Failure) return testplatform::Failed(KeyOf(op.url), op.error);
-        const std::u16string file = u"C:\\Cache\\" + Decimal(++files);
-        if (op.end == naive::End::File) testplatform::PutFile(file, "data");
-        return testplatform::Done(KeyOf(op.url), file, UrlOf(op.url), 4);
-    }
-
-    std::array<Sink, kManagers> hosts;
+    std::array<Host, kManagers> hosts;
     int files = 0;
 };
 
-void DoNaively(naive::Engine& engine, std::vector<naive::JobRef>& held, const Operation& op, Trace& trace) {
-    naive::Manager& manager = engine.managers.at(static_cast<std::size_t>(op.manager));
-    const naive::JobRef job = held.at(static_cast<std::size_t>(op.url));
-    switch (op.what) {
-        case Do::Add:
-            return engine.AddURL(op.manager, op.url);
-        case Do::Change:
-            return engine.ChangeState(op.manager, op.url, op.number,
-                                      op.hasDate ? std::optional(op.date) : std::nullopt, op.flag);
-        case Do::Elect:
-            trace.emplace_back(kResult, engine.Elect(op.manager), 0);
-            return;
-        case Do::Remove:
-            return engine.RemoveURL(op.manager, op.url);
-        case Do::WriteState:
-            if (job) job->state = op.number;
-            return;
-        case Do::WriteStart:
-            if (job) job->start = op.date;
-            return;
-        case Do::WriteAttempts:
-            if (job) job->attempts = static_cast<std::int16_t>(op.number);
-            return;
-        case Do::WriteRefCount:
-            if (job) job->refCount = op.number;
-            return;
-        case Do::SetActive:
-            manager.active = static_cast<std::int16_t>(op.number);
-            return;
-        case Do::SetAutoStart:
-            manager.autoStart = op.flag;
-            return;
-        case Do::Progress: {
-            const bool isError = op.number == platform::kStatusError;
-            return engine.Progress(op.url, op.number, isError ? 0 : op.number * 3,
-                                   isError ? 0 : op.number * 2, op.error);
-        }
-        case Do::Complete:
-            return engine.Complete(op.url, op.end, op.error);
-        case Do::Clock:
-            engine.now = op.date;
-            return;
-        case Do::Refuse:
-            engine.refuse = op.flag;
-            return;
-        case Do::AbortMove:
-            engine.abortMove = true;
-            return;
-        case Do::Restart:
-            return engine.Restart();
-        case Do::Throw:
-            throw naive::Error{op.error};
-    }
+using Real = RealEngine&;
+using Naive = NaiveEngine&;
+using Op = const Operation&;
+
+struct Action {
+    const char* name;
+    int weight;
+    void (*real)(Real, Op);
+    void (*naive)(Naive, Op);
+    std::vector<std::int32_t> numbers = {0};
+};
+
+const std::vector<std::int32_t> kStates = {0, 1, 2, 3, 3, 4, 5, -7};
+constexpr int kResult = -1;  // in place of the manager: what an operation gave, told like an event
+
+const Action kActions[] = {
+    {"Add", 4, [](Real r, Op op) { r.Of(op.manager).AddURL(UrlOf(op.url)); },
+     [](Naive n, Op op) { n.AddURL(op.manager, op.url); }},
+    {"Change", 6,
+     [](Real r, Op op) {
+         r.Of(op.manager)
+             .ChangeState(r.HandleOf(op.url), static_cast<TSDLStateEnum>(op.number), op.Start(), op.flag);
+     },
+     [](Naive n, Op op) { n.ChangeState(op.manager, op.url, op.number, op.Start(), op.flag); }, kStates},
+    {"Elect", 4, [](Real r, Op op) { r.event(kResult, r.Elect(op.manager), 0); },
+     [](Naive n, Op op) { n.event(kResult, n.Elect(op.manager), 0); }},
+    {"Remove", 2, [](Real r, Op op) { r.Of(op.manager).RemoveURL(r.HandleOf(op.url)); },
+     [](Naive n, Op op) { n.RemoveURL(op.manager, op.url); }},
+    {"Progress",
+     4,
+     [](Real r, Op op) { r.Progress(op); },
+     [](Naive n, Op op) { n.Progress(op.url, op.number, op.number * 3, op.number * 2, op.error); },
+     {0, 1, 4, 5, 5, 13}},
+    {"Complete", 4, [](Real r, Op op) { r.Complete(op); },
+     [](Naive n, Op op) { n.Complete(op.url, op.end, op.error); }},
+    {"Clock", 2, [](Real, Op op) { testplatform::SetNow(op.date); }, [](Naive n, Op op) { n.now = op.date; }},
+    // What the host writes into the record that it holds.
+    {"State", 2,
+     [](Real r, Op op) { r.held.at(op.Index())->SetState(static_cast<TSDLStateEnum>(op.number)); },
+     [](Naive n, Op op) { n.held.at(op.Index())->state = op.number; }, kStates},
+    {"Start", 2, [](Real r, Op op) { r.held.at(op.Index())->SetStart(op.date); },
+     [](Naive n, Op op) { n.held.at(op.Index())->start = op.date; }},
+    {"Attempts",
+     1,
+     [](Real r, Op op) { r.held.at(op.Index())->SetAttempts(static_cast<std::int16_t>(op.number)); },
+     [](Naive n, Op op) { n.held.at(op.Index())->attempts = static_cast<std::int16_t>(op.number); },
+     {0, 9, 10, 32767}},
+    {"RefCount",
+     1,
+     [](Real r, Op op) { r.held.at(op.Index())->SetRefCount(op.number); },
+     [](Naive n, Op op) { n.held.at(op.Index())->refCount = op.number; },
+     {-1, 0, 1, 2, 2147483647}},
+    {"ActiveJobs",
+     1,
+     [](Real r, Op op) { r.Of(op.manager).SetActiveJobs(static_cast<std::int16_t>(op.number)); },
+     [](Naive n, Op op) { n.Of(op.manager).active = static_cast<std::int16_t>(op.number); },
+     {0, 2, 3, -32768, 32767}},
+    {"AutoStart", 1, [](Real r, Op op) { r.Of(op.manager).SetAutoStart(op.flag); },
+     [](Naive n, Op op) { n.Of(op.manager).autoStart = op.flag; }},
+    {"Refuse", 1, [](Real, Op op) { testplatform::RefuseReads(op.flag ? platform::kErrInvalidUrl : 0); },
+     [](Naive n, Op op) { n.refuse = op.flag; }},
+    {"AbortMove", 1,
+     [](Real, Op) {
+         testplatform::FailNextOperation({0, true});
+     },
+     [](Naive n, Op) { n.abortMove = true; }},
+    // Not inside an event.
+    {"Restart", 1, [](Real r, Op) { r.Restart(); }, [](Naive n, Op) { n.Restart(); }},
+};
+
+// (manager, URL, state) of every event, and kError with the number of every error.
+using Trace = std::vector<std::tuple<int, int, std::int32_t>>;
+constexpr int kError = -2;
+
+template <typename Engine>
+Trace Do(Engine& engine, const Step& step) {
+    Trace trace;
+    const auto run = [&](const Operation& op) {
+        const Action& action = kActions[op.action];
+        const auto error = ErrorOf([&] {
+            if constexpr (std::is_same_v<Engine, RealEngine>) {
+                action.real(engine, op);
+            } else {
+                action.naive(engine, op);
+            }
+        });
+        if (error.number != 0) trace.emplace_back(kError, error.number, 0);
+    };
+    int events = 0;
+    engine.event = [&](int manager, int url, std::int32_t state) {
+        trace.emplace_back(manager, url, state);
+        if (++events != step.nestedAt) return;
+        if (step.raises) throw HostError(step.nested.error);
+        run(step.nested);
+    };
+    run(step.top);
+    return trace;
 }
 
 class Model : public testing::TestWithParam<int> {
   protected:
-    using Random = std::mt19937;
-
     void Run();
 
     static unsigned Seed() {
@@ -259,140 +214,81 @@ class Model : public testing::TestWithParam<int> {
     }
     int Below(int n) { return static_cast<int>(random() % static_cast<unsigned>(n)); }
     template <typename T>
-    T OneOf(std::initializer_list<T> values) {
-        return values.begin()[Below(static_cast<int>(values.size()))];
+    T OneOf(const std::vector<T>& values) {
+        return values.at(static_cast<std::size_t>(Below(static_cast<int>(values.size()))));
     }
 
     Operation RandomOperation(bool isNested) {
-        static constexpr Do kOften[] = {Do::Add,        Do::Add,        Do::Change,   Do::Change,
-                                        Do::Change,     Do::Elect,      Do::Elect,    Do::Remove,
-                                        Do::WriteState, Do::WriteStart, Do::Progress, Do::Progress,
-                                        Do::Complete,   Do::Complete,   Do::Clock};
-        static constexpr Do kSeldom[] = {Do::WriteAttempts, Do::WriteRefCount, Do::SetActive,
-                                         Do::SetAutoStart,  Do::Refuse,        Do::AbortMove,
-                                         Do::Restart};
+        static const auto kChoice = [] {
+            std::vector<std::size_t> choice;
+            for (const Action& each : kActions) choice.insert(choice.end(), each.weight, &each - kActions);
+            return choice;
+        }();
         Operation op;
-        if (isNested && Below(3) == 0) {
-            op.what = Do::Throw;
-        } else if (Below(5) != 0) {
-            op.what = kOften[Below(static_cast<int>(std::size(kOften)))];
-        } else {
-            op.what = kSeldom[Below(static_cast<int>(std::size(kSeldom)) - (isNested ? 1 : 0))];
-        }
+        op.action = kChoice.at(
+            static_cast<std::size_t>(Below(static_cast<int>(kChoice.size()) - (isNested ? 1 : 0))));
         op.manager = Below(kManagers);
         op.url = Below(urls);
         op.flag = Below(2) == 0;
         op.hasDate = Below(2) == 0;
-        op.error = OneOf({platform::kErrDownloadFailure, 5, 13, 53, 457, 1234, 10001, 10002, 10003});
-        op.end = OneOf({naive::End::File, naive::End::File, naive::End::NoFile, naive::End::Failure});
+        op.number = OneOf(kActions[op.action].numbers);
+        op.error = OneOf<std::int32_t>(
+            {0, platform::kErrDownloadFailure, 5, 13, 53, 457, 1234, 10001, 10002, 10003, 10004, 10005});
+        op.end = OneOf<End>({End::File, End::File, End::NoFile, End::Failure});
         op.date = now + (Below(13) - 6) / (24.0 * 60);
-        if (op.what == Do::Clock) {
+        if (kActions[op.action].name == std::string_view("Clock")) {
             now = op.date;
         } else if (Below(20) == 0) {
-            op.date = OneOf({std::numeric_limits<double>::quiet_NaN(), -1e9, 1e9});
+            op.date = OneOf<double>({std::numeric_limits<double>::quiet_NaN(), -1e9, 1e9});
         }
-        op.number = Number(op.what);
         return op;
-    }
-    std::int32_t Number(Do what) {
-        switch (what) {
-            case Do::Progress:
-                return OneOf({0, 1, 4, 5, 5, 13});
-            case Do::WriteAttempts:
-                return OneOf({0, 9, 10, 32767});
-            case Do::WriteRefCount:
-                return OneOf({-1, 0, 1, 2});
-            case Do::SetActive:
-                return OneOf({0, 2, 3, -32768});
-            default:
-                return OneOf({0, 1, 2, 3, 3, 4, 5, 7});
-        }
     }
 
     int urls = GetParam();
     unsigned seed = Seed();
-    Random random{seed};
+    std::mt19937 random{seed};
     double now = 45366 + 10.0 / 24;
 };
 
-// Runs `step` on an engine: `run` does one operation, `note` takes the host's callback for its events.
-template <typename AnyError, typename Run, typename Note>
-Trace TraceOf(const Step& step, const Run& run, const Note& note) {
-    Trace trace;
-    int events = 0;
-    const auto guarded = [&](const Operation& op) {
-        try {
-            run(op, trace);
-        } catch (const AnyError& error) {
-            trace.emplace_back(kError, error.number, 0);
-        }
-    };
-    note([&](int manager, int url, std::int32_t state) {
-        trace.emplace_back(manager, url, state);
-        if (++events != step.nestedAt) return;
-        if (step.nested.what == Do::Throw) return run(step.nested, trace);
-        guarded(step.nested);
-    });
-    guarded(step.top);
-    return trace;
-}
-
-bool SameDate(double a, double b) { return a == b || (std::isnan(a) && std::isnan(b)); }
+double Comparable(double date) { return std::isnan(date) ? std::numeric_limits<double>::max() : date; }
 
 void Model::Run() {
     testplatform::ResetFileSystem();
     testplatform::ClearSettings();
     testplatform::SetNow(now);
     RealEngine real(urls);
-    naive::Engine model(kManagers);
+    NaiveEngine model(kManagers, urls);
     model.now = now;
-    std::vector<naive::JobRef> held(static_cast<std::size_t>(urls));
-
     for (int i = 0; i < kSteps; ++i) {
-        Step step{RandomOperation(false), Below(3) == 0 ? Below(3) + 1 : 0, {}};
-        if (step.nestedAt != 0) step.nested = RandomOperation(true);
-        SCOPED_TRACE("TSASYNC_SEED=" + std::to_string(seed) + ", step " + std::to_string(i) + ", operation " +
-                     std::to_string(static_cast<int>(step.top.what)) + ", nested " +
-                     std::to_string(static_cast<int>(step.nested.what)));
-        const Trace realTrace = TraceOf<AutomationError>(
-            step, [&](const Operation& op, Trace& trace) { real.Do(op, trace); },
-            [&](auto callback) {
-                real.event = [&real, callback](int manager, const std::shared_ptr<CDLItem>& oI) {
-                    const int url = real.UrlOfHandle(oI->Handle());
-                    real.held.at(static_cast<std::size_t>(url)) = oI;
-                    callback(manager, url, oI->State());
-                };
-            });
-        const Trace naiveTrace = TraceOf<naive::Error>(
-            step, [&](const Operation& op, Trace& trace) { DoNaively(model, held, op, trace); },
-            [&](auto callback) {
-                model.event = [&held, callback](int manager, const naive::JobRef& job) {
-                    held.at(static_cast<std::size_t>(job->url)) = job;
-                    callback(manager, job->url, job->state);
-                };
-            });
-        ASSERT_EQ(realTrace, naiveTrace);
-
-        for (std::size_t m = 0; m < kManagers; ++m) {
-            ASSERT_EQ(real.managers[m]->ActiveJobs(), model.managers[m].active);
-            ASSERT_EQ(real.managers[m]->Jobs(), static_cast<std::int16_t>(model.jobs.size()));
+        Step step{RandomOperation(false), Below(3) == 0 ? Below(3) + 1 : 0, Below(3) == 0,
+                  RandomOperation(true)};
+        if (Below(4) == 0 && step.top.action + 1 < std::size(kActions)) {
+            step.nested = step.top;  // the same inside itself, which the engine guards against
+            step.nested.url = Below(urls);
+        }
+        SCOPED_TRACE(testing::Message()
+                     << "TSASYNC_SEED=" << seed << ", step " << i << ", " << kActions[step.top.action].name
+                     << ", at event " << step.nestedAt << " "
+                     << (step.raises ? "an error" : kActions[step.nested.action].name));
+        ASSERT_EQ(Do(real, step), Do(model, step));
+        for (int m = 0; m < static_cast<int>(kManagers); ++m) {
+            ASSERT_EQ(real.Of(m).ActiveJobs(), model.Of(m).active);
+            ASSERT_EQ(real.Of(m).Jobs(), static_cast<std::int16_t>(model.jobs.size()));
         }
         std::size_t reads = 0;
         for (int url = 0; url < urls; ++url) {
-            const auto at = static_cast<std::size_t>(url);
-            const auto registered = model.Find(url);
-            ASSERT_EQ(real.managers[0]->HDLbyURL(UrlOf(url)).empty(), registered == nullptr);
             const auto key = model.channel.find(url);
             const bool reading = key != model.channel.end() && key->second;
-            ASSERT_EQ(testplatform::IsReading(u"[" + real.handles[at] + u"]"), reading);
             reads += reading ? 1 : 0;
-            if (!held[at]) continue;
-            const CDLItem& item = *real.held[at];
-            const naive::Job& job = *held[at];
-            ASSERT_EQ(item.State(), job.state);
-            ASSERT_TRUE(SameDate(item.Start(), job.start)) << item.Start() << " and " << job.start;
-            ASSERT_EQ(std::tuple(item.Attempts(), item.RefCount(), item.Size(), item.TotalSize()),
-                      std::tuple(job.attempts, job.refCount, job.size, job.totalSize));
+            const CDLItem& item = *real.held.at(static_cast<std::size_t>(url));
+            const NaiveEngine::Job& job = *model.held.at(static_cast<std::size_t>(url));
+            ASSERT_EQ(
+                std::tuple(!real.Of(0).HDLbyURL(UrlOf(url)).empty(), testplatform::IsReading(real.KeyOf(url)),
+                           static_cast<std::int32_t>(item.State()), Comparable(item.Start()), item.Attempts(),
+                           item.RefCount(), item.Size(), item.TotalSize()),
+                std::tuple(model.Find(url) != nullptr, reading, job.state, Comparable(job.start),
+                           job.attempts, job.refCount, job.size, job.totalSize))
+                << "URL " << url;
         }
         ASSERT_EQ(testplatform::OpenReads().size(), reads);
     }
