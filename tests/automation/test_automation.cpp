@@ -25,14 +25,12 @@ AutomationError ErrorOf(const Operation& operation) {
 
 TEST(RaiseError, AddsTheBaseOnlyAboveAThousand) {
     const struct {
-        std::int32_t number;
-        std::int32_t raised;
+        std::int32_t number, raised;
         std::u16string source;
     } cases[] = {
-        {2001, -2147219503, u"Here"},  {2003, -2147219501, u"Here"}, {1001, -2147221504 + 1001, u"Here"},
-        {1000, 1000, u"Here(VB)"},     {53, 53, u"Here(VB)"},        {-2147219503, -2147219503, u"Here(VB)"},
-        {2147483647, 262143, u"Here"},
-    };
+        {2001, -2147219503, u"Here"}, {2003, -2147219501, u"Here"}, {1001, -2147221504 + 1001, u"Here"},
+        {1000, 1000, u"Here(VB)"},    {53, 53, u"Here(VB)"},        {-2147219503, -2147219503, u"Here(VB)"},
+        {2147483647, 262143, u"Here"}};
     for (const auto& c : cases) {
         const auto error =
             ErrorOf([&] { modErrHand::RaiseError(c.number, u"Here", u"what", u"help.hlp", 12); });

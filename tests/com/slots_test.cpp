@@ -82,8 +82,7 @@ INSTANTIATE_TEST_SUITE_P(Identifiers, ManagerSlots,
 
 template <typename T>
 struct Property {
-    int put;
-    int get;
+    int put, get;
     T value;
 };
 

@@ -18,8 +18,7 @@ UrlNameParser Parsed(std::u16string_view url) {
 
 TEST(UrlNameParser, NamesTheFile) {
     const struct {
-        std::u16string url;
-        std::u16string name;
+        std::u16string url, name;
     } cases[] = {
         {u"http://h/a/photo.jpg?x=/y#z", u"photo.jpg"},
         {u"http://h/a%20b%C3%A4.txt", u"a b\u00E4.txt"},
@@ -75,8 +74,7 @@ TEST(UrlNameParser, CutsALongNameAtACharacterAndKeepsTheExtension) {
 
 TEST(UrlNameParser, NamesTheServer) {
     const struct {
-        std::u16string url;
-        std::u16string host;
+        std::u16string url, host;
     } cases[] = {
         {u"http://example.com/x", u"example.com"},
         {u"https://ada:p@ss@example.com:8443/x", u"example.com"},
@@ -116,8 +114,7 @@ TEST(UrlHandleGenerator, TellsSimilarUrlsApart) {
 
 TEST(MimeExtensionMap, KnowsTypesHoweverTheyAreWritten) {
     const struct {
-        std::u16string type;
-        std::u16string extension;
+        std::u16string type, extension;
     } cases[] = {
         {u"image/jpeg", u".jpg"},
         {u" Image/JPEG ; q=1", u".jpg"},

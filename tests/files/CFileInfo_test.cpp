@@ -31,23 +31,20 @@ TEST_F(FileInfo, StartsEmpty) {
 }
 
 TEST_F(FileInfo, TakesAPathApart) {
-    struct Case {
+    const struct {
         std::u16string_view stored, asked, path, base, extension, type;
-    };
-    for (const Case& c : {
-             Case{u"C:\\Assets\\photo.JPG", u"c:\\ASSETS\\photo.jpg", u"C:\\Assets\\", u"photo", u"JPG",
-                  u"JPG File"},
-             Case{u"C:\\archive.tar.gz", u"c:archive.TAR.gz", u"C:\\", u"archive.tar", u"gz", u"GZ File"},
-             Case{u"C:\\README", u"readme", u"C:\\", u"README", u"", u"File"},
-             Case{u"C:\\.profile", u"C:\\x\\..\\.profile", u"C:\\", u"", u"profile", u"PROFILE File"},
-             Case{u"C:\\end.", u"C:\\end.", u"C:\\", u"end", u"", u"File"},
-             Case{u"C:\\ a . b", u"C:\\ a . b", u"C:\\", u" a ", u" b",
-                  u"B File"},  // blanks are part of a name
-             Case{u"\\\\server\\share\\f.txt", u"\\\\server\\share\\f.txt", u"\\\\server\\share\\", u"f",
-                  u"txt", u"TXT File"},
-             Case{u"\\\\server\\share\\Deep\\f.txt", u"\\\\server\\share\\DEEP\\f.txt",
-                  u"\\\\server\\share\\Deep\\", u"f", u"txt", u"TXT File"},
-         }) {
+    } cases[] = {
+        {u"C:\\Assets\\photo.JPG", u"c:\\ASSETS\\photo.jpg", u"C:\\Assets\\", u"photo", u"JPG", u"JPG File"},
+        {u"C:\\archive.tar.gz", u"c:archive.TAR.gz", u"C:\\", u"archive.tar", u"gz", u"GZ File"},
+        {u"C:\\README", u"readme", u"C:\\", u"README", u"", u"File"},
+        {u"C:\\.profile", u"C:\\x\\..\\.profile", u"C:\\", u"", u"profile", u"PROFILE File"},
+        {u"C:\\end.", u"C:\\end.", u"C:\\", u"end", u"", u"File"},
+        {u"C:\\ a . b", u"C:\\ a . b", u"C:\\", u" a ", u" b", u"B File"},  // blanks are part of a name
+        {u"\\\\server\\share\\f.txt", u"\\\\server\\share\\f.txt", u"\\\\server\\share\\", u"f", u"txt",
+         u"TXT File"},
+        {u"\\\\server\\share\\Deep\\f.txt", u"\\\\server\\share\\DEEP\\f.txt", u"\\\\server\\share\\Deep\\",
+         u"f", u"txt", u"TXT File"}};
+    for (const auto& c : cases) {
         PutFile(c.stored);
         CFileInfo info;
         info.SetFullPathName(c.asked);
@@ -96,19 +93,17 @@ TEST_F(FileInfo, AVanishedFileLeavesWhatWasKnown) {
 }
 
 TEST_F(FileInfo, WritesAttributes) {
-    struct Case {
+    const struct {
         bool (CFileInfo::*get)() const;
         void (CFileInfo::*set)(bool);
         bool writable;
-    };
-    for (const Case& c : {
-             Case{&CFileInfo::attrReadOnly, &CFileInfo::SetattrReadOnly, true},
-             Case{&CFileInfo::attrHidden, &CFileInfo::SetattrHidden, true},
-             Case{&CFileInfo::attrSystem, &CFileInfo::SetattrSystem, true},
-             Case{&CFileInfo::attrArchive, &CFileInfo::SetattrArchive, true},
-             Case{&CFileInfo::attrTemporary, &CFileInfo::SetattrTemporary, false},
-             Case{&CFileInfo::attrCompressed, &CFileInfo::SetattrCompressed, false},
-         }) {
+    } cases[] = {{&CFileInfo::attrReadOnly, &CFileInfo::SetattrReadOnly, true},
+                 {&CFileInfo::attrHidden, &CFileInfo::SetattrHidden, true},
+                 {&CFileInfo::attrSystem, &CFileInfo::SetattrSystem, true},
+                 {&CFileInfo::attrArchive, &CFileInfo::SetattrArchive, true},
+                 {&CFileInfo::attrTemporary, &CFileInfo::SetattrTemporary, false},
+                 {&CFileInfo::attrCompressed, &CFileInfo::SetattrCompressed, false}};
+    for (const auto& c : cases) {
         ResetFileSystem();
         PutFile(u"C:\\a.b");
         CFileInfo info;

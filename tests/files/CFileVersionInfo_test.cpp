@@ -83,18 +83,13 @@ TEST_F(VersionInfo, ReadsEveryKindOfExecutable) {
 }
 
 TEST_F(VersionInfo, FormatsVersions) {
-    struct Case {
+    const struct {
         std::uint32_t high, low;
         std::u16string_view text;
-    };
-    for (const Case& c : {
-             Case{0x60000, 8169, u"6.00.8169"},
-             Case{0x40047, 0, u"4.71.0000"},
-             Case{0x10002, 0x30004, u"1.02.0304"},
-             Case{0x50001, 2600U << 16 | 2180, u"5.01.26002180"},
-             Case{0x10000, 40000, u"1.00.40000"},
-             Case{0xFFFFFFFF, 0xFFFFFFFF, u"65535.65535.6553565535"},
-         }) {
+    } cases[] = {{0x60000, 8169, u"6.00.8169"},    {0x40047, 0, u"4.71.0000"},
+                 {0x10002, 0x30004, u"1.02.0304"}, {0x50001, 2600U << 16 | 2180, u"5.01.26002180"},
+                 {0x10000, 40000, u"1.00.40000"},  {0xFFFFFFFF, 0xFFFFFFFF, u"65535.65535.6553565535"}};
+    for (const auto& c : cases) {
         Take(executables::Pe32(
             executables::WideBlock(WithFixed({0x20001, c.high, c.low, c.low, c.high, 0, 0, 0, 0}))));
         EXPECT_EQ(m_info.VerFile(), c.text);
@@ -103,28 +98,26 @@ TEST_F(VersionInfo, FormatsVersions) {
 }
 
 TEST_F(VersionInfo, NamesFlagsSystemsAndTypes) {
-    struct Case {
+    const struct {
         std::uint32_t flags, system, type, subtype;
         std::u16string_view flagsText, systemText, typeText, subtypeText;
-    };
-    for (const Case& c : {
-             Case{0, 0x40004, 1, 5, u"", u"NT-Win32", u"Application", u"kept"},
-             Case{3, 0x10001, 2, 5, u"Debug PreRel", u"DOS-Win16", u"DLL", u"kept"},
-             Case{0xFFFFFFFF, 0x10004, 5, 1, u"Debug PreRel Patched Private Info Special", u"DOS-Win32",
+    } cases[] = {{0, 0x40004, 1, 5, u"", u"NT-Win32", u"Application", u"kept"},
+                 {3, 0x10001, 2, 5, u"Debug PreRel", u"DOS-Win16", u"DLL", u"kept"},
+                 {0xFFFFFFFF, 0x10004, 5, 1, u"Debug PreRel Patched Private Info Special", u"DOS-Win32",
                   u"VxD", u"kept"},
-             Case{0x20, 0x20002, 7, 1, u"Special", u"OS/2-16 PM-16", u"Lib", u"kept"},
-             Case{0x40, 0x30003, 0, 1, u"", u"OS/2-16 PM-32", u"Unknown", u"kept"},
-             Case{0x14, 4, 6, 1, u"Patched Info", u"Unknown", u"Unknown", u"kept"},
-             Case{8, 0, 8, 1, u"Private", u"Unknown", u"Unknown", u"kept"},
-             Case{0, 0, 3, 0, u"", u"Unknown", u"Driver", u"Unknown"},
-             Case{0, 0, 3, 8, u"", u"Unknown", u"Driver", u"Installable"},
-             Case{0, 0, 3, 10, u"", u"Unknown", u"Driver", u"Comm drv"},
-             Case{0, 0, 3, 11, u"", u"Unknown", u"Driver", u"kept"},
-             Case{0, 0, 4, 0, u"", u"Unknown", u"Font", u"kept"},
-             Case{0, 0, 4, 1, u"", u"Unknown", u"Font", u"Raster Font"},
-             Case{0, 0, 4, 3, u"", u"Unknown", u"Font", u"TrueType Font"},
-             Case{0, 0, 4, 4, u"", u"Unknown", u"Font", u"kept"},
-         }) {
+                 {0x20, 0x20002, 7, 1, u"Special", u"OS/2-16 PM-16", u"Lib", u"kept"},
+                 {0x40, 0x30003, 0, 1, u"", u"OS/2-16 PM-32", u"Unknown", u"kept"},
+                 {0x14, 4, 6, 1, u"Patched Info", u"Unknown", u"Unknown", u"kept"},
+                 {8, 0, 8, 1, u"Private", u"Unknown", u"Unknown", u"kept"},
+                 {0, 0, 3, 0, u"", u"Unknown", u"Driver", u"Unknown"},
+                 {0, 0, 3, 8, u"", u"Unknown", u"Driver", u"Installable"},
+                 {0, 0, 3, 10, u"", u"Unknown", u"Driver", u"Comm drv"},
+                 {0, 0, 3, 11, u"", u"Unknown", u"Driver", u"kept"},
+                 {0, 0, 4, 0, u"", u"Unknown", u"Font", u"kept"},
+                 {0, 0, 4, 1, u"", u"Unknown", u"Font", u"Raster Font"},
+                 {0, 0, 4, 3, u"", u"Unknown", u"Font", u"TrueType Font"},
+                 {0, 0, 4, 4, u"", u"Unknown", u"Font", u"kept"}};
+    for (const auto& c : cases) {
         m_info = {};
         Take(executables::Pe32(executables::WideBlock(WithFixed({0, 0, 0, 0, 0, 0, 0, 4, 2}))));
         ASSERT_EQ(m_info.FileSubType(), u"Vector Font");
@@ -174,15 +167,15 @@ TEST_F(VersionInfo, WhatIsMissingKeepsItsValue) {
 }
 
 TEST_F(VersionInfo, EightBitTextsAreInTheirCodePage) {
-    struct Case {
+    const struct {
         std::uint16_t codePage;
         std::u16string_view table, text;
+    } cases[] = {
+        {1252, u"040904E4", u"\u00E4\u20AC"},  {1251, u"040904E3", u"\u0434\u0402"},
+        {0, u"04090000", u"\u00E4\u20AC"},     {1200, u"040904B0", u"\u00E4\u20AC"},
+        {54321, u"0409D431", u"\u00E4\u20AC"},  // unknown
     };
-    for (const Case& c : {
-             Case{1252, u"040904E4", u"\u00E4\u20AC"}, Case{1251, u"040904E3", u"\u0434\u0402"},
-             Case{0, u"04090000", u"\u00E4\u20AC"}, Case{1200, u"040904B0", u"\u00E4\u20AC"},
-             Case{54321, u"0409D431", u"\u00E4\u20AC"},  // unknown
-         }) {
+    for (const auto& c : cases) {
         VersionParts parts;
         parts.translations = {{0x409, c.codePage}};
         parts.table = c.table;

@@ -32,18 +32,16 @@ class ModFileOps : public ::testing::Test {
 };
 
 TEST_F(ModFileOps, NormalisesFolderPaths) {
-    struct Case {
+    const struct {
         std::u16string_view path, with, without;
-    };
-    for (const Case& c : {
-             Case{u"C:\\Assets", u"C:\\Assets\\", u"C:\\Assets"},
-             Case{u"  C:\\Assets\\  ", u"C:\\Assets\\", u"C:\\Assets"},
-             Case{u"C:\\a b\\\\", u"C:\\a b\\\\", u"C:\\a b\\"},  // one separator is cut, not all
-             Case{u"\tC:\\x", u"\tC:\\x\\", u"\tC:\\x"},          // only spaces are trimmed
-             Case{u"", u"\\", u""},
-             Case{u"   ", u"\\", u""},
-             Case{u"C:\\", u"C:\\", u"C:"},
-         }) {
+    } cases[] = {{u"C:\\Assets", u"C:\\Assets\\", u"C:\\Assets"},
+                 {u"  C:\\Assets\\  ", u"C:\\Assets\\", u"C:\\Assets"},
+                 {u"C:\\a b\\\\", u"C:\\a b\\\\", u"C:\\a b\\"},  // one separator is cut, not all
+                 {u"\tC:\\x", u"\tC:\\x\\", u"\tC:\\x"},          // only spaces are trimmed
+                 {u"", u"\\", u""},
+                 {u"   ", u"\\", u""},
+                 {u"C:\\", u"C:\\", u"C:"}};
+    for (const auto& c : cases) {
         EXPECT_EQ(fo::AddBackslash(c.path), c.with);
         EXPECT_EQ(fo::RemoveBackslash(c.path), c.without);
     }
@@ -68,19 +66,17 @@ TEST_F(ModFileOps, TellsFilesFromFolders) {
 }
 
 TEST_F(ModFileOps, CreatesFolderTrees) {
-    struct Case {
+    const struct {
         std::u16string_view path;
         std::int16_t levels;
         std::u16string_view made;
-    };
-    for (const Case& c : {
-             Case{u"C:\\A\\B", 2, u"C:\\A\\B"},
-             Case{u"C:\\A\\B\\", 2, u"C:\\A\\B"},
-             Case{u"A\\R", 2, u"C:\\A\\R"},
-             Case{u"\\\\srv\\share\\x", 5, u"\\\\srv\\share\\x"},
-             Case{u"C:", 0, u"C:"},
-             Case{u"C:\\", 0, u"C:"},
-         }) {
+    } cases[] = {{u"C:\\A\\B", 2, u"C:\\A\\B"},
+                 {u"C:\\A\\B\\", 2, u"C:\\A\\B"},
+                 {u"A\\R", 2, u"C:\\A\\R"},
+                 {u"\\\\srv\\share\\x", 5, u"\\\\srv\\share\\x"},
+                 {u"C:", 0, u"C:"},
+                 {u"C:\\", 0, u"C:"}};
+    for (const auto& c : cases) {
         EXPECT_EQ(fo::CreateFolderTree(c.path), c.levels);
         EXPECT_TRUE(Exists(c.made));
     }
@@ -97,31 +93,31 @@ TEST_F(ModFileOps, TakesTokensWithTheirDelimiter) {
 }
 
 TEST_F(ModFileOps, BuildsTheNextFreeName) {
-    struct Case {
+    const struct {
         std::vector<std::u16string_view> existing;
         std::u16string_view path, result;
+    } cases[] = {
+        {{u"photo.jpg"}, u"photo.jpg", u"photo[1].jpg"},
+        {{u"photo.jpg", u"photo[1].jpg"}, u"photo.jpg", u"photo[2].jpg"},
+        {{u"photo.jpg", u"photo[2].jpg"}, u"photo.jpg", u"photo[1].jpg"},
+        {{u"photo[3].jpg"}, u"photo[3].jpg", u"photo[3][4].jpg"},
+        {{u"archive.tar.gz"}, u"archive.tar.gz", u"archive.tar[1].gz"},
+        {{u"report"}, u"report", u"report[1]."},
+        {{}, u"new.txt", u"new.txt"},
+        {{u"photo[a].jpg"}, u"photo[a].jpg", u"photo[a][1].jpg"},
+        {{u"a[1][2]"}, u"a[1][2]", u"a[1][2][1]."},  // the text is "1][2": no number
+        {{u"a[].b"}, u"a[].b", u"a[][1].b"},
+        {{u"a[2.5].b"}, u"a[2.5].b", u"a[2.5][3].b"},  // halves to even
+        {{u"a[-3].b"}, u"a[-3].b", u"a[-3][-2].b"},
+        {{u"a[ 7 ].b"}, u"a[ 7 ].b", u"a[ 7 ][8].b"},
+        {{u"a[nan].b"}, u"a[nan].b", u"a[nan][1].b"},
+        {{u"a[-inf].b"}, u"a[-inf].b", u"a[-inf][1].b"},
+        {{u"a[+-3].b"}, u"a[+-3].b", u"a[+-3][1].b"},
+        {{u"a[+.5e1].b"}, u"a[+.5e1].b", u"a[+.5e1][6].b"},
+        {{u"a]b[4].c"}, u"a]b[4].c", u"a]b[4][5].c"},
+        {{u"Photo.JPG"}, u"pHOTO.jpg", u"Photo[1].JPG"},  // the case of what is stored
     };
-    for (const Case& c : {
-             Case{{u"photo.jpg"}, u"photo.jpg", u"photo[1].jpg"},
-             Case{{u"photo.jpg", u"photo[1].jpg"}, u"photo.jpg", u"photo[2].jpg"},
-             Case{{u"photo.jpg", u"photo[2].jpg"}, u"photo.jpg", u"photo[1].jpg"},
-             Case{{u"photo[3].jpg"}, u"photo[3].jpg", u"photo[3][4].jpg"},
-             Case{{u"archive.tar.gz"}, u"archive.tar.gz", u"archive.tar[1].gz"},
-             Case{{u"report"}, u"report", u"report[1]."},
-             Case{{}, u"new.txt", u"new.txt"},
-             Case{{u"photo[a].jpg"}, u"photo[a].jpg", u"photo[a][1].jpg"},
-             Case{{u"a[1][2]"}, u"a[1][2]", u"a[1][2][1]."},  // the text is "1][2": no number
-             Case{{u"a[].b"}, u"a[].b", u"a[][1].b"},
-             Case{{u"a[2.5].b"}, u"a[2.5].b", u"a[2.5][3].b"},  // halves to even
-             Case{{u"a[-3].b"}, u"a[-3].b", u"a[-3][-2].b"},
-             Case{{u"a[ 7 ].b"}, u"a[ 7 ].b", u"a[ 7 ][8].b"},
-             Case{{u"a[nan].b"}, u"a[nan].b", u"a[nan][1].b"},
-             Case{{u"a[-inf].b"}, u"a[-inf].b", u"a[-inf][1].b"},
-             Case{{u"a[+-3].b"}, u"a[+-3].b", u"a[+-3][1].b"},
-             Case{{u"a[+.5e1].b"}, u"a[+.5e1].b", u"a[+.5e1][6].b"},
-             Case{{u"a]b[4].c"}, u"a]b[4].c", u"a]b[4][5].c"},
-             Case{{u"Photo.JPG"}, u"pHOTO.jpg", u"Photo[1].JPG"},  // the case of what is stored
-         }) {
+    for (const auto& c : cases) {
         ResetFileSystem();
         PutFolder(u"C:\\Assets");
         for (const auto name : c.existing) PutFile(u"C:\\Assets\\" + std::u16string(name), "old");
@@ -210,20 +206,12 @@ TEST_F(ModFileOps, WithoutRenamingTheDestinationIsThePlatformsBusiness) {
 }
 
 TEST_F(ModFileOps, RaisesOneNumberForEachFailure) {
-    struct Case {
+    const struct {
         platform::FileOpResult result;
         std::int32_t number;
-    };
-    for (const Case& c : {
-             Case{{0, true}, 10003},
-             Case{{7, false}, 10002},
-             Case{{117, true}, 10004},
-             Case{{1026, false}, 10005},
-             Case{{5, false}, 10001},
-             Case{{80, false}, 10001},
-             Case{{112, false}, 10001},
-             Case{{-1, false}, 10001},
-         }) {
+    } cases[] = {{{0, true}, 10003},  {{7, false}, 10002},  {{117, true}, 10004},  {{1026, false}, 10005},
+                 {{5, false}, 10001}, {{80, false}, 10001}, {{112, false}, 10001}, {{-1, false}, 10001}};
+    for (const auto& c : cases) {
         ResetFileSystem();
         PutFile(u"D:\\x.tmp", "data");
         PutFile(u"C:\\a.b", "old");

@@ -4,7 +4,7 @@
 #include "files/modFileOps.h"
 #include "platform/shell_info.h"
 #include "tests/files/executable_builder.h"
-#include "tests/linux/scratch.h"
+#include "tests/linux/sandbox.h"
 
 #include <gtest/gtest.h>
 #include <sys/inotify.h>
@@ -19,7 +19,7 @@
 namespace tsasync {
 namespace {
 
-using namespace linuxtest;  // NOLINT(google-build-using-namespace)
+using namespace tests;  // NOLINT(google-build-using-namespace)
 
 class FileDescribers : public ::testing::Test {
   protected:
@@ -28,7 +28,7 @@ class FileDescribers : public ::testing::Test {
 
     static void Speak(const char* locale) { setenv("LC_ALL", locale, 1); }  // NOLINT(concurrency-mt-unsafe)
 
-    std::u16string At(const std::string& name) const { return Wide(m_folder / name); }
+    std::u16string At(const std::string& name) const { return FromUtf8(m_folder / name); }
     struct stat Entry(const std::string& name) const {
         struct stat entry {};
         EXPECT_EQ(stat((m_folder / name).c_str(), &entry), 0);
@@ -67,8 +67,8 @@ TEST_F(FileDescribers, KnowLargeSparseFilesAndFolders) {
     EXPECT_EQ(m_info.FileSizeHigh(), 5);
     EXPECT_EQ(m_info.FileSize(), 7);
     EXPECT_EQ(m_info.CompressedFileSizeHigh(), 0);
-    m_info.SetFullPathName(Wide(m_folder.Path()) + u"/");
-    EXPECT_EQ(m_info.FullPathName(), Wide(m_folder.Path()));
+    m_info.SetFullPathName(FromUtf8(m_folder.Path()) + u"/");
+    EXPECT_EQ(m_info.FullPathName(), FromUtf8(m_folder.Path()));
     EXPECT_EQ(m_info.TypeName(), u"folder");
     EXPECT_NE(m_info.Attributes() & static_cast<std::int32_t>(platform::kAttributeDirectory), 0);
     m_info.SetFullPathName(u"/tmp");
@@ -116,7 +116,7 @@ TEST_F(FileDescribers, WriteAttributesBack) {
 
 TEST_F(FileDescribers, WriteTimesBack) {
     Write(m_folder / "file", "");
-    for (const auto& path : {At("file"), Wide(m_folder.Path())}) {
+    for (const auto& path : {At("file"), FromUtf8(m_folder.Path())}) {
         CFileInfo info;
         info.SetFullPathName(path);
         const double created = info.CreationTime();
@@ -132,7 +132,7 @@ TEST_F(FileDescribers, WriteTimesBack) {
 
 // Three times as deep as the kernel's calls take a path.
 TEST_F(FileDescribers, FollowPathsOfAnyLength) {
-    std::u16string folder = Wide(m_folder.Path());
+    std::u16string folder = FromUtf8(m_folder.Path());
     while (folder.size() < std::size_t{3} * PATH_MAX) folder += u"/" + std::u16string(200, u'x');
     EXPECT_FALSE(modFileOps::FolderExists(folder));
     EXPECT_GT(modFileOps::CreateFolderTree(folder), 50);
@@ -143,8 +143,8 @@ TEST_F(FileDescribers, FollowPathsOfAnyLength) {
         if (!base) continue;
         const ScratchFolder source(*base);
         Write(source / "tmp", "123");
-        const std::u16string placed = modFileOps::FileOperation(Wide(source / "tmp"), path, platform::kOpMove,
-                                                                platform::kFlagRenameOnCollision, 0);
+        const std::u16string placed = modFileOps::FileOperation(
+            FromUtf8(source / "tmp"), path, platform::kOpMove, platform::kFlagRenameOnCollision, 0);
         EXPECT_EQ(List(source.Path()).size(), 0U);
         const bool first = *base == ScratchFolder::TemporaryBase();
         EXPECT_EQ(placed, first ? path : folder + u"/\U0001F4F7.tar[1].gz");
@@ -198,32 +198,30 @@ TEST_F(FileDescribers, KeepWhatWasKnownOfADeletedFile) {
 }
 
 TEST_F(FileDescribers, FormatSizes) {
-    struct Case {
+    const struct {
         std::int32_t size;
         std::u16string_view text;
-    };
-    for (const Case& c : {
-             Case{0, u"0 bytes"},
-             Case{-5, u"-5 bytes"},
-             Case{std::numeric_limits<std::int32_t>::min(), u"-2,147,483,648 bytes"},
-             Case{1023, u"1,023 bytes"},
-             Case{1024, u"1.00KB (1,024 bytes)"},
-             Case{1536, u"1.50KB (1,536 bytes)"},
-             Case{10239, u"10.00KB (10,239 bytes)"},  // below 10 before it is rounded
-             Case{10240, u"10.0KB (10,240 bytes)"},
-             Case{102399, u"100.0KB (102,399 bytes)"},
-             Case{102400, u"100KB (102,400 bytes)"},
-             Case{1023999, u"1000KB (1,023,999 bytes)"},
-             Case{1024000, u"0.98MB (1,024,000 bytes)"},
-             Case{5000000, u"4.77MB (5,000,000 bytes)"},
-             Case{10239999, u"9.77MB (10,239,999 bytes)"},
-             Case{10240000, u"9.8MB (10,240,000 bytes)"},
-             Case{102399999, u"97.7MB (102,399,999 bytes)"},
-             Case{102400000, u"98MB (102,400,000 bytes)"},
-             Case{1023999999, u"977MB (1,023,999,999 bytes)"},
-             Case{1024000000, u"0.95GB (1,024,000,000 bytes)"},
-             Case{std::numeric_limits<std::int32_t>::max(), u"2.00GB (2,147,483,647 bytes)"},
-         }) {
+    } cases[] = {{0, u"0 bytes"},
+                 {-5, u"-5 bytes"},
+                 {std::numeric_limits<std::int32_t>::min(), u"-2,147,483,648 bytes"},
+                 {1023, u"1,023 bytes"},
+                 {1024, u"1.00KB (1,024 bytes)"},
+                 {1536, u"1.50KB (1,536 bytes)"},
+                 {10239, u"10.00KB (10,239 bytes)"},  // below 10 before it is rounded
+                 {10240, u"10.0KB (10,240 bytes)"},
+                 {102399, u"100.0KB (102,399 bytes)"},
+                 {102400, u"100KB (102,400 bytes)"},
+                 {1023999, u"1000KB (1,023,999 bytes)"},
+                 {1024000, u"0.98MB (1,024,000 bytes)"},
+                 {5000000, u"4.77MB (5,000,000 bytes)"},
+                 {10239999, u"9.77MB (10,239,999 bytes)"},
+                 {10240000, u"9.8MB (10,240,000 bytes)"},
+                 {102399999, u"97.7MB (102,399,999 bytes)"},
+                 {102400000, u"98MB (102,400,000 bytes)"},
+                 {1023999999, u"977MB (1,023,999,999 bytes)"},
+                 {1024000000, u"0.95GB (1,024,000,000 bytes)"},
+                 {std::numeric_limits<std::int32_t>::max(), u"2.00GB (2,147,483,647 bytes)"}};
+    for (const auto& c : cases) {
         EXPECT_EQ(m_info.FormatFileSize(c.size), c.text);
     }
     Speak("de_DE.UTF-8");
@@ -231,16 +229,14 @@ TEST_F(FileDescribers, FormatSizes) {
 }
 
 TEST_F(FileDescribers, FormatDates) {
-    struct Case {
+    const struct {
         double date;
         std::u16string_view text;
-    };
-    for (const Case& c : {
-             Case{45366 + 10.0 / 24, u"Friday, March 15, 2024 10:00:00 AM"},
-             Case{0, u"Saturday, December 30, 1899 12:00:00 AM"},
-             Case{-1.25, u"Friday, December 29, 1899 6:00:00 AM"},
-             Case{36526 + 86399.0 / 86400, u"Saturday, January 1, 2000 11:59:59 PM"},
-         }) {
+    } cases[] = {{45366 + 10.0 / 24, u"Friday, March 15, 2024 10:00:00 AM"},
+                 {0, u"Saturday, December 30, 1899 12:00:00 AM"},
+                 {-1.25, u"Friday, December 29, 1899 6:00:00 AM"},
+                 {36526 + 86399.0 / 86400, u"Saturday, January 1, 2000 11:59:59 PM"}};
+    for (const auto& c : cases) {
         std::u16string text = m_info.FormatFileDate(c.date);
         std::replace(text.begin(), text.end(), u'\u202F', u' ');  // which of the two depends on ICU's version
         EXPECT_EQ(text, c.text);
@@ -250,29 +246,31 @@ TEST_F(FileDescribers, FormatDates) {
 }
 
 TEST_F(FileDescribers, TakeTheUsersLanguageOfMany) {
-    struct Case {
+    const struct {
         std::vector<std::uint16_t> languages;
         const char* user;
         std::uint16_t taken;
+    } cases[] = {
+        {{0x401, 0x407, 0x409, 0xC07}, "de_AT.UTF-8", 0xC07},
+        {{0x401, 0x407, 0x409}, "de_AT.UTF-8", 0x407},  // that of Germany
+        {{0, 0x7, 0x407}, "de_AT.UTF-8", 0x7},          // that of no country
+        {{0x401, 0, 0x409}, "de_AT.UTF-8", 0},
+        {{0x401, 0x409}, "de_AT.UTF-8", 0x409},
+        {{0x401, 0x409}, "C.UTF-8", 0x409},
+        {{0x40C, 0x401}, "de_AT.UTF-8", 0x40C},  // the first
     };
-    for (const Case& c : {
-             Case{{0x401, 0x407, 0x409, 0xC07}, "de_AT.UTF-8", 0xC07},
-             Case{{0x401, 0x407, 0x409}, "de_AT.UTF-8", 0x407},  // that of Germany
-             Case{{0, 0x7, 0x407}, "de_AT.UTF-8", 0x7},          // that of no country
-             Case{{0x401, 0, 0x409}, "de_AT.UTF-8", 0}, Case{{0x401, 0x409}, "de_AT.UTF-8", 0x409},
-             Case{{0x401, 0x409}, "C.UTF-8", 0x409}, Case{{0x40C, 0x401}, "de_AT.UTF-8", 0x40C},  // the first
-         }) {
+    for (const auto& c : cases) {
         std::vector<std::pair<std::uint16_t, std::string>> blocks;
         for (const std::uint16_t language : c.languages) {
             executables::VersionParts parts;
-            parts.strings = {{u"ProductName", Wide(std::to_string(language))}};
+            parts.strings = {{u"ProductName", FromUtf8(std::to_string(language))}};
             blocks.emplace_back(language, executables::WideBlock(parts));
         }
         Write(m_folder / "many.dll", executables::Pe32OfLanguages(blocks));
         Speak(c.user);
         CFileVersionInfo version;
         version.SetFullPathName(At("many.dll"));
-        EXPECT_EQ(Narrow(version.ProductName()), std::to_string(c.taken));
+        EXPECT_EQ(ToUtf8(version.ProductName()), std::to_string(c.taken));
     }
 }
 
@@ -296,7 +294,7 @@ TEST_F(FileDescribers, SeeNoVersionInWhatTheyMayNotRead) {
     ASSERT_TRUE(version.Available());
     ASSERT_EQ(chmod(m_folder.Path().c_str(), 0755), 0);
     ASSERT_EQ(chmod((m_folder / "sealed.dll").c_str(), 0), 0);
-    InChild([&]() -> std::optional<std::string> {
+    InChild([&]() -> Obstacle {
         BecomeNobody();
         version.Refresh();
         EXPECT_FALSE(version.Available());

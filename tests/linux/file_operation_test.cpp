@@ -1,24 +1,25 @@
 #include "automation/AutomationError.h"
 #include "files/modFileOps.h"
 #include "platform/file_system.h"
-#include "tests/linux/scratch.h"
+#include "tests/linux/sandbox.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
 #include <chrono>
+#include <memory>
 #include <set>
 #include <thread>
 
 namespace tsasync {
 namespace {
 
-using namespace linuxtest;  // NOLINT(google-build-using-namespace)
+using namespace tests;  // NOLINT(google-build-using-namespace)
 using platform::Destination;
 using Names = std::vector<std::string>;
 
@@ -26,12 +27,8 @@ constexpr std::int32_t kRename = platform::kFlagSilent | platform::kFlagRenameOn
 
 std::int32_t Operate(std::int32_t operation, const std::string& from, const std::string& to,
                      Destination destination, std::uint16_t flags = 0) {
-    platform::FileOp op;
-    op.operation = operation;
-    op.from = Wide(from);
-    op.to = Wide(to);
+    platform::FileOp op{.operation = operation, .from = FromUtf8(from), .to = FromUtf8(to), .flags = flags};
     op.destination = destination;
-    op.flags = flags;
     return platform::RunFileOperation(op).code;
 }
 
@@ -40,9 +37,14 @@ std::int32_t Move(const std::string& from, const std::string& to, Destination de
     return Operate(platform::kOpMove, from, to, destination, flags);
 }
 
-std::int32_t ErrorOfMove(const std::string& from, const std::string& to) {
+// As the component finishes a file.
+std::string Place(const std::string& from, const std::string& to) {
+    return ToUtf8(modFileOps::FileOperation(FromUtf8(from), FromUtf8(to), platform::kOpMove, kRename, 0));
+}
+
+std::int32_t ErrorOfPlacing(const std::string& from, const std::string& to) {
     try {
-        modFileOps::FileOperation(Wide(from), Wide(to), platform::kOpMove, kRename, 0);
+        Place(from, to);
     } catch (const AutomationError& error) {
         return error.number;
     }
@@ -131,7 +133,7 @@ TEST_P(FileOperation, MovesFoldersWithAllThatIsInThem) {
 }
 
 TEST_P(FileOperation, WorksOnFileSystemsThatCanDoLess) {
-    InChild([&]() -> std::optional<std::string> {
+    InChild([&]() -> Obstacle {
         if (auto obstacle = RefuseModernCalls()) return obstacle;
         Write(m_assets / "taken", "old");
         EXPECT_EQ(Move(Tmp(), m_assets / "taken", Destination::Free), platform::kOpExists);
@@ -155,9 +157,7 @@ TEST_P(FileOperation, APathThroughALinkEndsWhereTheLinkLeads) {
     ASSERT_EQ(symlink("far/x", (m_assets / "link").c_str()), 0);
     Write(m_assets / "far/assets/a.txt", "old");
     Write(m_assets / "assets/a.txt", "another folder's");
-    const auto moved = modFileOps::FileOperation(Wide(Tmp()), Wide(m_assets / "link/../assets/a.txt"),
-                                                 platform::kOpMove, kRename, 0);
-    EXPECT_EQ(moved, Wide(m_assets / "far/assets/a[1].txt"));
+    EXPECT_EQ(Place(Tmp(), m_assets / "link/../assets/a.txt"), m_assets / "far/assets/a[1].txt");
     EXPECT_EQ(Read(m_assets / "far/assets/a[1].txt"), "new");
     EXPECT_EQ(List(m_assets / "assets"), Names{"a.txt"});
 }
@@ -165,10 +165,10 @@ TEST_P(FileOperation, APathThroughALinkEndsWhereTheLinkLeads) {
 TEST_P(FileOperation, AFolderWithoutPermissionKeepsTheSource) {
     ASSERT_EQ(chmod(m_source->Path().c_str(), 0777), 0);
     ASSERT_EQ(chmod(m_assets.Path().c_str(), 0555), 0);
-    InChild([&]() -> std::optional<std::string> {
+    InChild([&]() -> Obstacle {
         BecomeNobody();
         EXPECT_EQ(Move(Tmp(), m_assets / "a", Destination::Free), 5);
-        EXPECT_EQ(ErrorOfMove(Tmp(), m_assets / "a"), modFileOps::kErrMoveFailed);
+        EXPECT_EQ(ErrorOfPlacing(Tmp(), m_assets / "a"), modFileOps::kErrMoveFailed);
         EXPECT_EQ(Read(Tmp()), "new");
         return std::nullopt;
     });
@@ -178,20 +178,20 @@ TEST_P(FileOperation, AFolderWithoutPermissionKeepsTheSource) {
 TEST_P(FileOperation, AFolderThatWentAwayKeepsTheSource) {
     const std::string gone = m_assets / "gone/a";
     EXPECT_EQ(Move(Tmp(), gone, Destination::Free), platform::kOpUnknownError);
-    EXPECT_EQ(ErrorOfMove(Tmp(), gone), modFileOps::kErrMoveUnknown);
-    EXPECT_EQ(ErrorOfMove(*m_source / "missing", m_assets / "a"), 53);
+    EXPECT_EQ(ErrorOfPlacing(Tmp(), gone), modFileOps::kErrMoveUnknown);
+    EXPECT_EQ(ErrorOfPlacing(*m_source / "missing", m_assets / "a"), 53);
     EXPECT_EQ(Read(Tmp()), "new");
 }
 
 TEST_P(FileOperation, AFullVolumeKeepsTheSource) {
-    InChild([&]() -> std::optional<std::string> {
+    InChild([&]() -> Obstacle {
         if (auto obstacle = MountTmpfs(m_assets.Path(), std::size_t{1} << 20)) return obstacle;
         const std::string big(std::size_t{3} << 20, 'x');
         Write(Tmp(), big);
         Write(m_assets / "a", "old");
         EXPECT_EQ(Move(Tmp(), m_assets / "free", Destination::Free), platform::kOpDiskFull);
         EXPECT_EQ(List(m_assets.Path()), Names{"a"});
-        EXPECT_EQ(ErrorOfMove(Tmp(), m_assets / "a"), modFileOps::kErrMoveFailed);
+        EXPECT_EQ(ErrorOfPlacing(Tmp(), m_assets / "a"), modFileOps::kErrMoveFailed);
         EXPECT_EQ(List(m_assets.Path()), (Names{"a", "a[1]."}));
         EXPECT_EQ(Read(m_assets / "a"), "old");
         EXPECT_EQ(Read(m_assets / "a[1]."), "");  // the reserved name stays
@@ -201,12 +201,12 @@ TEST_P(FileOperation, AFullVolumeKeepsTheSource) {
 }
 
 TEST_P(FileOperation, AReadOnlyVolumeKeepsTheSource) {
-    InChild([&]() -> std::optional<std::string> {
+    InChild([&]() -> Obstacle {
         if (auto obstacle = MountTmpfs(m_assets.Path(), std::size_t{1} << 20)) return obstacle;
         Write(m_assets / "a", "old");
         if (auto obstacle = MakeReadOnly(m_assets.Path())) return obstacle;
         EXPECT_EQ(Move(Tmp(), m_assets / "free", Destination::Free), 19);
-        EXPECT_EQ(ErrorOfMove(Tmp(), m_assets / "a"), 70);
+        EXPECT_EQ(ErrorOfPlacing(Tmp(), m_assets / "a"), 70);
         EXPECT_EQ(Read(Tmp()), "new");
         EXPECT_EQ(Move(m_assets / "a", *m_source / "moved", Destination::Free), 19);  // can't leave its place
         EXPECT_EQ(List(m_source->Path()), Names{"tmp"});
@@ -220,23 +220,28 @@ std::string ContentOf(int runner, int round) {
            std::string(100000, static_cast<char>('a' + runner));
 }
 
-constexpr int kRounds = 100;
-
-// One of two that finish the same name; `turn` lets both start every round together.
-void FinishTheSameName(int runner, const std::string& source, const std::string& assets,
-                       const std::function<void()>& turn) {
-    for (int round = 0; round < kRounds; ++round) {
-        const std::string tmp = source + "/" + std::to_string(runner);
-        const std::string content = ContentOf(runner, round);
-        Write(tmp, content);
-        turn();
-        const auto placed =
-            modFileOps::FileOperation(Wide(tmp), Wide(assets + "/photo.jpg"), platform::kOpMove, kRename, 0);
-        if (Read(Narrow(placed)) != content) ADD_FAILURE() << "not whole: " << Narrow(placed);
-    }
-}
-
-void ExpectAllWhole(const std::string& assets) {
+// Two that finish the same name; `start` runs the other one, of which it gives back how to await it.
+void FinishOneNameTwice(const std::string& source, const std::string& assets,
+                        const std::function<std::function<void()>(std::function<void()>)>& start) {
+    constexpr int kRounds = 100;
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+    const auto run = [&](int runner) {
+        for (int round = 0; round < kRounds; ++round) {
+            const std::string tmp = source + "/" + std::to_string(runner);
+            const std::string content = ContentOf(runner, round);
+            Write(tmp, content);
+            char byte = 0;  // both start every round together
+            if (write(ends[runner], &byte, 1) != 1 || read(ends[runner], &byte, 1) != 1) return;
+            const std::string placed = Place(tmp, assets + "/photo.jpg");
+            if (Read(placed) != content) ADD_FAILURE() << "not whole: " << placed;
+        }
+    };
+    const auto await = start([&] { run(1); });
+    run(0);
+    await();
+    close(ends[0]);
+    close(ends[1]);
     std::set<std::string> contents;
     for (const auto& name : List(assets)) contents.insert(Read(std::string(assets).append("/").append(name)));
     EXPECT_EQ(List(assets).size(), 2U * kRounds);
@@ -246,60 +251,26 @@ void ExpectAllWhole(const std::string& assets) {
     }
 }
 
-// Lets two ends, of threads or processes, wait for each other.
-class Meeting {
-  public:
-    Meeting() {
-        if (pipe(m_pipes[0].data()) != 0 || pipe(m_pipes[1].data()) != 0) throw std::runtime_error("pipe");
-    }
-    ~Meeting() {
-        for (const auto& ends : m_pipes) {
-            close(ends[0]);
-            close(ends[1]);
-        }
-    }
-    Meeting(const Meeting&) = delete;
-    Meeting& operator=(const Meeting&) = delete;
-
-    void Arrive(int runner) const {
-        char byte = 0;
-        if (write(m_pipes[runner][1], &byte, 1) != 1 || read(m_pipes[1 - runner][0], &byte, 1) != 1) {
-            throw std::runtime_error("the other end is gone");
-        }
-    }
-
-  private:
-    std::array<std::array<int, 2>, 2> m_pipes{};
-};
-
 TEST_P(FileOperation, TwoThreadsFinishingOneNameLeaveTwoHundredWholeFiles) {
-    const Meeting meeting;
-    const auto run = [&](int runner) {
-        FinishTheSameName(runner, m_source->Path(), m_assets.Path(), [&] { meeting.Arrive(runner); });
-    };
-    std::thread other(run, 1);
-    run(0);
-    other.join();
-    ExpectAllWhole(m_assets.Path());
+    FinishOneNameTwice(m_source->Path(), m_assets.Path(), [](std::function<void()> other) {
+        return [thread = std::make_shared<std::thread>(std::move(other))] { thread->join(); };
+    });
 }
 
 TEST_P(FileOperation, TwoProcessesFinishingOneNameLeaveTwoHundredWholeFiles) {
-    const Meeting meeting;
-    const auto run = [&](int runner) {
-        FinishTheSameName(runner, m_source->Path(), m_assets.Path(), [&] { meeting.Arrive(runner); });
-    };
-    const pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        alarm(60);  // the other one may fail
-        run(1);
-        _exit(HasFailure() ? 1 : 0);
-    }
-    run(0);
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
-    ExpectAllWhole(m_assets.Path());
+    FinishOneNameTwice(m_source->Path(), m_assets.Path(), [](const std::function<void()>& other) {
+        const pid_t child = fork();
+        if (child == 0) {
+            alarm(60);  // the first one may fail
+            other();
+            _exit(HasFailure() ? 1 : 0);
+        }
+        return [child] {
+            int status = 0;
+            EXPECT_EQ(waitpid(child, &status, 0), child);
+            EXPECT_EQ(status, 0);
+        };
+    });
 }
 
 TEST_P(FileOperation, AKilledMoveLeavesNoPartOfAFile) {

@@ -1,7 +1,7 @@
 #include "platform/file_system.h"
 
 #include "platform/shell_info.h"
-#include "tests/linux/scratch.h"
+#include "tests/linux/sandbox.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -16,7 +16,7 @@
 namespace tsasync {
 namespace {
 
-using namespace linuxtest;  // NOLINT(google-build-using-namespace)
+using namespace tests;  // NOLINT(google-build-using-namespace)
 using platform::FindFirst;
 
 // Sets the time zone for one test.
@@ -44,7 +44,7 @@ class TimeZone {
 
 class FileSystem : public ::testing::Test {
   protected:
-    std::u16string At(const std::string& name) const { return Wide(m_folder / name); }
+    std::u16string At(const std::string& name) const { return FromUtf8(m_folder / name); }
     ScratchFolder m_folder;
 };
 
@@ -78,11 +78,11 @@ TEST_F(FileSystem, KeepsNamesBeyondAnyBuffer) {
     std::string name =
         "/" + std::string(200, 'x') + "/" + std::string(80, 'y') + "/\xF0\x9F\x93\xB7 \xC3\xA4.jpg";
     std::string path = m_folder.Path();
-    ASSERT_EQ(platform::CreateFolder(Wide(path + name.substr(0, 201))), platform::CreateResult::Created);
-    ASSERT_EQ(platform::CreateFolder(Wide(path + name.substr(0, 282))), platform::CreateResult::Created);
-    ASSERT_EQ(platform::CreateNewFile(Wide(path + name)), platform::CreateResult::Created);
-    EXPECT_EQ(platform::CreateNewFile(Wide(path + name)), platform::CreateResult::Exists);
-    const auto found = FindFirst(Wide(path + name));
+    ASSERT_EQ(platform::CreateFolder(FromUtf8(path + name.substr(0, 201))), platform::CreateResult::Created);
+    ASSERT_EQ(platform::CreateFolder(FromUtf8(path + name.substr(0, 282))), platform::CreateResult::Created);
+    ASSERT_EQ(platform::CreateNewFile(FromUtf8(path + name)), platform::CreateResult::Created);
+    EXPECT_EQ(platform::CreateNewFile(FromUtf8(path + name)), platform::CreateResult::Exists);
+    const auto found = FindFirst(FromUtf8(path + name));
     ASSERT_TRUE(found);
     EXPECT_EQ(found->name, u"\U0001F4F7 \u00E4.jpg");
     EXPECT_EQ(platform::CreateNewFile(At(std::string(300, 'z'))), platform::CreateResult::Refused);
@@ -90,42 +90,38 @@ TEST_F(FileSystem, KeepsNamesBeyondAnyBuffer) {
 }
 
 TEST_F(FileSystem, MakesPathsAbsoluteByText) {
-    struct Case {
+    const struct {
         std::u16string_view path, full;
-    };
-    for (const Case& c : {
-             Case{u"/a/./b//c/../d/", u"/a/b/d"},
-             Case{u"//server/share", u"/server/share"},
-             Case{u"/..", u"/"},
-             Case{u"/", u"/"},
-             Case{u"/no such folder/x", u"/no such folder/x"},
-             Case{u"/C:/x", u"/C:/x"},
-             Case{u"", u""},
-         }) {
+    } cases[] = {{u"/a/./b//c/../d/", u"/a/b/d"},
+                 {u"//server/share", u"/server/share"},
+                 {u"/..", u"/"},
+                 {u"/", u"/"},
+                 {u"/no such folder/x", u"/no such folder/x"},
+                 {u"/C:/x", u"/C:/x"},
+                 {u"", u""}};
+    for (const auto& c : cases) {
         EXPECT_EQ(platform::FullPath(c.path), c.full);
     }
     char current[4096];
     ASSERT_NE(getcwd(current, sizeof current), nullptr);
-    EXPECT_EQ(platform::FullPath(u"x/../y"), Wide(current) + u"/y");
+    EXPECT_EQ(platform::FullPath(u"x/../y"), FromUtf8(current) + u"/y");
 }
 
 TEST_F(FileSystem, TellsTimesAsLocalDates) {
-    struct Case {
+    constexpr double kHour = 1.0 / 24;
+    Write(m_folder / "f", "");
+    const struct {
         const char* zone;
         std::time_t time;
         double date;
-    };
-    constexpr double kHour = 1.0 / 24;
-    Write(m_folder / "f", "");
-    for (const Case& c : {
-             Case{"UTC0", 0, 25569},
-             Case{"UTC0", 1710496799, 45366 + 9 * kHour + 59.0 / 1440 + 59.0 / 86400},
-             Case{"CET-1CEST,M3.5.0,M10.5.0/3", 1719835200, 45474 + 14 * kHour},  // summer time
-             Case{"CET-1CEST,M3.5.0,M10.5.0/3", 1705320000, 45306 + 13 * kHour},
-             Case{"EST5", 3600, 25568 + 20 * kHour},
-             Case{"UTC0", -1, 25568 + 86399.0 / 86400},
-             Case{"UTC0", -2147483648LL, 713 + 20 * kHour + 45.0 / 1440 + 52.0 / 86400},
-         }) {
+    } cases[] = {{"UTC0", 0, 25569},
+                 {"UTC0", 1710496799, 45366 + 9 * kHour + 59.0 / 1440 + 59.0 / 86400},
+                 {"CET-1CEST,M3.5.0,M10.5.0/3", 1719835200, 45474 + 14 * kHour},  // summer time
+                 {"CET-1CEST,M3.5.0,M10.5.0/3", 1705320000, 45306 + 13 * kHour},
+                 {"EST5", 3600, 25568 + 20 * kHour},
+                 {"UTC0", -1, 25568 + 86399.0 / 86400},
+                 {"UTC0", -2147483648LL, 713 + 20 * kHour + 45.0 / 1440 + 52.0 / 86400}};
+    for (const auto& c : cases) {
         const TimeZone zone(c.zone);
         const timespec times[2] = {{c.time, 0}, {c.time, 999999999}};
         ASSERT_EQ(utimensat(AT_FDCWD, (m_folder / "f").c_str(), times, 0), 0);
@@ -153,8 +149,8 @@ TEST_F(FileSystem, WritesOnlyTimesThatCanBe) {
     EXPECT_FALSE(platform::WriteFileTime(At("f"), platform::FileTime::LastWrite, std::nan("")));
     EXPECT_FALSE(platform::WriteFileTime(At("missing"), platform::FileTime::LastWrite, 40000));
     EXPECT_EQ(FindFirst(At("f"))->lastWriteTime, before->lastWriteTime);
-    EXPECT_TRUE(platform::WriteFileTime(Wide(m_folder.Path()), platform::FileTime::LastAccess, 40000.5));
-    EXPECT_EQ(FindFirst(Wide(m_folder.Path()))->lastAccessTime, 40000.5);
+    EXPECT_TRUE(platform::WriteFileTime(FromUtf8(m_folder.Path()), platform::FileTime::LastAccess, 40000.5));
+    EXPECT_EQ(FindFirst(FromUtf8(m_folder.Path()))->lastAccessTime, 40000.5);
 }
 
 TEST_F(FileSystem, PermissionsAndDotsAreAttributes) {
@@ -188,21 +184,19 @@ TEST_F(FileSystem, KeepsDosAttributesWhereTheVolumeDoes) {
     EXPECT_TRUE(platform::WriteAttributes(At("f"), 0x21));
     EXPECT_EQ(FindFirst(At("f"))->attributes, 0x21U);
 
-    struct Case {
+    using std::string_view_literals::operator""sv;
+    const struct {
         std::string_view stored;
         std::uint32_t attributes;
         bool writable;
-    };
-    using std::string_view_literals::operator""sv;
-    for (const Case& c : {
-             Case{"0x22"sv, 0x22, true},
-             Case{"0x22\0"sv, 0x22, true},
-             Case{"0x7fffffff"sv, 0x127, true},  // only what an entry can have
-             Case{"0x20\0\3\0\3\0rest"sv, 0x20, false},
-             Case{"rubbish"sv, 0x80, false},
-             Case{""sv, 0x80, false},
-             Case{"0xZZ"sv, 0x80, true},
-         }) {
+    } cases[] = {{"0x22"sv, 0x22, true},
+                 {"0x22\0"sv, 0x22, true},
+                 {"0x7fffffff"sv, 0x127, true},  // only what an entry can have
+                 {"0x20\0\3\0\3\0rest"sv, 0x20, false},
+                 {"rubbish"sv, 0x80, false},
+                 {""sv, 0x80, false},
+                 {"0xZZ"sv, 0x80, true}};
+    for (const auto& c : cases) {
         Write(file, "");
         ASSERT_EQ(chmod(file.c_str(), 0644), 0);
         ASSERT_EQ(setxattr(file.c_str(), "user.DOSATTRIB", c.stored.data(), c.stored.size(), 0), 0);

@@ -36,17 +36,13 @@ class Locale : public testing::Test {
 
 TEST_F(Locale, NumbersTheUsersLanguage) {
     const struct {
-        const char* all;
-        const char* messages;
-        const char* lang;
+        const char *all, *messages, *lang;
         std::int32_t language;
-    } cases[] = {
-        {nullptr, nullptr, nullptr, 0},          {"C.UTF-8", "de_DE.UTF-8", "fr_FR", 0},
-        {nullptr, "de_DE.UTF-8", "fr_FR", 1031}, {nullptr, "", "fr_FR.UTF-8", 1036},
-        {"de", nullptr, nullptr, 1031},          {"de_AT@euro", nullptr, nullptr, 3079},
-        {"en_GB.UTF-8", nullptr, nullptr, 2057}, {"pt_BR", nullptr, nullptr, 1046},
-        {"/../..\x01", nullptr, nullptr, 0},
-    };
+    } cases[] = {{nullptr, nullptr, nullptr, 0},          {"C.UTF-8", "de_DE.UTF-8", "fr_FR", 0},
+                 {nullptr, "de_DE.UTF-8", "fr_FR", 1031}, {nullptr, "", "fr_FR.UTF-8", 1036},
+                 {"de", nullptr, nullptr, 1031},          {"de_AT@euro", nullptr, nullptr, 3079},
+                 {"en_GB.UTF-8", nullptr, nullptr, 2057}, {"pt_BR", nullptr, nullptr, 1046},
+                 {"/../..\x01", nullptr, nullptr, 0}};
     for (const auto& c : cases) {
         Set(c.all, c.messages, c.lang);
         EXPECT_EQ(UserDefaultLanguage(), c.language) << (c.all != nullptr ? c.all : "");

@@ -3,10 +3,6 @@
 #include "automation/Utf8.h"
 #include "platform/app_log.h"
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-
 namespace tsasync {
 
 void platform::LogEntry(std::u16string_view text) { tests::Logged().emplace_back(text); }
@@ -24,31 +20,11 @@ std::string Pattern(std::size_t size) {
     return bytes;
 }
 
-std::string ReadFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-void WriteFile(const std::string& path, const std::string& content) {
-    std::ofstream(path, std::ios::binary) << content;
-}
-
-TempFolder::TempFolder(const std::string& parent) {
-    std::string pattern = parent + "/tsasync-reader-XXXXXX";
-    m_path = g_mkdtemp(pattern.data());
-}
-
-TempFolder::~TempFolder() {
-    if (getpid() != m_process) return;
-    std::error_code ignored;
-    std::filesystem::remove_all(m_path, ignored);
-}
-
 namespace {
 
 // The tests' own home: no settings of the user's, no files among the user's.
 struct Home {
-    TempFolder folder;
+    ScratchFolder folder;
     Home() {
         g_setenv("XDG_CACHE_HOME", folder.Path().c_str(), TRUE);
         g_setenv("HOME", folder.Path().c_str(), TRUE);

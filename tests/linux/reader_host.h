@@ -1,9 +1,9 @@
 #pragma once
 
 #include "platform/url_reader.h"
+#include "tests/linux/scratch.h"
 
 #include <glib.h>
-#include <unistd.h>
 
 #include <functional>
 #include <map>
@@ -64,27 +64,8 @@ std::vector<std::u16string>& Logged();
 // So many bytes that look like data.
 std::string Pattern(std::size_t size);
 
-std::string ReadFile(const std::string& path);
-void WriteFile(const std::string& path, const std::string& content);
-
 // Where the reader puts its files when they are wanted on the same volume; empty at the start of a test
 // program.
 const std::string& CacheFolder();
-
-// A new empty folder, removed with all in it at the end, but not by a child that the process forked off.
-class TempFolder {
-  public:
-    explicit TempFolder(const std::string& parent = "/tmp");
-    ~TempFolder();
-    TempFolder(const TempFolder&) = delete;
-    TempFolder& operator=(const TempFolder&) = delete;
-
-    const std::string& Path() const { return m_path; }
-    std::string operator/(const std::string& name) const { return m_path + "/" + name; }
-
-  private:
-    std::string m_path;
-    const pid_t m_process = getpid();
-};
 
 }  // namespace tsasync::tests

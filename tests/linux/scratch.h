@@ -1,54 +1,58 @@
 #pragma once
 
-#include <functional>
-#include <optional>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
 #include <string>
+#include <system_error>
 #include <vector>
 
-// Real folders and volumes for tests of the system's file services.
-namespace tsasync::linuxtest {
+namespace tsasync::tests {
 
-// A new folder, removed with all that is in it. `base`: the folder to make it in.
+// A new folder, removed with all that is in it at the end, but not by a child that the process forked off.
 class ScratchFolder {
   public:
-    explicit ScratchFolder(const std::string& base = TemporaryBase());
-    ~ScratchFolder();
+    explicit ScratchFolder(const std::string& base = TemporaryBase()) : m_path(base + "/tsasync-test-XXXXXX") {
+        if (mkdtemp(m_path.data()) == nullptr) throw std::runtime_error("can't make a folder in " + base);
+    }
+    ~ScratchFolder() {
+        std::error_code ignored;
+        if (getpid() == m_process) std::filesystem::remove_all(m_path, ignored);
+    }
     ScratchFolder(const ScratchFolder&) = delete;
     ScratchFolder& operator=(const ScratchFolder&) = delete;
 
     std::string operator/(const std::string& name) const { return m_path + "/" + name; }
     const std::string& Path() const { return m_path; }
 
-    static std::string TemporaryBase();
+    static std::string TemporaryBase() { return std::filesystem::temp_directory_path().string(); }
 
   private:
     std::string m_path;
+    const pid_t m_process = getpid();
 };
 
-// A folder on another volume than that of TemporaryBase(); nothing when this machine has none to write to.
-std::optional<std::string> OtherVolume();
+inline void Write(const std::string& path, const std::string& content) {
+    std::ofstream file(path, std::ios::binary);
+    if (!(file << content).flush()) throw std::runtime_error("can't write " + path);
+}
 
-void Write(const std::string& path, const std::string& content);
-std::string Read(const std::string& path);                 // throws when it can't be read
-std::vector<std::string> List(const std::string& folder);  // names in order, "." and ".." left out
+// Nothing when it can't be read.
+inline std::string Read(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
 
-std::u16string Wide(const std::string& text);
-std::string Narrow(const std::u16string& text);
+inline std::vector<std::string> List(const std::string& folder) {  // names in order
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) names.push_back(entry.path().filename());
+    std::sort(names.begin(), names.end());
+    return names;
+}
 
-// Runs `body` in a child process, where its failures are reported and then fail the test here. `body` returns
-// why it could not run on this machine, or nothing; the reason skips the test.
-void InChild(const std::function<std::optional<std::string>()>& body);
-
-// In a child only: gives it mounts of its own and puts a tmpfs of `bytes` on `folder`.
-std::optional<std::string> MountTmpfs(const std::string& folder, std::size_t bytes);
-// In a child only: makes a mounted folder read-only.
-std::optional<std::string> MakeReadOnly(const std::string& folder);
-// In a child only: gives up the rights of the superuser, to whom no permission applies.
-void BecomeNobody();
-// In a child only: the kernel refuses what simple file systems do: renaming without replacing, files without
-// name.
-std::optional<std::string> RefuseModernCalls();
-// In a child only: the kernel refuses a second name for a file.
-std::optional<std::string> RefuseLinks();
-
-}  // namespace tsasync::linuxtest
+}  // namespace tsasync::tests

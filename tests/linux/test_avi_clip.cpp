@@ -12,8 +12,7 @@ namespace {
 
 struct Made {
     std::int32_t number;
-    std::size_t bytes;
-    std::size_t frames;
+    std::size_t bytes, frames;
 };
 
 TEST(AviClip, PlaysTheComponentsClips) {

@@ -84,7 +84,7 @@ struct DesktopProxyTest : testing::Test {
         platform::reader::Timing().connect = std::chrono::seconds(4);
     }
 
-    TempFolder assets;
+    ScratchFolder assets;
     ReaderHost host{assets.Path()};
     std::promise<std::string> answer;
     MisbehavingServer proxy{
@@ -98,13 +98,13 @@ TEST_F(DesktopProxyTest, IsWaitedForByNobodyElseAndRemembered) {
                               Send(Head("Content-Length: 3\r\n") + "two")});
     const std::string server = "http://127.0.0.1:" + std::to_string(direct.Port());
     host.Start("http://slow.invalid/x", "slow");
-    EXPECT_EQ(ReadFile(host.Read(server + "/one").path), "one");
-    EXPECT_EQ(ReadFile(host.Read(server + "/two").path), "two");
+    EXPECT_EQ(Read(host.Read(server + "/one").path), "one");
+    EXPECT_EQ(Read(host.Read(server + "/two").path), "two");
     EXPECT_EQ(Desktop::Get().Asked(server + "/"), 1);
     EXPECT_FALSE(host.Of("slow").completed);
     answer.set_value(address);
     ASSERT_TRUE(host.RunUntil([&] { return host.Of("slow").completed; }));
-    EXPECT_EQ(ReadFile(host.Of("slow").path), Body());
+    EXPECT_EQ(Read(host.Of("slow").path), Body());
     EXPECT_EQ(direct.Complaint() + proxy.Complaint(), "");
 }
 
@@ -112,7 +112,7 @@ TEST_F(DesktopProxyTest, LeadsToFileServersByTheFirstThatCanBeUsed) {
     MisbehavingServer web({Ask("GET ftp://files.invalid/x "), Send(Head("Content-Length: 5\r\n") + "hello")});
     answer.set_value("odd://127.0.0.1:1 ftp://127.0.0.1:" + std::to_string(web.Port()));
     Desktop::Get().Answer("ftp://files.invalid:21/", answer.get_future().share());
-    EXPECT_EQ(ReadFile(host.Read("ftp://files.invalid/x").path), "hello");
+    EXPECT_EQ(Read(host.Read("ftp://files.invalid/x").path), "hello");
 }
 
 TEST_F(DesktopProxyTest, TakesNoPlaceWhileItIsAsked) {
@@ -122,8 +122,8 @@ TEST_F(DesktopProxyTest, TakesNoPlaceWhileItIsAsked) {
         Desktop::Get().Answer(origin + ":80/", never);
         host.Start(origin + "/x", std::to_string(i));
     }
-    WriteFile(assets / "file", "hello");
-    EXPECT_EQ(ReadFile(host.Read("file://" + (assets / "file")).path), "hello");
+    Write(assets / "file", "hello");
+    EXPECT_EQ(Read(host.Read("file://" + (assets / "file")).path), "hello");
     for (int i = 0; i < 70; ++i) EXPECT_TRUE(host.Of(std::to_string(i)).codes.empty());
     host.Reader().CancelAsyncRead(u"0");
     answer.set_value("http://127.0.0.1:1");

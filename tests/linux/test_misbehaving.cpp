@@ -62,7 +62,7 @@ TEST_P(MisbehavingTest, EndsAsItShould) {
     const Case& expected = GetParam();
     RemoveKept();
     MisbehavingServer server(expected.conversation);
-    TempFolder assets;
+    ScratchFolder assets;
     ReaderHost host(assets.Path());
     const std::string url = "http://127.0.0.1:" + std::to_string(server.Port()) + "/file.bin";
     Heard heard = host.Read(url);
@@ -70,7 +70,7 @@ TEST_P(MisbehavingTest, EndsAsItShould) {
     // on.
     for (int again = 0; again < 3 && server.AwaitsMore(); ++again) heard = host.Read(url);
     EXPECT_EQ(heard.failure, expected.failure) << heard.description;
-    EXPECT_EQ(heard.path.empty() ? "" : ReadFile(heard.path), expected.content);
+    EXPECT_EQ(heard.path.empty() ? "" : Read(heard.path), expected.content);
     std::filesystem::remove(heard.path);
     EXPECT_EQ(server.Complaint(), "");
     EXPECT_EQ(KeptBytes(), expected.kept);
@@ -89,7 +89,7 @@ std::string CaseName(const testing::TestParamInfo<Case>& info) {
 }
 
 struct SilentServerTest : testing::Test {
-    TempFolder assets;
+    ScratchFolder assets;
     ReaderHost host{assets.Path()};
 };
 
@@ -126,7 +126,7 @@ TEST_F(SilentServerTest, IsGivenUpWhileFilesAreCopied) {
     host.Start("http://127.0.0.1:" + std::to_string(server.Port()) + "/file", "silent");
     // Of many sizes, so that they never end all in one turn.
     for (int i = 0; i < 7; ++i) {
-        WriteFile(assets / std::to_string(i), "x");
+        Write(assets / std::to_string(i), "x");
         std::filesystem::resize_file(assets / std::to_string(i), static_cast<std::uintmax_t>(10 + i) << 20);
     }
     int left = 2000;

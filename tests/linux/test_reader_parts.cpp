@@ -23,7 +23,7 @@ namespace tsasync::tests {
 namespace {
 
 TEST(PartialFile, LeavesTheLargerDataOfOneVersionAndTheNewerOfTwo) {
-    const TempFolder place;
+    const ScratchFolder place;
     const auto folder = std::get<std::shared_ptr<platform::reader::PrivateFolder>>(
         platform::reader::PrivateFolder::Open(place / "own"));
     const auto source = std::get<platform::reader::SourceUrl>(
@@ -45,12 +45,12 @@ TEST(PartialFile, LeavesTheLargerDataOfOneVersionAndTheNewerOfTwo) {
     }
     for (const auto& entry : std::filesystem::directory_iterator(place / "own")) {
         if (entry.is_directory()) continue;
-        EXPECT_EQ(ReadFile(entry.path()).find("secret"), std::string::npos);
+        EXPECT_EQ(Read(entry.path()).find("secret"), std::string::npos);
     }
 }
 
 TEST(PartialFile, FailsWhenClosingFailsAndLeavesNothing) {
-    const TempFolder place;
+    const ScratchFolder place;
     const auto folder = std::get<std::shared_ptr<platform::reader::PrivateFolder>>(
         platform::reader::PrivateFolder::Open(place / "own"));
     std::string path;
@@ -66,8 +66,8 @@ TEST(PartialFile, FailsWhenClosingFailsAndLeavesNothing) {
 }
 
 TEST(DigestCheck, TellsAReadErrorFromAnotherContent) {
-    const TempFolder place;
-    WriteFile(place / "file", "hello");
+    const ScratchFolder place;
+    Write(place / "file", "hello");
     platform::reader::Digests digests;
     digests.md5 = std::string(16, 'x');
     const int unreadable = open((place / "file").c_str(), O_WRONLY | O_CLOEXEC);
@@ -78,7 +78,7 @@ TEST(DigestCheck, TellsAReadErrorFromAnotherContent) {
 }
 
 TEST(PrivateFolder, HasAnotherPlaceWhereTheBestIsNone) {
-    const TempFolder assets;
+    const ScratchFolder assets;
     const std::string beside = std::filesystem::path(assets.Path()).parent_path() / ".QMASYN10";
     std::filesystem::create_symlink(assets.Path(), assets / "self");
     for (const char* name : {"", "/", "/.", "/./", "//.", "/self", "/self/."}) {
@@ -89,7 +89,7 @@ TEST(PrivateFolder, HasAnotherPlaceWhereTheBestIsNone) {
 }
 
 TEST(PrivateFolder, TellsThatTooManyFilesAreOpenAndLeavesNoSession) {
-    const TempFolder place;
+    const ScratchFolder place;
     // With its descriptors, since a sanitizer needs some for the first look at an object's type.
     EXPECT_TRUE(std::holds_alternative<std::shared_ptr<platform::reader::PrivateFolder>>(
         platform::reader::PrivateFolder::Open(place / "other")));
@@ -109,7 +109,7 @@ TEST(PrivateFolder, TellsThatTooManyFilesAreOpenAndLeavesNoSession) {
 
 // A sweep must not look like a reader of what it only looks at.
 TEST(PrivateFolder, SweepsWithoutLockingWhatStays) {
-    const TempFolder place;
+    const ScratchFolder place;
     const auto open = [&] {
         return std::get<std::shared_ptr<platform::reader::PrivateFolder>>(
             platform::reader::PrivateFolder::Open(place / "own"));
@@ -137,7 +137,7 @@ TEST(PrivateFolder, SweepsWithoutLockingWhatStays) {
 
 // One process may remove the folder as an empty one while another is about to use it.
 TEST(PrivateFolder, OpensWhileOthersLeaveIt) {
-    const TempFolder place;
+    const ScratchFolder place;
     const auto openAndLeave = [&] {
         for (int i = 0; i < 300; ++i) {
             const auto folder = platform::reader::PrivateFolder::Open(place / "own");

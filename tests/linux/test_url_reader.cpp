@@ -94,7 +94,7 @@ struct UrlReaderTest : testing::Test {
     static void TearDownTestSuite() { s_web.reset(); }
 
     static inline std::optional<WebServer> s_web;
-    TempFolder folder;
+    ScratchFolder folder;
     WebServer& web = *s_web;
     ReaderHost host{folder.Path()};
 };
@@ -107,7 +107,7 @@ TEST_F(UrlReaderTest, NotifiesInOrderAndGivesTheWholeFile) {
     EXPECT_EQ(heard.bytesMax, 3'000'000);
     EXPECT_EQ(heard.target, web / "big");
     ASSERT_NE(heard.path, "") << heard.description;
-    EXPECT_EQ(ReadFile(heard.path), Pattern(3'000'000));
+    EXPECT_EQ(Read(heard.path), Pattern(3'000'000));
 }
 
 // Whatever process dies while its receiver copies a large file, the data is named and stays.
@@ -141,7 +141,7 @@ TEST_F(UrlReaderTest, FollowsARedirectionAndTellsWhereItLed) {
     EXPECT_EQ(heard.codes, (std::vector<std::int32_t>{1, 2, 11, 3, 13, 4, 5, 6}));
     EXPECT_EQ(heard.target, web / "text");
     EXPECT_EQ(heard.mimeType, "text/html");
-    EXPECT_EQ(ReadFile(heard.path), "hello");
+    EXPECT_EQ(Read(heard.path), "hello");
 }
 
 TEST_F(UrlReaderTest, LetsTheContentDecideWhatTheServerDoesNotSay) {
@@ -156,16 +156,16 @@ TEST_F(UrlReaderTest, ReadsAnEmptyFile) {
 }
 
 TEST_F(UrlReaderTest, ReadsAFileOfThisMachine) {
-    WriteFile(folder / "a b.html", Pattern(2'500'000));
+    Write(folder / "a b.html", Pattern(2'500'000));
     const Heard heard = host.Read("file://" + (folder / "a%20b.html"));
     ASSERT_NE(heard.path, "") << heard.description;
-    EXPECT_EQ(ReadFile(heard.path), Pattern(2'500'000));
+    EXPECT_EQ(Read(heard.path), Pattern(2'500'000));
     EXPECT_EQ(heard.bytesMax, 2'500'000);
     EXPECT_EQ(heard.codes.back(), 6);
 }
 
 struct OnAnotherVolumeTest : testing::Test {
-    TempFolder volume{"/dev/shm"};
+    ScratchFolder volume{"/dev/shm"};
     const std::filesystem::path start = std::filesystem::current_path();
     void SetUp() override {
         struct stat here {};
@@ -175,7 +175,7 @@ struct OnAnotherVolumeTest : testing::Test {
             GTEST_SKIP() << "needs another volume at /dev/shm";
         std::filesystem::current_path(volume.Path());
         std::filesystem::create_directory("assets");
-        WriteFile("source", "hello");
+        Write("source", "hello");
     }
     void TearDown() override { std::filesystem::current_path(start); }
     std::string Place(const std::string& assets) {
@@ -189,10 +189,10 @@ TEST_F(OnAnotherVolumeTest, ReadsBesideARelativeAssetsFolder) {
 }
 
 TEST_F(OnAnotherVolumeTest, ReadsIntoTheCacheWhereThePlaceBesideIsTaken) {
-    WriteFile(".QMASYN10", "somebody's file");
+    Write(".QMASYN10", "somebody's file");
     const std::string path = Place(volume / "assets");
     EXPECT_TRUE(path.starts_with(CacheFolder()));
-    EXPECT_EQ(ReadFile(path), "hello");
+    EXPECT_EQ(Read(path), "hello");
 }
 
 struct BadUrl {
@@ -248,13 +248,13 @@ TEST_F(UrlReaderTest, ReadsThousandsAtOnce) {
     for (int i = 0; i < kCount; ++i)
         ASSERT_EQ(host.Start(web / ("small/" + std::to_string(i)), std::to_string(i)), 0);
     ASSERT_TRUE(host.RunUntil([&] { return host.AllCompleted(); }));
-    for (int i = 0; i < kCount; ++i) EXPECT_EQ(ReadFile(host.Of(std::to_string(i)).path), std::to_string(i));
+    for (int i = 0; i < kCount; ++i) EXPECT_EQ(Read(host.Of(std::to_string(i)).path), std::to_string(i));
 }
 
 TEST_F(UrlReaderTest, GivesPlacesThatComeFreeAllAtOnceToTheNextReads) {
-    WriteFile(folder / "big", Pattern(1));
+    Write(folder / "big", Pattern(1));
     std::filesystem::resize_file(folder / "big", 1 << 30);
-    WriteFile(folder / "small", "hello");
+    Write(folder / "small", "hello");
     host.Start("file://" + (folder / "big"), "big");
     ASSERT_TRUE(host.RunUntil([&] { return host.Of("big").codes.size() > 3; }));
     // While a part of it is copied the reader gets all this, and then the first six end in one turn.
@@ -290,7 +290,7 @@ TEST_F(UrlReaderTest, DeliversNothingAfterACancelEvenUnderTheSameName) {
     host.Start(web / "text", "Key");
     ASSERT_TRUE(host.RunUntil([&] { return host.AllCompleted(); }));
     EXPECT_EQ(host.Of("Key").codes, (std::vector<std::int32_t>{1, 2, 11, 13, 4, 5, 6}));
-    EXPECT_EQ(ReadFile(host.Of("Key").path), "hello");
+    EXPECT_EQ(Read(host.Of("Key").path), "hello");
 }
 
 // While a host's handler runs a modal loop, the other kind of notification goes on.
@@ -341,7 +341,7 @@ TEST_F(UrlReaderTest, EndsWithReadsRunningAndNoLoop) {
             if (round % 2 == 0) other.RunUntil([&] { return other.Of("1").completed; });
         }).join();
     }
-    EXPECT_EQ(ReadFile(host.Read(web / "text").path), "hello");
+    EXPECT_EQ(Read(host.Read(web / "text").path), "hello");
 }
 
 // A thread without a context of its own shares the default one with whoever runs that.

@@ -19,8 +19,7 @@ using testplatform::FireComplete;
 using testplatform::FireProgress;
 
 struct Event {
-    std::u16string what;
-    std::u16string key;
+    std::u16string what, key;
     std::int32_t type;
     std::u16string data;
     bool operator==(const Event&) const = default;

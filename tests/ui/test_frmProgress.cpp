@@ -152,12 +152,10 @@ TEST_F(FrmProgress, ReadsAsAWhole) {
 
 struct Progress {
     double seconds;
-    std::int32_t sofar;
-    std::int32_t total;
+    std::int32_t sofar, total;
     std::u16string_view title;
     float bar;
-    std::u16string_view timeLeft;
-    std::u16string_view rate;
+    std::u16string_view timeLeft, rate;
 };
 
 TEST_F(FrmProgress, CountsOnTheSecondAndNeverOverflows) {

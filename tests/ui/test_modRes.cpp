@@ -18,9 +18,7 @@ class ModRes : public testing::Test {
 };
 
 struct Lookup {
-    std::int32_t language;
-    std::int32_t user;
-    std::int32_t id;
+    std::int32_t language, user, id;
     std::u16string_view text;
 };
 
@@ -56,8 +54,7 @@ TEST_F(ModRes, FindsTheTextInTheChosenLanguageThenTheUsersThenInEnglish) {
         {1033, 1033, 118, u""},
         {1033, 1033, 5000, u""},
         {1033, 1033, -5, u""},
-        {1033, 1033, 2147483647, u""},
-    };
+        {1033, 1033, 2147483647, u""}};
     for (const Lookup& lookup : lookups) ExpectFound(lookup);
 }
 

@@ -1,6 +1,4 @@
-#include "tests/linux/scratch.h"
-
-#include "automation/Utf8.h"
+#include "tests/linux/sandbox.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -15,25 +13,19 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <span>
-#include <sstream>
 #include <stdexcept>
 #include <system_error>
-#include <utility>
 
-namespace tsasync::linuxtest {
+namespace tsasync::tests {
 
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr int kSkipped = 77;
 
@@ -47,7 +39,7 @@ dev_t VolumeOf(const std::string& path) {
 }
 
 // A mount namespace; without the superuser's rights inside a user namespace, where they are to be had.
-std::optional<std::string> OwnMounts() {
+Obstacle OwnMounts() {
     const uid_t user = getuid();
     const gid_t group = getgid();
     const int flags = user == 0 ? CLONE_NEWNS : CLONE_NEWNS | CLONE_NEWUSER;
@@ -61,18 +53,14 @@ std::optional<std::string> OwnMounts() {
     return std::nullopt;
 }
 
+Obstacle Install(std::span<sock_filter> filter) {
+    const sock_fprog program{static_cast<unsigned short>(filter.size()), filter.data()};
+    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0) return Because("no_new_privs");
+    if (prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0) return Because("no seccomp filter");
+    return std::nullopt;
+}
+
 }  // namespace
-
-std::string ScratchFolder::TemporaryBase() { return fs::temp_directory_path().string(); }
-
-ScratchFolder::ScratchFolder(const std::string& base) : m_path(base + "/tsasync-test-XXXXXX") {
-    if (mkdtemp(m_path.data()) == nullptr) throw std::runtime_error(Because("mkdtemp"));
-}
-
-ScratchFolder::~ScratchFolder() {
-    std::error_code ignored;
-    fs::remove_all(m_path, ignored);
-}
 
 std::optional<std::string> OtherVolume() {
     for (const char* const candidate : {"/dev/shm", "/var/tmp", "/run/lock"}) {
@@ -83,32 +71,7 @@ std::optional<std::string> OtherVolume() {
     return std::nullopt;
 }
 
-void Write(const std::string& path, const std::string& content) {
-    std::ofstream file(path, std::ios::binary);
-    file << content;
-    if (!file.flush()) throw std::runtime_error("can't write " + path);
-}
-
-std::string Read(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file) throw std::runtime_error("can't read " + path);
-    std::ostringstream content;
-    content << file.rdbuf();
-    return std::move(content).str();
-}
-
-std::vector<std::string> List(const std::string& folder) {
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(folder))
-        names.push_back(entry.path().filename().string());
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
-std::u16string Wide(const std::string& text) { return FromUtf8(text); }
-std::string Narrow(const std::u16string& text) { return ToUtf8(text); }
-
-void InChild(const std::function<std::optional<std::string>()>& body) {
+void InChild(const std::function<Obstacle()>& body) {
     std::fflush(nullptr);
     const pid_t child = fork();
     ASSERT_GE(child, 0);
@@ -131,14 +94,14 @@ void InChild(const std::function<std::optional<std::string>()>& body) {
     EXPECT_EQ(WEXITSTATUS(status), EXIT_SUCCESS) << "failed in the child process, see above";
 }
 
-std::optional<std::string> MountTmpfs(const std::string& folder, std::size_t bytes) {
+Obstacle MountTmpfs(const std::string& folder, std::size_t bytes) {
     if (auto obstacle = OwnMounts()) return obstacle;
     const std::string options = "size=" + std::to_string(bytes);
     if (mount("tmpfs", folder.c_str(), "tmpfs", 0, options.c_str()) != 0) return Because("no tmpfs");
     return std::nullopt;
 }
 
-std::optional<std::string> MakeReadOnly(const std::string& folder) {
+Obstacle MakeReadOnly(const std::string& folder) {
     if (mount(nullptr, folder.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr) != 0)
         return Because("no remount");
     return std::nullopt;
@@ -152,18 +115,7 @@ void BecomeNobody() {
     }
 }
 
-namespace {
-
-std::optional<std::string> Install(std::span<sock_filter> filter) {
-    const sock_fprog program{static_cast<unsigned short>(filter.size()), filter.data()};
-    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0) return Because("no_new_privs");
-    if (prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0) return Because("no seccomp filter");
-    return std::nullopt;
-}
-
-}  // namespace
-
-std::optional<std::string> RefuseModernCalls() {
+Obstacle RefuseModernCalls() {
     constexpr auto kArgument = [](int index) {
         return static_cast<std::uint32_t>(offsetof(seccomp_data, args) + sizeof(std::uint64_t) * index);
     };
@@ -183,7 +135,7 @@ std::optional<std::string> RefuseModernCalls() {
     return Install(filter);
 }
 
-std::optional<std::string> RefuseLinks() {
+Obstacle RefuseLinks() {
     sock_filter filter[] = {
         BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
         BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_link, 0, 1),
@@ -193,4 +145,4 @@ std::optional<std::string> RefuseLinks() {
     return Install(filter);
 }
 
-}  // namespace tsasync::linuxtest
+}  // namespace tsasync::tests
