@@ -35,6 +35,12 @@ class ComTest : public testing::Test {
         return handle.Text();
     }
 
+    std::u16string HandleOf(std::u16string_view url) {
+        host::Bstr handle;
+        host::Check(manager->GetHDL(host::Bstr(url), handle.Put()));
+        return handle.Text();
+    }
+
     // The record of the next StateChanged that `action` raises.
     host::ComPtr<_CDLItem> ItemFrom(const std::function<void()>& action) {
         host::ComPtr<_CDLItem> seen;

@@ -60,20 +60,15 @@ TEST_F(Errors, AreAnnouncedForTheInterfacesOfTheObject) {
     EXPECT_EQ(support->InterfaceSupportsErrorInfo(IID__CDLItem), S_FALSE);
 }
 
-struct NumberPair {
-    std::int32_t number;
-    HRESULT result;
-};
-
 TEST(ErrorNumbers, MapBothWays) {
-    const NumberPair pairs[] = {{1, static_cast<HRESULT>(0x800A0001u)},
-                                {53, static_cast<HRESULT>(0x800A0035u)},
-                                {65535, static_cast<HRESULT>(0x800AFFFFu)},
-                                {kUnknownHandle, kUnknownHandle},
-                                {E_FAIL, E_FAIL}};
-    for (const NumberPair& pair : pairs) {
-        EXPECT_EQ(com::ResultOf(pair.number), pair.result);
-        EXPECT_EQ(com::NumberOf(pair.result), pair.number);
+    const std::pair<std::int32_t, std::uint32_t> pairs[] = {{1, 0x800A0001u},
+                                                            {53, 0x800A0035u},
+                                                            {65535, 0x800AFFFFu},
+                                                            {kUnknownHandle, 0x800407D1u},
+                                                            {E_FAIL, 0x80004005u}};
+    for (const auto& [number, result] : pairs) {
+        EXPECT_EQ(static_cast<std::uint32_t>(com::ResultOf(number)), result);
+        EXPECT_EQ(com::NumberOf(static_cast<HRESULT>(result)), number);
     }
     EXPECT_EQ(com::ResultOf(0), E_FAIL) << "an error must not look like success";
     EXPECT_EQ(com::ResultOf(65536), E_FAIL);

@@ -29,30 +29,22 @@ class Value {
         m_variant.bstrVal = SysAllocStringLen(nullptr, static_cast<UINT>(text.size()));
         std::copy(text.begin(), text.end(), m_variant.bstrVal);
     }
-    static Value Long(LONG number) {
-        return Plain(VT_I4, [&](VARIANT& v) { v.lVal = number; });
+    // Of a type, with what the member for it holds.
+    template <typename T>
+    Value(int type, T VARIANT::*member, T content) : Value() {
+        m_variant.vt = static_cast<VARTYPE>(type);
+        m_variant.*member = content;
     }
-    static Value Real(double number) {
-        return Plain(VT_R8, [&](VARIANT& v) { v.dblVal = number; });
-    }
-    static Value Date(DATE date) {
-        return Plain(VT_DATE, [&](VARIANT& v) { v.date = date; });
-    }
+    static Value Long(LONG number) { return {VT_I4, &VARIANT::lVal, number}; }
+    static Value Real(double number) { return {VT_R8, &VARIANT::dblVal, number}; }
+    static Value Date(DATE date) { return {VT_DATE, &VARIANT::date, date}; }
     static Value Bool(bool value) {
-        return Plain(VT_BOOL, [&](VARIANT& v) { v.boolVal = value ? VARIANT_TRUE : VARIANT_FALSE; });
+        return {VT_BOOL, &VARIANT::boolVal, static_cast<VARIANT_BOOL>(value ? VARIANT_TRUE : VARIANT_FALSE)};
     }
-    static Value ByRef(VARIANT_BOOL& value) {
-        return Plain(VT_BYREF | VT_BOOL, [&](VARIANT& v) { v.pboolVal = &value; });
-    }
-    static Value ByRef(VARIANT& value) {
-        return Plain(VT_BYREF | VT_VARIANT, [&](VARIANT& v) { v.pvarVal = &value; });
-    }
-    static Value Null() {
-        return Plain(VT_NULL, [](VARIANT&) {});
-    }
-    static Value Omitted() {
-        return Plain(VT_ERROR, [](VARIANT& v) { v.scode = DISP_E_PARAMNOTFOUND; });
-    }
+    static Value ByRef(VARIANT_BOOL& value) { return {VT_BYREF | VT_BOOL, &VARIANT::pboolVal, &value}; }
+    static Value ByRef(VARIANT& value) { return {VT_BYREF | VT_VARIANT, &VARIANT::pvarVal, &value}; }
+    static Value Null() { return {VT_NULL, &VARIANT::lVal, LONG{0}}; }
+    static Value Omitted() { return {VT_ERROR, &VARIANT::scode, DISP_E_PARAMNOTFOUND}; }
 
     VARIANT& Get() { return m_variant; }
     const VARIANT& Get() const { return m_variant; }
@@ -65,14 +57,6 @@ class Value {
     }
 
   private:
-    template <typename Fill>
-    static Value Plain(int type, const Fill& fill) {
-        Value value;
-        fill(value.m_variant);
-        value.m_variant.vt = static_cast<VARTYPE>(type);
-        return value;
-    }
-
     VARIANT m_variant;
 };
 

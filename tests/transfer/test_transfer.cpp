@@ -90,15 +90,6 @@ TEST_F(Control, KeyInUseIsRefusedAndTheFirstReadGoesOn) {
     EXPECT_EQ(testplatform::OpenReads().size(), 1u);
 }
 
-TEST_F(Control, RefusedStartKeepsItsKeyUntilItIsCancelled) {
-    testplatform::RefuseReads(platform::kErrInvalidUrl);
-    EXPECT_EQ(StartError(control, u"[h]").number, platform::kErrInvalidUrl);
-    testplatform::RefuseReads(0);
-    EXPECT_EQ(StartError(control, u"[h]").number, 457);
-    EXPECT_TRUE(control.CancelDownload(u"[h]"));
-    EXPECT_TRUE(control.DownloadFile(u"[h]", u"http://a/", 1));
-}
-
 TEST_F(Control, FailedCancelChangesNothing) {
     control.DownloadFile(u"[h]", u"http://a/", 1);
     testplatform::RefuseCancels(platform::kErrCannotConnect);
@@ -106,31 +97,6 @@ TEST_F(Control, FailedCancelChangesNothing) {
     testplatform::RefuseCancels(0);
     EXPECT_EQ(StartError(control, u"[h]").number, 457);
     EXPECT_FALSE(control.CancelDownload(u"[unknown]"));
-}
-
-TEST_F(Control, KeyIsFreeInsideItsCompletion) {
-    for (const bool failed : {false, true}) {
-        receiver.events.clear();
-        control.DownloadFile(u"[a|b|2]", u"http://a/", 1, u"x");
-        receiver.then = [&] { EXPECT_TRUE(control.DownloadFile(u"[a|b|2]", u"http://b/", 2, u"y")); };
-        FireComplete(failed ? testplatform::Failed(u"[a|b|2]", platform::kErrDownloadFailure)
-                            : testplatform::Done(u"[a|b|2]", u"C:\\tmp\\1", u"http://a/"));
-        receiver.then = [] {};
-        FireProgress(testplatform::Bytes(u"[a|b|2]", 1, 1));
-        EXPECT_EQ(receiver.events, (std::vector<Event>{{u"complete", u"[a|b|2]", 1, u"x"},
-                                                       {u"progress", u"[a|b|2]", 2, u"y"}}));
-        control.CancelDownload(u"[a|b|2]");
-    }
-}
-
-TEST_F(Control, LateNotificationGoesBackAsError) {
-    control.DownloadFile(u"[h]", u"http://a/", 1);
-    FireComplete(testplatform::Done(u"[h]", u"C:\\tmp\\1", u"http://a/"));
-    EXPECT_FALSE(control.CancelDownload(u"[h]"));
-    receiver.events.clear();
-    EXPECT_EQ(FireProgress(testplatform::Bytes(u"[h]", 1, 1)).value().number, 5);
-    EXPECT_EQ(FireComplete(testplatform::Done(u"[h]", u"", u"")).value().number, 5);
-    EXPECT_TRUE(receiver.events.empty());
 }
 
 TEST_F(Control, ReadCancelledInsideItsProgress) {
@@ -168,17 +134,6 @@ TEST(Channel, EveryReceiverHearsOverAChangingList) {
         EXPECT_EQ(third->events.size(), 2u);
         EXPECT_EQ(late->events.size(), 1u);
         channel->CancelDownload(u"[h]");
-    });
-}
-
-TEST(Channel, RefusalsAreResults) {
-    OnNewThread([] {
-        const auto channel = CAsyncT::Create();
-        EXPECT_TRUE(channel->DownloadFile(u"[h]", u"http://a/", 1, u""));
-        EXPECT_FALSE(channel->DownloadFile(u"[h]", u"http://a/", 1, u""));
-        testplatform::RefuseReads(platform::kErrInvalidUrl);
-        EXPECT_FALSE(channel->DownloadFile(u"[i]", u"", 1, u""));
-        EXPECT_FALSE(channel->CancelDownload(u"[unknown]"));
     });
 }
 
