@@ -1,15 +1,13 @@
 #include "platform/app_log.h"
 
 #include "automation/Utf8.h"
+#include "tests/linux/scratch.h"
 
 #include <glib.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 namespace tsasync::platform {
@@ -17,21 +15,10 @@ namespace {
 
 class AppLog : public testing::Test {
   protected:
-    void SetUp() override {
-        gchar* const folder = g_dir_make_tmp("log-XXXXXX", nullptr);
-        m_folder = folder;
-        g_free(folder);
-    }
-    void TearDown() override {
-        EXPECT_EQ(StartLog(u"", 0), 0);
-        std::filesystem::remove_all(m_folder);
-    }
-    std::u16string Path(const std::string& name) const { return FromUtf8((m_folder / name).string()); }
-    std::string Content(const std::string& name) const {
-        std::ifstream file(m_folder / name, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-    std::filesystem::path m_folder;
+    void TearDown() override { EXPECT_EQ(StartLog(u"", 0), 0); }
+    std::u16string Path(const std::string& name) const { return FromUtf8(m_folder / name); }
+    std::string Content(const std::string& name) const { return tests::Read(m_folder / name); }
+    tests::ScratchFolder m_folder;
 };
 
 TEST_F(AppLog, TakesTheProcessesEntriesIntoTheFile) {
@@ -64,7 +51,7 @@ TEST_F(AppLog, IsSilentWhenOff) {
 TEST_F(AppLog, KeepsTheEarlierLogWhenTheNewOneIsRefused) {
     ASSERT_EQ(StartLog(Path("a.log"), 2), 0);
     EXPECT_EQ(StartLog(Path("none/a.log"), 2), 76);
-    EXPECT_EQ(StartLog(FromUtf8(m_folder.string()), 2), 76);
+    EXPECT_EQ(StartLog(FromUtf8(m_folder.Path()), 2), 76);
     EXPECT_EQ(StartLog(u"", 2), 53);
     for (const int mode : {4, 8, -1, 64 + 2}) EXPECT_EQ(StartLog(Path("b.log"), mode), 5);
     LogEntry(u"still here");

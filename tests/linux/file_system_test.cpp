@@ -19,31 +19,16 @@ namespace {
 using namespace tests;  // NOLINT(google-build-using-namespace)
 using platform::FindFirst;
 
-// Sets the time zone for one test.
-class TimeZone {
-  public:
-    explicit TimeZone(const char* zone) {
-        if (const char* const old = std::getenv("TZ")) m_old = old;  // NOLINT(concurrency-mt-unsafe)
-        setenv("TZ", zone, 1);                                       // NOLINT(concurrency-mt-unsafe)
-        tzset();
-    }
-    ~TimeZone() {
-        if (m_old.empty()) {
-            unsetenv("TZ");  // NOLINT(concurrency-mt-unsafe)
-        } else {
-            setenv("TZ", m_old.c_str(), 1);  // NOLINT(concurrency-mt-unsafe)
-        }
-        tzset();
-    }
-    TimeZone(const TimeZone&) = delete;
-    TimeZone& operator=(const TimeZone&) = delete;
-
-  private:
-    std::string m_old;
-};
-
 class FileSystem : public ::testing::Test {
   protected:
+    void TearDown() override {
+        unsetenv("TZ");  // NOLINT(concurrency-mt-unsafe)
+        tzset();
+    }
+    static void LiveIn(const char* zone) {
+        setenv("TZ", zone, 1);  // NOLINT(concurrency-mt-unsafe)
+        tzset();
+    }
     std::u16string At(const std::string& name) const { return FromUtf8(m_folder / name); }
     ScratchFolder m_folder;
 };
@@ -122,7 +107,7 @@ TEST_F(FileSystem, TellsTimesAsLocalDates) {
                  {"UTC0", -1, 25568 + 86399.0 / 86400},
                  {"UTC0", -2147483648LL, 713 + 20 * kHour + 45.0 / 1440 + 52.0 / 86400}};
     for (const auto& c : cases) {
-        const TimeZone zone(c.zone);
+        LiveIn(c.zone);
         const timespec times[2] = {{c.time, 0}, {c.time, 999999999}};
         ASSERT_EQ(utimensat(AT_FDCWD, (m_folder / "f").c_str(), times, 0), 0);
         const auto found = FindFirst(At("f"));

@@ -85,6 +85,8 @@ TEST_F(Locale, FormatsDatesInTheLocalesLongForms) {
     EXPECT_NE(FormatLongDate(-1.25).find(u"29 December 1899"), std::u16string::npos);
     EXPECT_NE(FormatLongDate(-657434).find(u"1 January 100"), std::u16string::npos);  // no older calendar
     EXPECT_EQ(FormatLongDate(1e300), u"");
+    EXPECT_NE(FormatLongDate(0).find(u"30 December 1899"), std::u16string::npos);
+    EXPECT_EQ(FormatLongTime(36526 + 86399.0 / 86400), u"23:59:59");
 }
 
 TEST_F(Locale, NamesLanguages) {

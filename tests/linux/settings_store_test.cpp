@@ -2,6 +2,7 @@
 
 #include "automation/Text.h"
 #include "settings/CRegSettings.h"
+#include "tests/linux/scratch.h"
 
 #include <glib.h>
 #include <gtest/gtest.h>
@@ -9,8 +10,7 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -22,25 +22,20 @@ namespace {
 class SettingsStore : public testing::Test {
   protected:
     static void SetUpTestSuite() {
-        gchar* const folder = g_dir_make_tmp("settings-XXXXXX", nullptr);
-        s_folder = folder;
-        g_free(folder);
-        g_setenv("XDG_CONFIG_HOME", s_folder.c_str(), TRUE);
+        s_folder.emplace();
+        g_setenv("XDG_CONFIG_HOME", s_folder->Path().c_str(), TRUE);
     }
-    static void TearDownTestSuite() { std::filesystem::remove_all(s_folder); }
-    void SetUp() override { std::filesystem::remove_all(s_folder / "QMASYN10"); }
+    static void TearDownTestSuite() { s_folder.reset(); }
+    void SetUp() override { std::filesystem::remove_all(File().parent_path()); }
 
-    static std::filesystem::path File() { return s_folder / "QMASYN10" / "settings.ini"; }
+    static std::filesystem::path File() { return *s_folder / "QMASYN10/settings.ini"; }
     static void PutFile(const std::string& text) {
         std::filesystem::create_directories(File().parent_path());
-        std::ofstream(File(), std::ios::binary) << text;
+        tests::Write(File(), text);
     }
-    static std::string GetFile() {
-        std::ifstream file(File(), std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
+    static std::string GetFile() { return tests::Read(File()); }
 
-    static inline std::filesystem::path s_folder;
+    static inline std::optional<tests::ScratchFolder> s_folder;
 };
 
 TEST_F(SettingsStore, KeepsAnyTextUnitForUnit) {

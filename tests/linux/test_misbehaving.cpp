@@ -13,25 +13,31 @@
 namespace tsasync::tests {
 namespace {
 
+const std::filesystem::path& OwnFolder() {
+    static const std::filesystem::path folder = CacheFolder() + "/QMASYN10";
+    return folder;
+}
+
+std::vector<std::filesystem::directory_entry> FilesIn(const std::filesystem::path& folder) {
+    std::vector<std::filesystem::directory_entry> files;
+    if (!std::filesystem::exists(folder)) return files;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+        if (entry.is_regular_file()) files.push_back(entry);
+    }
+    return files;
+}
+
 // Bytes of data files that wait for a next read; nothing else of the reader's may be there.
 std::size_t KeptBytes() {
     std::size_t bytes = 0;
-    const std::filesystem::path folder = CacheFolder() + "/QMASYN10";
-    if (!std::filesystem::exists(folder)) return 0;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
-        if (entry.is_regular_file() && entry.path().extension() != ".part") bytes += entry.file_size();
+    for (const auto& file : FilesIn(OwnFolder())) {
+        if (file.path().extension() != ".part") bytes += file.file_size();
     }
     return bytes;
 }
 
 void RemoveKept() {
-    const std::filesystem::path folder = CacheFolder() + "/QMASYN10";
-    if (!std::filesystem::exists(folder)) return;
-    std::vector<std::filesystem::path> files;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
-        if (entry.is_regular_file()) files.push_back(entry.path());
-    }
-    for (const auto& file : files) std::filesystem::remove(file);
+    for (const auto& file : FilesIn(OwnFolder())) std::filesystem::remove(file);
 }
 
 // Descriptors that are open on the reader's data files.
@@ -39,11 +45,8 @@ std::size_t OpenDataFiles() {
     std::size_t count = 0;
     for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
         std::error_code gone;
-        const auto file = std::filesystem::read_symlink(entry, gone);
-        if (!gone && file.string().find("QMASYN10/") != std::string::npos && file.has_parent_path() &&
-            file.parent_path().filename() != "QMASYN10") {
-            ++count;
-        }
+        const std::filesystem::path folder = std::filesystem::read_symlink(entry, gone).parent_path();
+        if (!gone && folder.string().find("QMASYN10/") != std::string::npos) ++count;
     }
     return count;
 }
@@ -56,6 +59,10 @@ const auto& g_timing = platform::reader::Timing() = {.connect = std::chrono::mil
                                                      .secondTry = std::chrono::milliseconds(20),
                                                      .keptOpen = std::chrono::milliseconds(300)};
 
+std::string UrlOf(const MisbehavingServer& server) {
+    return "http://127.0.0.1:" + std::to_string(server.Port()) + "/file.bin";
+}
+
 struct MisbehavingTest : testing::TestWithParam<Case> {};
 
 TEST_P(MisbehavingTest, EndsAsItShould) {
@@ -64,7 +71,7 @@ TEST_P(MisbehavingTest, EndsAsItShould) {
     MisbehavingServer server(expected.conversation);
     ScratchFolder assets;
     ReaderHost host(assets.Path());
-    const std::string url = "http://127.0.0.1:" + std::to_string(server.Port()) + "/file.bin";
+    const std::string url = UrlOf(server);
     Heard heard = host.Read(url);
     // Whether it broke or its file was left where it is, the URL is read again while the conversation goes
     // on.
@@ -95,7 +102,7 @@ struct SilentServerTest : testing::Test {
 
 TEST_F(SilentServerTest, HearsTheTypeThatTheFirstBytesTell) {
     MisbehavingServer server({Ask(), Send(Head("Content-Length: 1000\r\n") + "GIF89a"), Silence()});
-    const Heard heard = host.Read("http://127.0.0.1:" + std::to_string(server.Port()) + "/file");
+    const Heard heard = host.Read(UrlOf(server));
     EXPECT_EQ(heard.failure, platform::kErrConnectionTimeout);
     EXPECT_EQ(heard.mimeType, "image/gif");
 }
@@ -106,7 +113,7 @@ TEST_F(SilentServerTest, TellsTheTypeByTheBeginningOfWhatItContinues) {
         {Ask(), Send(Head("Content-Length: 20\r\n" + tag) + "GIF89a, and"), Close(), Ask("Range: bytes=11-"),
          Send(Head("Content-Length: 9\r\nContent-Range: bytes 11-19/20\r\n" + tag, "206 Partial Content") +
               "\x89PNG\r\n\x1a\n.")});
-    const std::string url = "http://127.0.0.1:" + std::to_string(server.Port()) + "/file";
+    const std::string url = UrlOf(server);
     host.Read(url);
     const Heard heard = host.Read(url);
     EXPECT_EQ(heard.mimeType, "image/gif") << heard.description;
@@ -116,14 +123,14 @@ TEST_F(SilentServerTest, TellsTheTypeByTheBeginningOfWhatItContinues) {
 
 TEST_F(SilentServerTest, LosesItsConnectionWhenNothingIsRead) {
     MisbehavingServer server({Ask(), Send(Head("Content-Length: 5\r\n") + "hello"), Silence()});
-    EXPECT_EQ(host.Read("http://127.0.0.1:" + std::to_string(server.Port()) + "/file").failure, 0);
+    EXPECT_EQ(host.Read(UrlOf(server)).failure, 0);
     for (int i = 0; i < 2000 && !server.Complaint().empty(); ++i) g_usleep(10'000);
     EXPECT_EQ(server.Complaint(), "");
 }
 
 TEST_F(SilentServerTest, IsGivenUpWhileFilesAreCopied) {
     MisbehavingServer server({Ask(), Silence()});
-    host.Start("http://127.0.0.1:" + std::to_string(server.Port()) + "/file", "silent");
+    host.Start(UrlOf(server), "silent");
     // Of many sizes, so that they never end all in one turn.
     for (int i = 0; i < 7; ++i) {
         Write(assets / std::to_string(i), "x");
@@ -143,7 +150,7 @@ TEST_F(SilentServerTest, IsGivenUpWhileFilesAreCopied) {
 TEST_F(SilentServerTest, LeavesNothingForAForkedChildToClearAway) {
     MisbehavingServer server({Ask(), Send(Head("Content-Length: 900000\r\n") + std::string(500'000, 'x')),
                               Drip(std::string(40, 'y'), 100), Silence()});
-    const std::string url = "http://127.0.0.1:" + std::to_string(server.Port()) + "/file";
+    const std::string url = UrlOf(server);
     RemoveKept();
     host.Start(url);
     ASSERT_TRUE(host.RunUntil([&] { return host.Of(url).bytesRead >= 500'000; }));

@@ -1,7 +1,5 @@
 #include "automation/AutomationError.h"
 #include "automation/Utf8.h"
-#include "platform/linux/reader/digest_check.h"
-#include "platform/linux/reader/mailbox.h"
 #include "platform/linux/reader/partial_file.h"
 #include "platform/linux/reader/source_url.h"
 #include "tests/linux/reader_host.h"
@@ -9,13 +7,11 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <httplib.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <filesystem>
 #include <optional>
 #include <semaphore>
@@ -27,15 +23,16 @@ namespace {
 
 using platform::AsyncProperty;
 
+const std::string kPng = "\x89PNG\r\n\x1a\n";
+
 // A normal web server on a free port of the loopback.
 class WebServer {
   public:
     WebServer() {
-        server.Get("/text", [](const auto&, auto& answer) {
-            answer.set_content("hello", "text/html; charset=utf-8");
-        });
-        server.Get("/big",
-                   [](const auto&, auto& answer) { answer.set_content(Pattern(3'000'000), "video/mp4"); });
+        Serve("/text", "hello", "text/html; charset=utf-8");
+        Serve("/big", Pattern(3'000'000), "video/mp4");
+        Serve("/photo.png", kPng, "application/octet-stream");
+        Serve("/empty", "", "image/gif");
         server.Get("/tagged", [](const auto&, auto& answer) {
             answer.set_header("ETag", "\"v1\"");
             answer.set_content(Pattern(300'000), "video/mp4");
@@ -44,10 +41,6 @@ class WebServer {
         server.Get("/leads", [](const auto& asked, auto& answer) {
             answer.set_redirect(asked.get_param_value("to"), 302);
         });
-        server.Get("/photo.png", [](const auto&, auto& answer) {
-            answer.set_content("\x89PNG\r\n\x1a\n", "application/octet-stream");
-        });
-        server.Get("/empty", [](const auto&, auto& answer) { answer.set_content("", "image/gif"); });
         server.Get(R"(/small/(\d+))", [](const auto& asked, auto& answer) {
             answer.set_content(asked.matches[1].str(), "text/css");
         });
@@ -73,6 +66,9 @@ class WebServer {
     ~WebServer() {
         server.stop();
         m_thread.join();
+    }
+    void Serve(const std::string& path, const std::string& content, const std::string& type) {
+        server.Get(path, [=](const auto&, auto& answer) { answer.set_content(content, type); });
     }
     std::string operator/(const std::string& path) const {
         return "http://127.0.0.1:" + std::to_string(m_port) + "/" + path;
@@ -100,14 +96,26 @@ struct UrlReaderTest : testing::Test {
 };
 
 TEST_F(UrlReaderTest, NotifiesInOrderAndGivesTheWholeFile) {
-    const Heard heard = host.Read(web / "big");
-    EXPECT_EQ(heard.codes, (std::vector<std::int32_t>{1, 2, 11, 13, 4, 5, 6}));
-    EXPECT_EQ(heard.mimeType, "video/mp4");
-    EXPECT_EQ(heard.bytesRead, 3'000'000);
-    EXPECT_EQ(heard.bytesMax, 3'000'000);
-    EXPECT_EQ(heard.target, web / "big");
-    ASSERT_NE(heard.path, "") << heard.description;
-    EXPECT_EQ(Read(heard.path), Pattern(3'000'000));
+    Write(folder / "a b.html", Pattern(2'500'000));
+    const std::string local = "file://" + (folder / "a%20b.html");
+    const struct {
+        std::string url, target, mimeType, content;
+        std::vector<std::int32_t> codes;
+    } rows[] = {{web / "big", web / "big", "video/mp4", Pattern(3'000'000), {1, 2, 11, 13, 4, 5, 6}},
+                {web / "moved", web / "text", "text/html", "hello", {1, 2, 11, 3, 13, 4, 5, 6}},
+                {web / "photo.png", web / "photo.png", "image/png", kPng, {1, 2, 11, 13, 4, 5, 6}},
+                {web / "empty", web / "empty", "image/gif", "", {1, 2, 11, 13, 4, 5, 6}},
+                {local, local, "text/html", Pattern(2'500'000), {1, 13, 4, 5, 6}}};
+    for (const auto& row : rows) {
+        const Heard heard = host.Read(row.url);
+        EXPECT_EQ(heard.codes, row.codes) << row.url;
+        EXPECT_EQ(heard.mimeType, row.mimeType) << row.url;
+        EXPECT_EQ(heard.target, row.target);
+        EXPECT_EQ(heard.bytesRead, static_cast<std::int64_t>(row.content.size())) << row.url;
+        EXPECT_EQ(heard.bytesMax, heard.bytesRead) << row.url;
+        ASSERT_NE(heard.path, "") << heard.description;
+        EXPECT_EQ(Read(heard.path), row.content) << row.url;
+    }
 }
 
 // Whatever process dies while its receiver copies a large file, the data is named and stays.
@@ -134,34 +142,6 @@ TEST_F(UrlReaderTest, NamesLargeDataUntilItsReceiverHasIt) {
     host.onNotice = nullptr;
     host.Read(web / "text");  // by then the reader has heard that the other was received
     EXPECT_FALSE(isNamed());
-}
-
-TEST_F(UrlReaderTest, FollowsARedirectionAndTellsWhereItLed) {
-    const Heard heard = host.Read(web / "moved");
-    EXPECT_EQ(heard.codes, (std::vector<std::int32_t>{1, 2, 11, 3, 13, 4, 5, 6}));
-    EXPECT_EQ(heard.target, web / "text");
-    EXPECT_EQ(heard.mimeType, "text/html");
-    EXPECT_EQ(Read(heard.path), "hello");
-}
-
-TEST_F(UrlReaderTest, LetsTheContentDecideWhatTheServerDoesNotSay) {
-    EXPECT_EQ(host.Read(web / "photo.png").mimeType, "image/png");
-}
-
-TEST_F(UrlReaderTest, ReadsAnEmptyFile) {
-    const Heard heard = host.Read(web / "empty");
-    EXPECT_EQ(heard.mimeType, "image/gif");
-    ASSERT_NE(heard.path, "") << heard.description;
-    EXPECT_EQ(std::filesystem::file_size(heard.path), 0U);
-}
-
-TEST_F(UrlReaderTest, ReadsAFileOfThisMachine) {
-    Write(folder / "a b.html", Pattern(2'500'000));
-    const Heard heard = host.Read("file://" + (folder / "a%20b.html"));
-    ASSERT_NE(heard.path, "") << heard.description;
-    EXPECT_EQ(Read(heard.path), Pattern(2'500'000));
-    EXPECT_EQ(heard.bytesMax, 2'500'000);
-    EXPECT_EQ(heard.codes.back(), 6);
 }
 
 struct OnAnotherVolumeTest : testing::Test {
@@ -195,13 +175,8 @@ TEST_F(OnAnotherVolumeTest, ReadsIntoTheCacheWhereThePlaceBesideIsTaken) {
     EXPECT_EQ(Read(path), "hello");
 }
 
-struct BadUrl {
-    const char* url;
-    std::int32_t failure;
-};
-
 TEST_F(UrlReaderTest, FailsWithTheNumberOfTheKind) {
-    const BadUrl cases[] = {
+    const std::pair<std::string, std::int32_t> cases[] = {
         {"", platform::kErrInvalidUrl},
         {"not a url", platform::kErrInvalidUrl},
         {"http://", platform::kErrInvalidUrl},
@@ -218,11 +193,10 @@ TEST_F(UrlReaderTest, FailsWithTheNumberOfTheKind) {
         {"http://no-such-host.invalid/x", platform::kErrResourceNotFound},
         {"http://127.0.0.1:1/x", platform::kErrCannotConnect},
     };
-    for (const BadUrl& bad : cases) {
-        const Heard heard = host.Read(bad.url);
-        EXPECT_EQ(heard.failure, bad.failure) << bad.url << ": " << heard.description;
-        const std::string culprit =
-            std::string(bad.url).substr(std::string_view(bad.url).starts_with("file://") ? 7 : 0);
+    for (const auto& [url, failure] : cases) {
+        const Heard heard = host.Read(url);
+        EXPECT_EQ(heard.failure, failure) << url << ": " << heard.description;
+        const std::string culprit = url.substr(url.starts_with("file://") ? 7 : 0);
         EXPECT_NE(heard.description.find(culprit), std::string::npos) << heard.description;
     }
     EXPECT_EQ(host.Read(web / "missing").failure, platform::kErrObjectNotFound);
