@@ -213,7 +213,7 @@ TEST_F(FileDescribers, OpenNoPipe) {
     m_info.SetFullPathName(At("pipe"));
     CFileVersionInfo().SetFullPathName(At("pipe"));
     char event[4096];
-    EXPECT_LT(read(watch, event, sizeof event), 0) << "it was opened";
+    EXPECT_LT(::read(watch, event, sizeof event), 0) << "it was opened";
     close(watch);
     EXPECT_EQ(m_info.TypeName(), u"pipe");
 }

@@ -202,7 +202,7 @@ TEST_F(FileSystem, WritesAllAttributesOrNone) {
     ASSERT_EQ(chmod((m_folder / "other").c_str(), 0666), 0);
     if (geteuid() != 0 || setxattr((m_folder / "other").c_str(), "user.probe", "", 0, 0) != 0)
         GTEST_SKIP() << "no other user, or no extended attributes on this volume";
-    InChild([&]() -> std::optional<std::string> {
+    InChild([&]() -> Obstacle {
         BecomeNobody();
         Write(m_folder / "own", "");
         for (const Case& c : {Case{"own", 0444, 0x3, 0x3}, Case{"own", 0444, 0x4, 0x4},
