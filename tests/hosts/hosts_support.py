@@ -15,9 +15,10 @@ import threading
 import time
 import unittest
 
-ASSETFETCH = os.environ["ASSETFETCH"]
+ASSETFETCH = os.environ.get("ASSETFETCH")
 READ_URL = os.environ.get("READ_URL")
 PATIENCE = 60  # seconds after which a test gives up
+PNG = b"\x89PNG\r\n\x1a\n" + bytes(range(256)) * 300
 SKIPPED = 77  # exit status of a program of tests of which this machine could not run some
 
 
@@ -42,6 +43,21 @@ def program():
     """Runs the tests of the main module."""
     result = unittest.main(exit=False).result
     sys.exit(not result.wasSuccessful() or (SKIPPED if result.skipped else 0))
+
+
+class Handler(http.server.BaseHTTPRequestHandler):
+    """Answers and logs nothing."""
+    protocol_version = "HTTP/1.1"
+
+    def answer(self, status, content=b"", fields={}):
+        self.send_response(status)
+        for name, value in {**fields, "Content-Length": str(len(content))}.items():
+            self.send_header(name, value)
+        self.end_headers()
+        self.wfile.write(content)
+
+    def log_message(self, format, *args):
+        pass
 
 
 class HostTest(unittest.TestCase):
@@ -69,7 +85,7 @@ class HostTest(unittest.TestCase):
         return self.start_program(self.command(*arguments), **options)
 
     def start_program(self, command, **options):
-        process = subprocess.Popen(command, env=self.environment, **options)
+        process = subprocess.Popen(list(map(str, command)), **{"env": self.environment, **options})
         self.addCleanup(self.end, process)
         return process
 
@@ -102,11 +118,8 @@ class HostTest(unittest.TestCase):
         return f"http://{host}:{server.server_port}"
 
     def serve_site(self, address="127.0.0.1"):
-        class Quiet(http.server.SimpleHTTPRequestHandler):
-            def log_message(self, format, *args):
-                pass
-
-        return self.serve(functools.partial(Quiet, directory=str(self.site)), address)
+        quiet = type("Quiet", (http.server.SimpleHTTPRequestHandler,), {"log_message": lambda *_: None})
+        return self.serve(functools.partial(quiet, directory=str(self.site)), address)
 
     def start_server(self, command, port, **options):
         """A server program, ended with the test; returns when it listens on its port."""
@@ -182,9 +195,8 @@ http {{
         return self.outcomes(url)[url]
 
 
-class SlowHandler(http.server.BaseHTTPRequestHandler):
+class SlowHandler(Handler):
     """Sends the first half of a file of 200 kB and then holds the rest back until the server ends."""
-    protocol_version = "HTTP/1.1"
     total = 200_000
 
     def do_GET(self):
@@ -199,6 +211,3 @@ class SlowHandler(http.server.BaseHTTPRequestHandler):
         except ConnectionError:
             pass
         self.close_connection = True
-
-    def log_message(self, format, *args):
-        pass

@@ -1,12 +1,11 @@
 """A web server of large made-up files that continues them by range, cuts them short and counts every byte it sends."""
 import contextlib
-import http.server
 import os
 import random
 import re
 import threading
 
-from hosts_support import PATIENCE, HostTest
+from hosts_support import PATIENCE, Handler, HostTest
 
 SEED = int(os.environ.get("RESUME_SEED", random.SystemRandom().randrange(1 << 32)))
 MIB = 1 << 20
@@ -73,8 +72,7 @@ class Asset:
         return validator is not None and validator in (self.etag, self.modified)
 
 
-class RangeHandler(http.server.BaseHTTPRequestHandler):
-    protocol_version = "HTTP/1.1"
+class RangeHandler(Handler):
     assets = {}  # path to Asset; each server has its own
 
     def handle(self):
@@ -122,9 +120,6 @@ class RangeHandler(http.server.BaseHTTPRequestHandler):
             if stop == "hold":
                 self.rfile.read(1)  # until the client is gone
         self.close_connection = self.close_connection or end < body.size
-
-    def log_message(self, format, *args):
-        pass
 
 
 def handler_for(assets):

@@ -2,10 +2,10 @@
 import socket
 import unittest
 
-from hosts_support import HostTest, has_ipv6, program
+from hosts_support import PNG, HostTest, has_ipv6, program
 
 TIMEOUT = 0x800C000B
-CONTENT = b"\x89PNG\r\n\x1a\n" + bytes(range(256)) * 3000
+CONTENT = PNG * 10
 
 
 class Addresses(HostTest):

@@ -1,10 +1,9 @@
 """Whatever is wrong is named on standard error, with the right exit status and nothing in the assets folder."""
-import http.server
 import os
 import subprocess
 import unittest
 
-from hosts_support import PATIENCE, HostTest, free_port
+from hosts_support import PATIENCE, Handler, HostTest, free_port
 
 
 class BadInputTest(HostTest):
@@ -44,9 +43,7 @@ class BadInputTest(HostTest):
             ("javascript:alert(1)", 'javascript:alert(1): unknown scheme "javascript"'),
             ("C:\\photo.jpg", 'C:\\photo.jpg: unknown scheme "'),
         ]
-        for url, message in rows:
-            with self.subTest(url=url):
-                self.check(self.command("--", url), 1, message)
+        self.check_each("--", rows)
 
     def test_failed_transfers(self):
         (self.site / "folder").mkdir()
@@ -61,9 +58,7 @@ class BadInputTest(HostTest):
             (missing, f"{missing}: No such file"),
             (self.site.as_uri(), f"{self.site.as_uri()}: Is a directory"),
         ]
-        for url, message in rows:
-            with self.subTest(url=url):
-                self.check(self.command("--no-retry", url), 1, message)
+        self.check_each("--no-retry", rows)
 
     def test_a_bad_one_does_not_keep_a_good_one(self):
         (self.site / "photo.jpg").write_bytes(b"good")
@@ -77,22 +72,16 @@ class BadInputTest(HostTest):
     def test_a_tenth_attempt_that_can_not_be_placed(self):
         test, requests = self, []
 
-        class Handler(http.server.BaseHTTPRequestHandler):
+        class TenthTime(Handler):
             def do_GET(self):
                 requests.append(self.path)
                 if len(requests) < 10:
                     return self.send_error(404)
                 test.assets.rmdir()
                 test.assets.touch()
-                self.send_response(200)
-                self.send_header("Content-Length", "4")
-                self.end_headers()
-                self.wfile.write(b"good")
+                self.answer(200, b"good")
 
-            def log_message(self, format, *args):
-                pass
-
-        url = f"{self.serve(Handler)}/photo.jpg"
+        url = f"{self.serve(TenthTime)}/photo.jpg"
         result = self.fetch("--force", url)
         self.assertEqual((result.returncode, len(requests)), (1, 10))
         messages = result.stderr.splitlines()
@@ -108,6 +97,11 @@ class BadInputTest(HostTest):
             _, errors = process.communicate()
         self.assertEqual(process.returncode, 1)
         self.assertIn("standard output", errors)
+
+    def check_each(self, option, rows):
+        for url, message in rows:
+            with self.subTest(url=url):
+                self.check(self.command(option, url), 1, message)
 
     def check(self, command, status, message):
         result = subprocess.run(command, env=self.environment, capture_output=True, text=True, timeout=PATIENCE)

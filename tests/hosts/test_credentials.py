@@ -1,15 +1,13 @@
 """Users and passwords, of URLs and of netrc: who is told them, and who must not be."""
 import base64
 import hashlib
-import http.server
 import unittest
 import urllib.parse
 import urllib.request
 
-from hosts_support import HostTest
+from hosts_support import PNG as CONTENT, Handler, HostTest
 
 WANTS_PASSWORD = 0x800C0009
-CONTENT = b"\x89PNG\r\n\x1a\n" + bytes(range(256)) * 300
 
 
 def basic(user, password):
@@ -19,36 +17,25 @@ def basic(user, password):
 OURS, THEIRS = basic("somebody", "se cret"), basic("another", "pass")
 
 
-class Server(http.server.BaseHTTPRequestHandler):
+class Server(Handler):
     """/free is for all, /locked for whom `users` holds; a query names where either leads on to."""
-    protocol_version = "HTTP/1.1"
 
     def do_GET(self):
         told = self.user()
         self.told.append(told)
         url = urllib.parse.urlsplit(self.path)
         if url.path.startswith("/locked") and told not in self.users:
-            self.answer(401, {"WWW-Authenticate": self.challenge()}, b"who?")
+            self.answer(401, b"who?", {"WWW-Authenticate": self.challenge()})
         elif url.query:
-            self.answer(302, {"Location": urllib.parse.unquote(url.query)}, b"")
+            self.answer(302, fields={"Location": urllib.parse.unquote(url.query)})
         else:
-            self.answer(200, {"Content-Type": "image/png"}, CONTENT)
+            self.answer(200, CONTENT, {"Content-Type": "image/png"})
 
     def user(self):
         return self.headers["Authorization"]
 
     def challenge(self):
         return 'Basic realm="test"'
-
-    def answer(self, status, fields, content):
-        self.send_response(status)
-        for name, value in {**fields, "Content-Length": str(len(content))}.items():
-            self.send_header(name, value)
-        self.end_headers()
-        self.wfile.write(content)
-
-    def log_message(self, format, *args):
-        pass
 
 
 class DigestServer(Server):

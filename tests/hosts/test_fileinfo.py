@@ -3,23 +3,23 @@ import os
 import pathlib
 import shutil
 import subprocess
-import tempfile
 import unittest
+
+from hosts_support import HostTest
 
 FILEINFO = os.environ["FILEINFO"]
 EXECUTABLES = pathlib.Path(os.environ["EXECUTABLES"])
 NOBODY = 65534
 
 
-class FileInfoTest(unittest.TestCase):
+class FileInfoTest(HostTest):
     def setUp(self):
-        self.root = pathlib.Path(tempfile.mkdtemp(prefix="fileinfo-test-"))
-        self.addCleanup(shutil.rmtree, self.root)
+        super().setUp()
         self.root.chmod(0o755)
 
     def run_on(self, *arguments, **options):
         return subprocess.run([FILEINFO, *map(str, arguments)], capture_output=True, text=True, timeout=60,
-                              cwd=self.root, env={**os.environ, "LC_ALL": "en_US.UTF-8"}, **options)
+                              cwd=self.root, env={**self.environment, "LC_ALL": "en_US.UTF-8"}, **options)
 
     def shown(self, path):
         """The heading and the rows of the one file."""

@@ -2,10 +2,10 @@
 import os
 import unittest
 
-from hosts_support import HostTest, free_port
+from hosts_support import PNG, HostTest, free_port
 
 CANNOT_CONNECT, NO_SUCH_OBJECT, WANTS_PASSWORD = 0x800C0004, 0x800C0006, 0x800C0009
-CONTENT = b"\x89PNG\r\n\x1a\n" + bytes(range(256)) * 3000
+CONTENT = PNG * 10
 
 
 class Ftp(HostTest):

@@ -1,11 +1,10 @@
 """Proxies of the environment and of the desktop: what goes through them, what passes them by, what they refuse."""
 import unittest
 
-from hosts_support import free_port
+from hosts_support import PNG as CONTENT, free_port
 from tls_support import TlsTest
 
 CANNOT_CONNECT, NO_SUCH_HOST, DOWNLOAD_FAILURE, WANTS_PASSWORD = 0x800C0004, 0x800C0005, 0x800C0008, 0x800C0009
-CONTENT = b"\x89PNG\r\n\x1a\n" + bytes(range(256)) * 300
 
 
 class Proxies(TlsTest):

@@ -1,14 +1,13 @@
 """Secured servers: whom the component trusts, and what it speaks with them."""
-import http.server
 import ssl
 import subprocess
 import unittest
 
+from hosts_support import PNG as CONTENT, Handler
 from tls_support import TlsTest
 
 DOWNLOAD_FAILURE, SECURITY_PROBLEM = 0x800C0008, 0x800C000E
 REDIRECT_FAILED, INVALID_CERTIFICATE = 0x800C0014, 0x800C0019
-CONTENT = b"\x89PNG\r\n\x1a\n" + bytes(range(256)) * 300
 OLD = "ssl_protocols TLSv1.1; ssl_ciphers DEFAULT:@SECLEVEL=0;"
 
 
@@ -74,7 +73,9 @@ class Tls(TlsTest):
         context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
         context.load_cert_chain(self.certificate("good"), self.key)
 
-        class Handler(http.server.BaseHTTPRequestHandler):
+        class Secured(Handler):
+            protocol_version = "HTTP/1.0"
+
             def setup(self):
                 self.request = context.wrap_socket(self.request, server_side=True)
                 super().setup()
@@ -91,10 +92,7 @@ class Tls(TlsTest):
                 super().finish()
                 self.request.close()
 
-            def log_message(self, format, *args):
-                pass
-
-        origin = self.serve(Handler).replace("http", "https")
+        origin = self.serve(Secured).replace("http", "https")
         whole, cut = f"{origin}/whole.png", f"{origin}/cut.png"
         self.assertEqual(self.outcomes(whole, cut), {whole: CONTENT, cut: DOWNLOAD_FAILURE})
 

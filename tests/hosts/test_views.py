@@ -77,16 +77,13 @@ class ViewTest(HostTest):
         self.assertEqual([e["name"] for e in events if e.get("state") == "broken"], ["bad?ÿurl", 'no"ne.jpg'])
         self.assertEqual(events[-1], {"event": "end", "jobs": 3, "finished": 1, "failed": 2, "received": 1000})
 
-    def test_quiet_writes_errors_only(self):
-        (self.site / "photo.jpg").write_bytes(b"x")
+    def test_lines_without_a_terminal_and_errors_only_when_quiet(self):
+        (self.site / "photo.jpg").write_bytes(b"x" * 2500)
         origin = self.start_nginx("")
         result = self.fetch("--quiet", "--no-retry", f"{origin}/photo.jpg", f"{origin}/none.jpg")
         self.assertEqual((result.returncode, result.stdout), (1, ""))
         self.assertIn("none.jpg", result.stderr)
-
-    def test_lines_without_a_terminal(self):
-        (self.site / "photo.jpg").write_bytes(b"x" * 2500)
-        origin = self.start_nginx("")
+        (self.assets / "photo.jpg").unlink()
         result = self.fetch(f"{origin}/photo.jpg")
         self.assertEqual(result.stdout.splitlines(),
                          [f"{origin}/photo.jpg: 2.5 kB", f"{origin}/photo.jpg -> {self.assets}/photo.jpg"])

@@ -1,5 +1,4 @@
 """The real dialog in real hosts, on an X server and a window manager of the test's own."""
-import http.server
 import os
 import pathlib
 import pty
@@ -14,6 +13,8 @@ import threading
 import time
 import unittest
 
+from hosts_support import Handler, HostTest
+
 HOSTS = pathlib.Path(os.environ["TEST_HOSTS"])
 PATIENCE = 30  # seconds after which a test gives up
 SIZE = 4_000_000
@@ -21,40 +22,29 @@ WIPE = "\r\x1b[K"
 MODULE = "libqmasyn10-gtk3.so"
 
 
-class SlowServer(http.server.ThreadingHTTPServer):
-    """Sends the first half of every file, and the second when it is told to."""
+class HalfHandler(Handler):
+    """Sends the first half of every file, and the second when it is told to go_on."""
+    protocol_version = "HTTP/1.0"
 
-    daemon_threads = True
-
-    def __init__(self):
-        self.asked, self.go_on, self.broken = threading.Event(), threading.Event(), threading.Event()
-        super().__init__(("127.0.0.1", 0), SlowHandler)
-
-
-class SlowHandler(http.server.BaseHTTPRequestHandler):
     def do_GET(self):
-        self.server.asked.set()
+        self.asked.set()
         self.send_response(200)
         self.send_header("Content-Type", "image/jpeg")
         self.send_header("Content-Length", str(SIZE))
         self.end_headers()
         try:
             self.wfile.write(bytes(SIZE // 2))
-            while not self.server.go_on.wait(0.05):
+            while not self.go_on.wait(0.05):
                 self.connection.settimeout(0.01)
                 try:
                     if self.connection.recv(1) == b"":
-                        self.server.broken.set()
-                        return
+                        return self.broken.set()
                 except TimeoutError:
                     pass
             self.connection.settimeout(None)
             self.wfile.write(bytes(SIZE - SIZE // 2))
         except OSError:
-            self.server.broken.set()
-
-    def log_message(self, format, *args):
-        pass
+            self.broken.set()
 
 
 class Display:
@@ -67,10 +57,10 @@ class Display:
             pass_fds=[write], stderr=subprocess.DEVNULL)
         os.close(write)
         with os.fdopen(read) as pipe:
-            self.environment = {**os.environ, "DISPLAY": ":" + pipe.readline().strip(), "GDK_BACKEND": "x11",
-                                "QT_QPA_PLATFORM": "xcb", "LC_ALL": "C.UTF-8", "NO_AT_BRIDGE": "1"}
-        for name in ("WAYLAND_DISPLAY", "QMASYN10_UI"):
-            self.environment.pop(name, None)
+            own = {"DISPLAY": ":" + pipe.readline().strip(), "GDK_BACKEND": "x11", "QT_QPA_PLATFORM": "xcb",
+                   "LC_ALL": "C.UTF-8", "NO_AT_BRIDGE": "1"}
+        self.environment = {name: value for name, value in {**os.environ, **own}.items()
+                            if name not in ("WAYLAND_DISPLAY", "QMASYN10_UI")}
         self.manager = subprocess.Popen(["openbox"], env=self.environment, stdout=subprocess.DEVNULL,
                                         stderr=subprocess.DEVNULL)
         deadline = time.monotonic() + PATIENCE
@@ -119,35 +109,25 @@ class Terminal:
         return bool(ready)
 
 
-class WindowTest(unittest.TestCase):
+class WindowTest(HostTest):
     @classmethod
     def setUpClass(cls):
         cls.display = Display()
         cls.addClassCleanup(cls.display.close)
 
     def setUp(self):
-        self.root = pathlib.Path(tempfile.mkdtemp(prefix="dialog-test-"))
-        self.addCleanup(shutil.rmtree, self.root)
-        self.assets = self.root / "assets"
-        self.server = SlowServer()
-        thread = threading.Thread(target=self.server.serve_forever)
-        thread.start()
-        self.addCleanup(thread.join)
-        self.addCleanup(self.server.server_close)
-        self.addCleanup(self.server.shutdown)
+        super().setUp()
+        events = {name: threading.Event() for name in ("asked", "go_on", "broken")}
+        self.server = type("Half", (HalfHandler,), events)
+        self.url = f"{self.serve(self.server)}/photo.jpg"
         self.addCleanup(self.server.go_on.set)
 
     def start(self, host, *more, stderr=subprocess.PIPE, **environment):
-        return self.launch([HOSTS / host, self.url(), self.assets, "1033", *more], stderr, environment)
-
-    def url(self):
-        return f"http://127.0.0.1:{self.server.server_port}/photo.jpg"
+        return self.launch([HOSTS / host, self.url, self.assets, "1033", *more], stderr, environment)
 
     def launch(self, command, stderr, environment):
-        process = subprocess.Popen(command, env=self.variables(environment), stdout=subprocess.PIPE, stderr=stderr,
-                                   text=True)
-        self.addCleanup(self.end, process)
-        return process
+        return self.start_program(command, env=self.variables(environment), stdout=subprocess.PIPE, stderr=stderr,
+                                  text=True)
 
     def variables(self, more):
         """The environment of a process of this test; None takes a variable away."""
@@ -157,12 +137,6 @@ class WindowTest(unittest.TestCase):
         variables = {name: value for name, value in variables.items()
                      if value is not None and not name.startswith("XDG_")}
         return {**variables, "XDG_RUNTIME_DIR": str(runtime)}
-
-    @staticmethod
-    def end(process):
-        if process.poll() is None:
-            process.kill()
-        process.communicate()
 
     def dialog(self, title="50%  of photo.jpg Completed"):
         """The dialog's window, when it has come and bears this title."""
@@ -222,7 +196,7 @@ class WindowTest(unittest.TestCase):
             with self.subTest(force=force):
                 self.server.asked.clear()
                 self.server.go_on.clear()
-                command = [HOSTS / "assetfetch", *force, "--lang", "1036", "--assets", self.assets, self.url()]
+                command = [HOSTS / "assetfetch", *force, "--lang", "1036", "--assets", self.assets, self.url]
                 process = self.launch(command, subprocess.PIPE, {})
                 self.assertTrue(self.server.asked.wait(PATIENCE))
                 if force:
@@ -238,7 +212,7 @@ class WindowTest(unittest.TestCase):
         (self.assets / "photo.jpg").unlink()
 
     def test_an_interrupt_closes_the_dialog_of_a_file_that_found_no_place(self):
-        process = self.launch([HOSTS / "assetfetch", "--force", "--assets", self.assets, self.url()],
+        process = self.launch([HOSTS / "assetfetch", "--force", "--assets", self.assets, self.url],
                               subprocess.PIPE, {})
         self.dialog()
         self.assets.rename(self.root / "elsewhere")
@@ -250,10 +224,11 @@ class WindowTest(unittest.TestCase):
         process.communicate(timeout=PATIENCE)
         self.assertEqual(process.returncode, 128 + signal.SIGINT)
 
-    def press_cancel(self, window):
+    def click(self, window, right, bottom=None):
+        """So many pixels from the right and lower edges; without `bottom` on the title bar."""
         place = dict(line.split("=") for line in
                      self.display.xdotool("getwindowgeometry", "--shell", window).splitlines())
-        x, y = int(place["WIDTH"]) - 40, int(place["HEIGHT"]) - 25
+        x, y = int(place["WIDTH"]) - right, int(place["HEIGHT"]) - bottom if bottom else -11
         self.display.xdotool("mousemove", "--window", window, str(x), str(y), "click", "1")
 
     def test_the_cancel_button_stops_the_download_in_every_host(self):
@@ -261,12 +236,12 @@ class WindowTest(unittest.TestCase):
             with self.subTest(host):
                 self.server.broken.clear()
                 process = self.start(host)
-                self.press_cancel(self.dialog())
+                self.click(self.dialog(), 40, 25)
                 self.check_cancelled(process)
 
     def test_the_close_box_escape_and_the_focused_button_cancel(self):
         ways = {
-            "close box": self.press_close_box,
+            "close box": lambda window: self.click(window, 10),
             "Alt+F4": lambda window: self.display.xdotool("key", "alt+F4"),
             "Escape": lambda window: self.display.xdotool("key", "Escape"),
             "Return": lambda window: self.display.xdotool("key", "Return"),
@@ -277,11 +252,6 @@ class WindowTest(unittest.TestCase):
                 process = self.start("glib_host")
                 close(self.dialog())
                 self.check_cancelled(process)
-
-    def press_close_box(self, window):
-        place = dict(line.split("=") for line in
-                     self.display.xdotool("getwindowgeometry", "--shell", window).splitlines())
-        self.display.xdotool("mousemove", "--window", window, str(int(place["WIDTH"]) - 10), "-11", "click", "1")
 
     def test_assistive_programs_are_told_everything(self):
         bus = subprocess.Popen(["dbus-daemon", "--session", "--nofork", "--print-address"], stdout=subprocess.PIPE,
