@@ -103,17 +103,53 @@ DWORD WINAPI UseOnOwnThread(void* url) {
     return static_cast<DWORD>(result);
 }
 
+// Runs a host's thread to its end; it returns a result.
+void RunThread(LPTHREAD_START_ROUTINE host, std::wstring& url) {
+    const HANDLE thread = CreateThread(nullptr, 0, host, &url, 0, nullptr);
+    ASSERT_EQ(WaitForSingleObject(thread, 60'000), WAIT_OBJECT_0);
+    DWORD result = 0;
+    EXPECT_NE(GetExitCodeThread(thread, &result), FALSE);
+    EXPECT_EQ(static_cast<HRESULT>(result), S_OK);
+    CloseHandle(thread);
+}
+
+DWORD WINAPI UseFromOutsideItsApartment(void* url) {
+    const std::wstring folder = Environment(L"TSASYNC_ASSETS") + L"\\remote";
+    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    _CDLManager* remote = nullptr;
+    HRESULT result = CreateManager(remote);
+    if (SUCCEEDED(result)) {
+        BSTR handle = nullptr;
+        remote->put_AutoStart(VARIANT_TRUE);
+        remote->put_AssetsPath(Text(folder).value);
+        result =
+            remote->AddURL(Text(*static_cast<std::wstring*>(url)).value, nullptr, VARIANT_FALSE, &handle);
+        SHORT active = 1;
+        for (int i = 0; i < 1200 && active == 1; ++i) {
+            Sleep(50);
+            remote->get_ActiveJobs(&active);
+        }
+        EXPECT_NE(GetFileAttributesW((folder + L"\\photo.jpg").c_str()), INVALID_FILE_ATTRIBUTES);
+        EXPECT_EQ(remote->RemoveURL(handle), S_OK);
+        EXPECT_EQ(remote->RemoveURL(handle), static_cast<HRESULT>(0x800A0005));
+        SysFreeString(handle);
+        remote->Release();
+    }
+    CoUninitialize();
+    return static_cast<DWORD>(result);
+}
+
+// Calls from a thread without an apartment come through the system's marshaller, which reads the registered
+// type library.
+TEST_F(Component, IsUsedFromOutsideItsApartment) {
+    std::wstring url = Url(L"/photo.jpg");
+    RunThread(&UseFromOutsideItsApartment, url);
+}
+
 // What the component keeps for a thread ends with it, while its memory is still there.
 TEST_F(Component, EndsWithItsThread) {
     std::wstring url = Url(L"/slow");
-    for (int i = 0; i < 5; ++i) {
-        const HANDLE thread = CreateThread(nullptr, 0, &UseOnOwnThread, &url, 0, nullptr);
-        ASSERT_EQ(WaitForSingleObject(thread, 60'000), WAIT_OBJECT_0);
-        DWORD result = 0;
-        EXPECT_NE(GetExitCodeThread(thread, &result), FALSE);
-        EXPECT_EQ(static_cast<HRESULT>(result), S_OK);
-        CloseHandle(thread);
-    }
+    for (int i = 0; i < 5; ++i) RunThread(&UseOnOwnThread, url);
 }
 
 // The transfer's threads of the system are gone by then.

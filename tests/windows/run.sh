@@ -135,6 +135,9 @@ type_library() {
 }
 
 component() {
+    # Wine's marshaller looks for a type library under language 0 alone.
+    run reg add 'HKCR\TypeLib\{F48DE0A9-A80A-11D3-93D8-00500433864D}\1.2\0\win64' /ve /f \
+        /d "$(windows_path "$x64/QMASYN10.DLL")" &&
     TSASYNC_ASSETS=$(windows_path "$out/assets/cpp") TSASYNC_SCREENSHOTS=$(windows_path "$out/screenshots") \
         run "$x64/component_test.exe"
 }
