@@ -50,7 +50,7 @@ TEST_F(Locale, NumbersTheUsersLanguage) {
 }
 
 TEST_F(Locale, IsTheOneThatTheHostHasSet) {
-    const linuxtest::ScratchFolder locales;
+    const tests::ScratchFolder locales;
     const std::string command = "localedef -i de_AT -f UTF-8 " + (locales / "de_AT.UTF-8");
     ASSERT_EQ(std::system(command.c_str()), 0);
     Set(nullptr, nullptr, "fr_FR.UTF-8");
