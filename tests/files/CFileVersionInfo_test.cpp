@@ -38,26 +38,25 @@ VersionParts WithFixed(platform::FixedVersion fixed) {
     return parts;
 }
 
+const std::pair<std::u16string, const std::u16string& (CFileVersionInfo::*)() const> kStrings[] = {
+    {u"CompanyName", &CFileVersionInfo::CompanyName},
+    {u"FileDescription", &CFileVersionInfo::FileDescription},
+    {u"FileVersion", &CFileVersionInfo::FileVersion},
+    {u"InternalName", &CFileVersionInfo::InternalName},
+    {u"LegalCopyright", &CFileVersionInfo::LegalCopyright},
+    {u"LegalTrademarks", &CFileVersionInfo::LegalTrademarks},
+    {u"OriginalFilename", &CFileVersionInfo::OriginalFilename},
+    {u"ProductName", &CFileVersionInfo::ProductName},
+    {u"ProductVersion", &CFileVersionInfo::ProductVersion}};
+
 VersionParts WithStrings() {
     VersionParts parts;
-    for (const auto* const name :
-         {u"CompanyName", u"FileDescription", u"FileVersion", u"InternalName", u"LegalCopyright",
-          u"LegalTrademarks", u"OriginalFilename", u"ProductName", u"ProductVersion"}) {
-        parts.strings.emplace_back(name, name + u" \u00E4"s);
-    }
+    for (const auto& [name, get] : kStrings) parts.strings.emplace_back(name, name + u" \u00E4");
     return parts;
 }
 
 void ExpectStrings(const CFileVersionInfo& info) {
-    EXPECT_EQ(info.CompanyName(), u"CompanyName \u00E4");
-    EXPECT_EQ(info.FileDescription(), u"FileDescription \u00E4");
-    EXPECT_EQ(info.FileVersion(), u"FileVersion \u00E4");
-    EXPECT_EQ(info.InternalName(), u"InternalName \u00E4");
-    EXPECT_EQ(info.LegalCopyright(), u"LegalCopyright \u00E4");
-    EXPECT_EQ(info.LegalTrademarks(), u"LegalTrademarks \u00E4");
-    EXPECT_EQ(info.OriginalFilename(), u"OriginalFilename \u00E4");
-    EXPECT_EQ(info.ProductName(), u"ProductName \u00E4");
-    EXPECT_EQ(info.ProductVersion(), u"ProductVersion \u00E4");
+    for (const auto& [name, get] : kStrings) EXPECT_EQ((info.*get)(), name + u" \u00E4");
 }
 
 TEST_F(VersionInfo, ReadsEveryKindOfExecutable) {

@@ -26,6 +26,10 @@ std::u16string Unique(std::u16string_view path) {
     return fo::UniqueFileName(path, {}, {}, u"[#]", u"<N><#>.<E>");
 }
 
+std::u16string Move(std::u16string_view from, std::u16string_view to) {
+    return fo::FileOperation(from, to, platform::kOpMove, kRename, 7);
+}
+
 class ModFileOps : public ::testing::Test {
   protected:
     void SetUp() override { ResetFileSystem(); }
@@ -161,8 +165,7 @@ TEST_F(ModFileOps, ATakenCandidateGivesWayToTheNext) {
 TEST_F(ModFileOps, MovesToAFreeName) {
     PutFile(u"D:\\tmp\\x.tmp", "data");
     PutFolder(u"C:\\Assets");
-    EXPECT_EQ(fo::FileOperation(u"D:\\tmp\\x.tmp", u"C:\\Assets\\a.b", platform::kOpMove, kRename, 7),
-              u"C:\\Assets\\a.b");
+    EXPECT_EQ(Move(u"D:\\tmp\\x.tmp", u"C:\\Assets\\a.b"), u"C:\\Assets\\a.b");
     EXPECT_EQ(ContentOf(u"C:\\Assets\\a.b"), "data");
     EXPECT_FALSE(Exists(u"D:\\tmp\\x.tmp"));
     ASSERT_EQ(Operations().size(), 1U);
@@ -173,14 +176,13 @@ TEST_F(ModFileOps, MovesToAFreeName) {
 TEST_F(ModFileOps, KeepsWhatIsAtTheDestination) {
     PutFile(u"D:\\x.tmp", "new");
     PutFile(u"C:\\a.b", "old");
-    EXPECT_EQ(fo::FileOperation(u"D:\\x.tmp", u"C:\\a.b", platform::kOpMove, kRename, 0), u"C:\\a[1].b");
+    EXPECT_EQ(Move(u"D:\\x.tmp", u"C:\\a.b"), u"C:\\a[1].b");
     EXPECT_EQ(ContentOf(u"C:\\a.b"), "old");
     EXPECT_EQ(ContentOf(u"C:\\a[1].b"), "new");
 
     PutFolder(u"C:\\folder.d");
     PutFile(u"D:\\y.tmp", "y");
-    EXPECT_EQ(fo::FileOperation(u"D:\\y.tmp", u"C:\\folder.d", platform::kOpMove, kRename, 0),
-              u"C:\\folder[1].d");
+    EXPECT_EQ(Move(u"D:\\y.tmp", u"C:\\folder.d"), u"C:\\folder[1].d");
     EXPECT_TRUE(List(u"C:\\folder.d").empty());
 }
 
@@ -188,8 +190,7 @@ TEST_F(ModFileOps, ALostRaceTakesTheNextName) {
     PutFile(u"D:\\x.tmp", "mine");
     PutFolder(u"C:\\Assets");
     BeforeNextChange([] { PutFile(u"C:\\Assets\\a.b", "theirs"); });
-    EXPECT_EQ(fo::FileOperation(u"D:\\x.tmp", u"C:\\Assets\\a.b", platform::kOpMove, kRename, 0),
-              u"C:\\Assets\\a[1].b");
+    EXPECT_EQ(Move(u"D:\\x.tmp", u"C:\\Assets\\a.b"), u"C:\\Assets\\a[1].b");
     EXPECT_EQ(ContentOf(u"C:\\Assets\\a.b"), "theirs");
     EXPECT_EQ(ContentOf(u"C:\\Assets\\a[1].b"), "mine");
 }
@@ -216,21 +217,18 @@ TEST_F(ModFileOps, RaisesOneNumberForEachFailure) {
         PutFile(u"D:\\x.tmp", "data");
         PutFile(u"C:\\a.b", "old");
         FailNextOperation(c.result);
-        EXPECT_EQ(
-            ErrorOf([] { fo::FileOperation(u"D:\\x.tmp", u"C:\\free", platform::kOpMove, kRename, 0); }),
-            c.number);
+        EXPECT_EQ(ErrorOf([] { Move(u"D:\\x.tmp", u"C:\\free"); }), c.number);
         EXPECT_EQ(ContentOf(u"D:\\x.tmp"), "data");
         if (c.result.code == platform::kOpExists) continue;
         FailNextOperation(c.result);
-        EXPECT_EQ(ErrorOf([] { fo::FileOperation(u"D:\\x.tmp", u"C:\\a.b", platform::kOpMove, kRename, 0); }),
-                  c.number);
+        EXPECT_EQ(ErrorOf([] { Move(u"D:\\x.tmp", u"C:\\a.b"); }), c.number);
         EXPECT_EQ(ContentOf(u"C:\\a[1].b"), "");  // the reserved name stays
     }
 }
 
 TEST_F(ModFileOps, AMissingSourceReservesNothing) {
     PutFile(u"C:\\a.b", "old");
-    EXPECT_EQ(ErrorOf([] { fo::FileOperation(u"D:\\gone", u"C:\\a.b", platform::kOpMove, kRename, 0); }), 53);
+    EXPECT_EQ(ErrorOf([] { Move(u"D:\\gone", u"C:\\a.b"); }), 53);
     EXPECT_EQ(List(u"C:\\"), std::vector<std::u16string>{u"a.b"});
     EXPECT_TRUE(Operations().empty());
 }

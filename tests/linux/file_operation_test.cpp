@@ -5,13 +5,11 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <memory>
 #include <set>
 #include <thread>
@@ -271,29 +269,6 @@ TEST_P(FileOperation, TwoProcessesFinishingOneNameLeaveTwoHundredWholeFiles) {
             EXPECT_EQ(status, 0);
         };
     });
-}
-
-TEST_P(FileOperation, AKilledMoveLeavesNoPartOfAFile) {
-    const std::string content(std::size_t{8} << 20, 'x');
-    for (int round = 0; round < 15; ++round) {
-        Write(Tmp(), content);
-        const pid_t child = fork();
-        ASSERT_GE(child, 0);
-        if (child == 0) {
-            Move(Tmp(), m_assets / "a", Destination::Free);
-            _exit(0);
-        }
-        std::this_thread::sleep_for(std::chrono::microseconds(round * 500));
-        kill(child, SIGKILL);
-        ASSERT_EQ(waitpid(child, nullptr, 0), child);
-        bool whole = false;
-        for (const auto& name : List(m_assets.Path())) {
-            EXPECT_TRUE(Read(m_assets / name) == content) << name;
-            whole = true;
-            unlink((m_assets / name).c_str());
-        }
-        EXPECT_TRUE(whole || Read(Tmp()) == content);
-    }
 }
 
 }  // namespace

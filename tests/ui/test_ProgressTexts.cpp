@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <span>
+
 namespace tsasync {
 
 namespace {
@@ -20,6 +22,12 @@ struct Figure {
     std::u16string_view text;
 };
 
+template <typename Format>
+void ExpectTexts(Format format, std::span<const Figure> figures) {
+    const ProgressTexts texts = Texts(1033);
+    for (const auto& [number, text] : figures) EXPECT_EQ((texts.*format)(number), text) << number;
+}
+
 TEST(ProgressTexts, WritesSizesWithOneDecimal) {
     const Figure figures[] = {{-2147483647 - 1, u"-2147483648 bytes"},
                               {0, u"0 bytes"},
@@ -35,9 +43,7 @@ TEST(ProgressTexts, WritesSizesWithOneDecimal) {
                               {1048576, u"1 MB"},
                               {1258291, u"1.2 MB"},
                               {2147483647, u"2048 MB"}};
-    const ProgressTexts texts = Texts(1033);
-    for (const Figure& figure : figures)
-        EXPECT_EQ(texts.FormatSize(figure.number), figure.text) << figure.number;
+    ExpectTexts(&ProgressTexts::FormatSize, figures);
 }
 
 TEST(ProgressTexts, WritesRatesWithTwoDecimals) {
@@ -53,9 +59,7 @@ TEST(ProgressTexts, WritesRatesWithTwoDecimals) {
                               {1048575, u"1024 KB/Sec"},
                               {1048576, u"1 MB/Sec"},
                               {2147483647, u"2048 MB/Sec"}};
-    const ProgressTexts texts = Texts(1033);
-    for (const Figure& figure : figures)
-        EXPECT_EQ(texts.FormatRate(figure.number), figure.text) << figure.number;
+    ExpectTexts(&ProgressTexts::FormatRate, figures);
 }
 
 TEST(ProgressTexts, WritesTimesWithoutThePartsThatAreZero) {
@@ -64,9 +68,7 @@ TEST(ProgressTexts, WritesTimesWithoutThePartsThatAreZero) {
                               {120, u"2 min "},       {3600, u"1 hr "},
                               {3605, u"1 hr 5 sec "}, {3930, u"1 hr 5 min 30 sec "},
                               {90000, u"25 hr "},     {2147483647, u"596523 hr 14 min 7 sec "}};
-    const ProgressTexts texts = Texts(1033);
-    for (const Figure& figure : figures)
-        EXPECT_EQ(texts.FormatTime(figure.number), figure.text) << figure.number;
+    ExpectTexts(&ProgressTexts::FormatTime, figures);
 }
 
 struct Language {
@@ -90,12 +92,12 @@ TEST(ProgressTexts, SpeaksSixLanguages) {
 }
 
 TEST(ProgressTexts, ShowsOnlyTheStatusCodesThatTellTheUserSomething) {
-    const ProgressTexts texts = Texts(1033);
     const Figure shown[] = {
         {0, u"Async Read Error"}, {1, u"Finding Resource"},      {2, u"Connecting"},
         {3, u"Redirecting"},      {4, u"Begin Download"},        {6, u"End Download"},
         {11, u"Sending Request"}, {15, u"Begin Sync Operation"}, {16, u"End Sync Operation"}};
-    for (const Figure& status : shown) EXPECT_EQ(texts.Status(status.number), status.text);
+    ExpectTexts(&ProgressTexts::Status, shown);
+    const ProgressTexts texts = Texts(1033);
     for (const std::int32_t code : {-1, 5, 7, 8, 9, 10, 12, 13, 14, 17, 1000})
         EXPECT_EQ(texts.Status(code), u"") << code;
 }

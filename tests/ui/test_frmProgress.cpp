@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
 #include <vector>
 
 namespace tsasync {
@@ -96,26 +97,19 @@ TEST_F(FrmProgress, CompactsTheDestinationToItsLabelAndTheAddressToTwiceTheWindo
     dialog.SetAssetURL(u"http://host.example/photo.jpg");
     EXPECT_EQ(LastProgressWindow().fitWidth, 770);  // 770.5: a half goes to the even neighbour
     EXPECT_EQ(LastProgressWindow().tooltips.at(ProgressControl::AssetName), u"htt...\u0302");
-}
-
-TEST_F(FrmProgress, TrimsAPathThatFits) {
-    frmProgress dialog;
+    ProgressWindows().fitPath = nullptr;  // what fits is only trimmed
     dialog.SetDestination(u"  C:\\Assets\\photo.jpg ");
     EXPECT_EQ(Caption(ProgressControl::Dest), u"C:\\Assets\\photo.jpg");
 }
 
-struct Screen {
-    platform::ScreenDepth colors;
-    std::int32_t clip;
-};
-
 TEST_F(FrmProgress, PicksTheClipForTheScreen) {
-    const Screen screens[] = {{{1, 1}, 101}, {{8, 1}, 101},  {{1, 4}, 101},  {{3, 3}, 102},
-                              {{9, 1}, 102}, {{24, 1}, 102}, {{32, 1}, 102}, {{0x4000, 2}, 101}};
-    for (const Screen& screen : screens) {
-        ProgressWindows().colors = screen.colors;
+    const std::pair<platform::ScreenDepth, std::int32_t> screens[] = {
+        {{1, 1}, 101}, {{8, 1}, 101},  {{1, 4}, 101},  {{3, 3}, 102},
+        {{9, 1}, 102}, {{24, 1}, 102}, {{32, 1}, 102}, {{0x4000, 2}, 101}};
+    for (const auto& [colors, clip] : screens) {
+        ProgressWindows().colors = colors;
         const auto dialog = Dialog();
-        EXPECT_EQ(LastProgressWindow().clip, screen.clip) << screen.colors.bitsPerPixel;
+        EXPECT_EQ(LastProgressWindow().clip, clip) << colors.bitsPerPixel;
         EXPECT_EQ(LastProgressWindow().clipSource, ClipSource::Component);
     }
 }
@@ -142,48 +136,33 @@ TEST_F(FrmProgress, KnowsNothingBeforeTheTotal) {
     EXPECT_EQ(Title(), u"0%  of photo.jpg Completed");
 }
 
-TEST_F(FrmProgress, ReadsAsAWhole) {
-    const auto dialog = Dialog(53, 1258291, 2831155);
-    EXPECT_EQ(Title(), u"44%  of photo.jpg Completed");
-    EXPECT_EQ(Caption(ProgressControl::TimeLeft), u"1 min 6 sec  (1.2 MB of 2.7 MB copied)");
-    EXPECT_EQ(Caption(ProgressControl::Rate), u"23.18 KB/Sec");
-    EXPECT_EQ(LastProgressWindow().progress, 44.0F);
-}
-
-struct Progress {
-    double seconds;
-    std::int32_t sofar, total;
-    std::u16string_view title;
-    float bar;
-    std::u16string_view timeLeft, rate;
-};
-
 TEST_F(FrmProgress, CountsOnTheSecondAndNeverOverflows) {
-    const Progress cases[] = {
-        {0, 50, 100, u"50%  of photo.jpg Completed", 50, u" (50 bytes of 100 bytes copied)", u""},
-        {0.9, 50, 100, u"50%  of photo.jpg Completed", 50, u" (50 bytes of 100 bytes copied)", u""},
-        {1, 50, 100, u"50%  of photo.jpg Completed", 50, u"1 sec  (50 bytes of 100 bytes copied)",
-         u"50 bytes/Sec"},
-        {1, 2, 3, u"66%  of photo.jpg Completed", 66, u" (2 bytes of 3 bytes copied)",
-         u"2 bytes/Sec"},                                                                           // 0.5
-        {3, 2, 3, u"66%  of photo.jpg Completed", 66, u"2 sec  (2 bytes of 3 bytes copied)", u""},  // 1.5
-        {4, 100, 100, u"100%  of photo.jpg Completed", 0, u" (100 bytes of 100 bytes copied)",
-         u"25 bytes/Sec"},
-        {2, 50000000, 100000000, u"50%  of photo.jpg Completed", 50, u"2 sec  (47.7 MB of 95.4 MB copied)",
-         u"23.84 MB/Sec"},
-        {1, 2147483646, 2147483647, u"99%  of photo.jpg Completed", 99, u" (2048 MB of 2048 MB copied)",
-         u"2048 MB/Sec"},
-        {90000, 50, 100, u"50%  of photo.jpg Completed", 50, u"25 hr  (50 bytes of 100 bytes copied)", u""},
-        {-10, 50, 100, u"50%  of photo.jpg Completed", 50, u" (50 bytes of 100 bytes copied)",
-         u""},  // clock stepped back
-    };
-    for (const Progress& progress : cases) {
+    const struct {
+        double seconds;
+        std::int32_t sofar, total;
+        std::u16string percent;
+        float bar;
+        std::u16string_view timeLeft, rate;
+    } cases[] = {
+        {0, 50, 100, u"50", 50, u" (50 bytes of 100 bytes copied)", u""},
+        {0.9, 50, 100, u"50", 50, u" (50 bytes of 100 bytes copied)", u""},
+        {1, 50, 100, u"50", 50, u"1 sec  (50 bytes of 100 bytes copied)", u"50 bytes/Sec"},
+        {1, 2, 3, u"66", 66, u" (2 bytes of 3 bytes copied)", u"2 bytes/Sec"},  // 0.5
+        {3, 2, 3, u"66", 66, u"2 sec  (2 bytes of 3 bytes copied)", u""},       // 1.5
+        {4, 100, 100, u"100", 0, u" (100 bytes of 100 bytes copied)", u"25 bytes/Sec"},
+        {2, 50000000, 100000000, u"50", 50, u"2 sec  (47.7 MB of 95.4 MB copied)", u"23.84 MB/Sec"},
+        {1, 2147483646, 2147483647, u"99", 99, u" (2048 MB of 2048 MB copied)", u"2048 MB/Sec"},
+        {90000, 50, 100, u"50", 50, u"25 hr  (50 bytes of 100 bytes copied)", u""},
+        {53, 1258291, 2831155, u"44", 44, u"1 min 6 sec  (1.2 MB of 2.7 MB copied)", u"23.18 KB/Sec"},
+        // The clock has stepped back.
+        {-10, 50, 100, u"50", 50, u" (50 bytes of 100 bytes copied)", u""}};
+    for (const auto& c : cases) {
         SetUp();
-        const auto dialog = Dialog(progress.seconds, progress.sofar, progress.total);
-        EXPECT_EQ(Title(), progress.title);
-        EXPECT_EQ(LastProgressWindow().progress, progress.bar);
-        EXPECT_EQ(Caption(ProgressControl::TimeLeft), progress.timeLeft);
-        EXPECT_EQ(Caption(ProgressControl::Rate), progress.rate);
+        const auto dialog = Dialog(c.seconds, c.sofar, c.total);
+        EXPECT_EQ(Title(), c.percent + u"%  of photo.jpg Completed");
+        EXPECT_EQ(LastProgressWindow().progress, c.bar);
+        EXPECT_EQ(Caption(ProgressControl::TimeLeft), c.timeLeft);
+        EXPECT_EQ(Caption(ProgressControl::Rate), c.rate);
     }
 }
 
@@ -254,29 +233,21 @@ TEST_F(FrmProgress, ShortensTitlesOverSixtyFourCharacters) {
     EXPECT_EQ(Title().size(), 63U);
 }
 
-TEST_F(FrmProgress, RaisesCancelOnceWhenTheButtonIsPressed) {
-    const auto dialog = Dialog();
-    ProgressWindows().whileShown = [] {
-        testplatform::PressCancel();
-        return true;
-    };
-    onCancel = [&] { dialog->Unload(); };  // a handler that closes the dialog, too
-    dialog->ShowModal();
-    EXPECT_EQ(cancelled, std::vector<std::u16string>{u"handle"});
-    EXPECT_FALSE(unloadedAtCancel);
-    EXPECT_TRUE(LastProgressWindow().unloaded);
-    dialog->Unload();
-    EXPECT_EQ(cancelled.size(), 1U);
-}
-
-TEST_F(FrmProgress, RaisesCancelOnceWhenTheWindowIsClosed) {
-    const auto dialog = Dialog();
-    ProgressWindows().whileShown = [] {
-        testplatform::CloseProgressWindow();
-        return true;
-    };
-    dialog->ShowModal();
-    EXPECT_EQ(cancelled, std::vector<std::u16string>{u"handle"});
+TEST_F(FrmProgress, RaisesCancelOnceWhenTheUserEndsIt) {
+    for (const auto act : {testplatform::PressCancel, testplatform::CloseProgressWindow}) {
+        SetUp();
+        cancelled.clear();
+        const auto dialog = Dialog();
+        ProgressWindows().whileShown = [act] { return act(), true; };
+        onCancel = [&] { dialog->Unload(); };  // a handler that closes the dialog, too
+        dialog->ShowModal();
+        EXPECT_EQ(cancelled, std::vector<std::u16string>{u"handle"});
+        EXPECT_FALSE(unloadedAtCancel);
+        EXPECT_TRUE(LastProgressWindow().unloaded);
+        dialog->Unload();
+        EXPECT_EQ(cancelled.size(), 1U);
+        onCancel = nullptr;
+    }
 }
 
 TEST_F(FrmProgress, RaisesNothingWhenTheManagerUnloadsIt) {
@@ -308,11 +279,9 @@ TEST_F(FrmProgress, NamesItselfAsTheSourceOfAFailedLoad) {
         dialog.SetDestination(u"C:\\x");
         FAIL() << "the load did not fail";
     } catch (const AutomationError& error) {
-        EXPECT_EQ(error.number, 364);
         EXPECT_EQ(error.source, u"frmProgress.Load");
-        EXPECT_EQ(error.description, u"refused");
-        EXPECT_EQ(error.helpFile, u"help");
-        EXPECT_EQ(error.helpContext, 7);
+        EXPECT_EQ(std::tuple(error.number, error.description, error.helpFile, error.helpContext),
+                  std::tuple(364, u"refused", u"help", 7));
     }
     EXPECT_EQ(testplatform::LiveProgressWindows(), 0);
     ProgressWindows().loadError = 0;

@@ -22,13 +22,6 @@ struct Lookup {
     std::u16string_view text;
 };
 
-void ExpectFound(const Lookup& lookup) {
-    testlocale::Set(lookup.user, u".");
-    modRes::SetLangID(lookup.language);
-    EXPECT_EQ(modRes::LoadResText(lookup.id), lookup.text)
-        << lookup.id << " in " << lookup.language << " of a user of " << lookup.user;
-}
-
 TEST_F(ModRes, FindsTheTextInTheChosenLanguageThenTheUsersThenInEnglish) {
     const Lookup lookups[] = {
         {1036, 1033, 105, u"Annuler"},
@@ -48,6 +41,10 @@ TEST_F(ModRes, FindsTheTextInTheChosenLanguageThenTheUsersThenInEnglish) {
         {-7, 1040, 105, u"Annulla"},
         {0, 0, 105, u"Cancel"},
         {0, 1041, 105, u"Cancel"},
+        // another German is not German (Germany): the system's choice comes before English
+        {2055, 1033, 105, u"Cancel"},
+        {2055, 1036, 105, u"Annuler"},
+        {2055, 2055, 105, u"Abbrechen"},
         // no text
         {1033, 1033, 1007, u""},
         {1033, 1033, 1012, u""},
@@ -55,14 +52,14 @@ TEST_F(ModRes, FindsTheTextInTheChosenLanguageThenTheUsersThenInEnglish) {
         {1033, 1033, 5000, u""},
         {1033, 1033, -5, u""},
         {1033, 1033, 2147483647, u""}};
-    for (const Lookup& lookup : lookups) ExpectFound(lookup);
-}
-
-// Another German is not German (Germany).
-TEST_F(ModRes, LeavesTheChoiceToTheSystemBeforeEnglish) {
-    for (const Lookup& lookup :
-         {Lookup{2055, 1033, 105, u"Cancel"}, {2055, 1036, 105, u"Annuler"}, {2055, 2055, 105, u"Abbrechen"}})
-        ExpectFound(lookup);
+    for (const Lookup& lookup : lookups) {
+        testlocale::Set(lookup.user, u".");
+        modRes::SetLangID(lookup.language);
+        EXPECT_EQ(modRes::LoadResText(lookup.id), lookup.text)
+            << lookup.id << " in " << lookup.language << " of a user of " << lookup.user;
+    }
+    modRes::SetResModule(4711);  // another one has no texts
+    EXPECT_EQ(modRes::LoadResText(105), u"");
 }
 
 TEST_F(ModRes, TakesTheUsersLanguageWhenItIsChosenAndNotLater) {
@@ -85,12 +82,6 @@ TEST_F(ModRes, EveryThreadHasItsOwnModuleAndLanguage) {
     EXPECT_EQ(withoutModule, u"");
     EXPECT_EQ(neutral, u"Annuleren");
     EXPECT_EQ(modRes::LoadResText(105), u"Annuler");
-}
-
-TEST_F(ModRes, AnotherModuleHasNoTexts) {
-    modRes::SetLangID(1033);
-    modRes::SetResModule(4711);
-    EXPECT_EQ(modRes::LoadResText(105), u"");
 }
 
 }  // namespace
