@@ -21,9 +21,22 @@ HRESULT CallSlot(IUnknown* object, int slot, Arguments... arguments) {
     return member(object, arguments...);
 }
 
-std::u16string TextFrom(IUnknown* object, int slot) {
+template <typename... Arguments>
+void Do(IUnknown* object, int slot, Arguments... arguments) {
+    EXPECT_EQ(CallSlot(object, slot, arguments...), S_OK) << "slot " << slot;
+}
+
+template <typename T, typename... Arguments>
+T From(IUnknown* object, int slot, Arguments... arguments) {
+    T value{};
+    Do(object, slot, arguments..., &value);
+    return value;
+}
+
+template <typename... Arguments>
+std::u16string TextFrom(IUnknown* object, int slot, Arguments... arguments) {
     host::Bstr text;
-    EXPECT_EQ(CallSlot(object, slot, text.Put()), S_OK);
+    Do(object, slot, arguments..., text.Put());
     return text.Text();
 }
 
@@ -34,47 +47,37 @@ TEST_P(ManagerSlots, AreTheMembersInOrder) {
     IUnknown* const m = object.Get();
     const host::Bstr url(u"http://host/a.png");
     const host::Bstr name(u"picture");
-    host::Bstr handle;
-    ASSERT_EQ(CallSlot(m, 1, BSTR(url), BSTR(name), VARIANT_FALSE, handle.Put()), S_OK);
+    const host::Bstr handle(TextFrom(m, 1, BSTR(url), BSTR(name), VARIANT_FALSE));
     EXPECT_FALSE(handle.Text().empty());
 
-    VARIANT_BOOL flag = VARIANT_TRUE;
-    EXPECT_EQ(CallSlot(m, 2, &flag), S_OK);
-    EXPECT_EQ(flag, VARIANT_FALSE);
-    EXPECT_EQ(CallSlot(m, 3, VARIANT_BOOL{1}), S_OK);
-    EXPECT_EQ(CallSlot(m, 2, &flag), S_OK);
-    EXPECT_EQ(flag, VARIANT_TRUE);
+    EXPECT_EQ(From<VARIANT_BOOL>(m, 2), VARIANT_FALSE);
+    Do(m, 3, VARIANT_BOOL{1});
+    EXPECT_EQ(From<VARIANT_BOOL>(m, 2), VARIANT_TRUE);
 
     const host::Bstr folder(u"C:\\Assets");
     EXPECT_NE(TextFrom(m, 4), u"C:\\Assets");
-    EXPECT_EQ(CallSlot(m, 5, BSTR(folder)), S_OK);
+    Do(m, 5, BSTR(folder));
     EXPECT_EQ(TextFrom(m, 4), u"C:\\Assets");
 
-    SHORT number = 0;
-    EXPECT_EQ(CallSlot(m, 7, SHORT{-5}), S_OK);
-    EXPECT_EQ(CallSlot(m, 6, &number), S_OK);
-    EXPECT_EQ(number, -5);
-    EXPECT_EQ(CallSlot(m, 11, &number), S_OK);
-    EXPECT_EQ(number, 1);
+    Do(m, 7, SHORT{-5});
+    EXPECT_EQ(From<SHORT>(m, 6), -5);
+    EXPECT_EQ(From<SHORT>(m, 11), 1);
 
-    EXPECT_EQ(CallSlot(m, 8, BSTR(handle), tsdPending, 1.0, static_cast<VARIANT_BOOL*>(nullptr)), S_OK);
-    EXPECT_EQ(CallSlot(m, 7, SHORT{0}), S_OK);
-    EXPECT_EQ(CallSlot(m, 8, BSTR(handle), tsdStopped, 1.0, static_cast<VARIANT_BOOL*>(nullptr)), S_OK);
-    EXPECT_EQ(CallSlot(m, 8, BSTR(handle), tsdPending, 999999.0, static_cast<VARIANT_BOOL*>(nullptr)), S_OK);
+    VARIANT_BOOL* const noForce = nullptr;
+    Do(m, 8, BSTR(handle), tsdPending, 1.0, noForce);
+    Do(m, 7, SHORT{0});
+    Do(m, 8, BSTR(handle), tsdStopped, 1.0, noForce);
+    Do(m, 8, BSTR(handle), tsdPending, 999999.0, noForce);
     EXPECT_EQ(TextFrom(m, 9), u"") << "nothing is due";
 
-    host::Bstr found;
-    EXPECT_EQ(CallSlot(m, 13, BSTR(url), found.Put()), S_OK);
-    EXPECT_EQ(found.Text(), handle.Text());
-    EXPECT_EQ(CallSlot(m, 10, BSTR(handle)), S_OK);
-    EXPECT_EQ(CallSlot(m, 13, BSTR(url), found.Put()), S_OK);
-    EXPECT_EQ(found.Text(), u"") << "no longer registered";
-    EXPECT_EQ(CallSlot(m, 14, BSTR(url), found.Put()), S_OK);
-    EXPECT_EQ(found.Text(), handle.Text());
+    EXPECT_EQ(TextFrom(m, 13, BSTR(url)), handle.Text());
+    Do(m, 10, BSTR(handle));
+    EXPECT_EQ(TextFrom(m, 13, BSTR(url)), u"") << "no longer registered";
+    EXPECT_EQ(TextFrom(m, 14, BSTR(url)), handle.Text());
 
     const host::Bstr target(u"");
-    EXPECT_EQ(CallSlot(m, 12, BSTR(target), LONG{0}), S_OK);
-    EXPECT_EQ(CallSlot(m, 15, LONG{1031}), S_OK);
+    Do(m, 12, BSTR(target), LONG{0});
+    Do(m, 15, LONG{1031});
 }
 
 INSTANTIATE_TEST_SUITE_P(Identifiers, ManagerSlots,
@@ -96,27 +99,17 @@ TEST_P(ItemSlots, AreTheMembersInOrder) {
                                               {17, 18, u"URL"}, {19, 20, u"Handle"},  {23, 24, u"MIMEType"}};
     const Property<LONG> longs[] = {{22, 21, -3}, {11, 12, 400}, {15, 14, 50}};
     // Size raises TotalSize, so they are put in this order and read when all are put.
-    for (const auto& text : texts) EXPECT_EQ(CallSlot(i, text.put, BSTR(host::Bstr(text.value))), S_OK);
-    for (const auto& number : longs) EXPECT_EQ(CallSlot(i, number.put, number.value), S_OK);
-    EXPECT_EQ(CallSlot(i, 3, SHORT{-1}), S_OK);
-    EXPECT_EQ(CallSlot(i, 9, DATE{36585.75}), S_OK);
-    EXPECT_EQ(CallSlot(i, 13, LONG{7}), S_OK);
+    for (const auto& text : texts) Do(i, text.put, BSTR(host::Bstr(text.value)));
+    for (const auto& number : longs) Do(i, number.put, number.value);
+    Do(i, 3, SHORT{-1});
+    Do(i, 9, DATE{36585.75});
+    Do(i, 13, LONG{7});
 
     for (const auto& text : texts) EXPECT_EQ(TextFrom(i, text.get), text.value);
-    for (const auto& number : longs) {
-        LONG value = 0;
-        EXPECT_EQ(CallSlot(i, number.get, &value), S_OK);
-        EXPECT_EQ(value, number.value) << "slot " << number.get;
-    }
-    SHORT attempts = 0;
-    EXPECT_EQ(CallSlot(i, 4, &attempts), S_OK);
-    EXPECT_EQ(attempts, -1);
-    DATE start = 0;
-    EXPECT_EQ(CallSlot(i, 10, &start), S_OK);
-    EXPECT_EQ(start, 36585.75);
-    LONG state = 0;
-    EXPECT_EQ(CallSlot(i, 16, &state), S_OK);
-    EXPECT_EQ(state, 7);
+    for (const auto& number : longs) EXPECT_EQ(From<LONG>(i, number.get), number.value) << number.get;
+    EXPECT_EQ(From<SHORT>(i, 4), -1);
+    EXPECT_EQ(From<DATE>(i, 10), 36585.75);
+    EXPECT_EQ(From<LONG>(i, 16), 7);
 }
 
 INSTANTIATE_TEST_SUITE_P(Identifiers, ItemSlots, testing::Values(IID__CDLItem, IID_CDLItem___v0));

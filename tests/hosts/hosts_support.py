@@ -1,10 +1,12 @@
 """What the tests of assetfetch share: servers on free loopback ports and a host in a home of its own."""
+import contextlib
 import errno
 import functools
 import http.server
 import json
 import os
 import pathlib
+import random
 import shutil
 import signal
 import socket
@@ -23,9 +25,12 @@ SKIPPED = 77  # exit status of a program of tests of which this machine could no
 
 
 def free_port():
-    with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
-        return probe.getsockname()[1]
+    """Not one of those that the system gives to connections: one of these may take it before its server does."""
+    while True:
+        port = random.randrange(10_000, 32_000)
+        with socket.socket() as probe, contextlib.suppress(OSError):
+            probe.bind(("127.0.0.1", port))
+            return port
 
 
 def has_ipv6():

@@ -1,6 +1,7 @@
 #include "automation/Text.h"
 #include "automation/Utf8.h"
 #include "manager/CDLManager.h"
+#include "tests/linux/scratch.h"
 
 #include <glib.h>
 #include <gtest/gtest.h>
@@ -8,9 +9,6 @@
 
 #include <array>
 #include <barrier>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <thread>
 
 // Two threads, each with a manager and a main context of its own, downloading at once from one server,
@@ -88,21 +86,20 @@ class Host final : IManagerEvents {
 };
 
 TEST(Threads, DownloadAtOnceAndShareNothing) {
-    std::string home = "/tmp/tsasync-threads-XXXXXX";
-    ASSERT_NE(g_mkdtemp(home.data()), nullptr);
-    g_setenv("HOME", home.c_str(), TRUE);
-    g_setenv("XDG_CONFIG_HOME", home.c_str(), TRUE);
-    g_setenv("XDG_CACHE_HOME", home.c_str(), TRUE);
+    const tests::ScratchFolder home;
+    for (const char* name : {"HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME"}) {
+        g_setenv(name, home.Path().c_str(), TRUE);
+    }
     g_setenv("GIO_USE_PROXY_RESOLVER", "dummy", TRUE);  // not the desktop's, whatever it says
     // GLib makes its folder names once, under a lock that ThreadSanitizer does not see: here, before the
     // threads begin.
-    { const Host host(home); }
+    { const Host host(home.Path()); }
     {
         const Server server;
         std::barrier together(2);
         const auto download = [&](char letter) {
-            const std::filesystem::path folder = std::filesystem::path(home) / std::string(1, letter);
-            Host host(folder.string());
+            const std::string folder = home / std::string(1, letter);
+            Host host(folder);
             together.arrive_and_wait();
             for (int i = 0; i < kJobs; ++i) {
                 host.manager->AddURL(server.Url("shared" + std::to_string(i) + letter));
@@ -113,8 +110,7 @@ TEST(Threads, DownloadAtOnceAndShareNothing) {
             EXPECT_FALSE(host.heardOnOtherThread);
             for (int i = 0; i < kJobs; ++i) {
                 const std::string name = "shared" + std::to_string(i) + letter;
-                std::ifstream file(folder / (name + ".pdf"), std::ios::binary);
-                EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), ContentOf(name)) << name;
+                EXPECT_EQ(tests::Read(folder + "/" + name + ".pdf"), ContentOf(name)) << name;
             }
             together.arrive_and_wait();
         };
@@ -123,7 +119,6 @@ TEST(Threads, DownloadAtOnceAndShareNothing) {
         first.join();
         second.join();
     }
-    std::filesystem::remove_all(home);
 }
 
 }  // namespace

@@ -8,7 +8,6 @@ namespace {
 
 struct LogState {
     std::vector<testplatform::LogStart> starts;
-    std::vector<std::u16string> entries;
     std::int32_t refusal = 0;
 };
 
@@ -22,11 +21,9 @@ std::int32_t platform::StartLog(std::u16string_view target, std::int32_t mode) {
     return 0;
 }
 
-void platform::LogEntry(std::u16string_view text) { g_log.entries.emplace_back(text); }
+void platform::LogEntry(std::u16string_view /*text*/) {}
 
 const std::vector<testplatform::LogStart>& testplatform::LogStarts() { return g_log.starts; }
-
-const std::vector<std::u16string>& testplatform::LogEntries() { return g_log.entries; }
 
 void testplatform::RefuseLog(std::int32_t error) { g_log.refusal = error; }
 

@@ -14,7 +14,6 @@ struct LogStart {
 
 // Every accepted call of StartLog since ResetLog.
 const std::vector<LogStart>& LogStarts();
-const std::vector<std::u16string>& LogEntries();
 // The error number with which every StartLog is refused from now on; 0: none is.
 void RefuseLog(std::int32_t error);
 void ResetLog();
