@@ -152,7 +152,7 @@ TEST_F(Dispatch, BadArgumentsAreNamed) {
     EXPECT_EQ(Invoke(Late(), DISPID_CDLManager_ActiveJobs, DISPATCH_PROPERTYPUT).result,
               DISP_E_PARAMNOTOPTIONAL);
     Value one = Value::Long(1);
-    DISPPARAMS lies[] = {{nullptr, nullptr, 2, 0}, {&one.Get(), nullptr, 1, 2}};
+    DISPPARAMS lies[] = {{nullptr, nullptr, 2, 0}, {&one.Get(), nullptr, 1, 1}, {&one.Get(), nullptr, 1, 2}};
     for (DISPPARAMS& lie : lies) EXPECT_EQ(InvokeRaw(&lie, kAdd), E_INVALIDARG);
 }
 

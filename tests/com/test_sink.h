@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tests/comrt/counted_object.h"
 #include "tsasync/TSAsync.h"
 #include "tsasync/host.hpp"
 
@@ -9,23 +10,12 @@
 namespace tsasync::test {
 
 // A sink on the stack, which a test scripts.
-class TestSink : public IDispatch {
+class TestSink : public CountedObject {
   public:
-    explicit TestSink(std::function<HRESULT(EXCEPINFO&)> onEvent) : m_onEvent(std::move(onEvent)) {}
+    explicit TestSink(std::function<HRESULT(EXCEPINFO&)> onEvent) : m_onEvent(std::move(onEvent)) {
+        answersTo = DIID___CDLManager;
+    }
 
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** object) override {
-        const bool known = riid == IID_IUnknown || riid == answersTo;
-        *object = known ? static_cast<IDispatch*>(this) : nullptr;
-        if (known) AddRef();
-        return known ? S_OK : E_NOINTERFACE;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
-    ULONG STDMETHODCALLTYPE Release() override { return --references; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
-        return E_NOTIMPL;
-    }
     HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* arguments, VARIANT*,
                                      EXCEPINFO* error, UINT*) override {
         ++events;
@@ -35,8 +25,6 @@ class TestSink : public IDispatch {
         return m_onEvent ? m_onEvent(*error) : S_OK;
     }
 
-    IID answersTo = DIID___CDLManager;
-    ULONG references = 1;
     int events = 0;
     bool wellFormed = true;
     host::ComPtr<IDispatch> item;  // of the last event

@@ -8,7 +8,7 @@ namespace tsasync::test {
 class CountedObject : public IDispatch {
   public:
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** object) override {
-        const bool known = riid == IID_IUnknown || (hasDispatch && riid == IID_IDispatch);
+        const bool known = riid == IID_IUnknown || riid == answersTo;
         *object = known ? static_cast<IDispatch*>(this) : nullptr;
         if (known) AddRef();
         return known ? S_OK : E_NOINTERFACE;
@@ -26,7 +26,7 @@ class CountedObject : public IDispatch {
     }
 
     ULONG references = 1;
-    bool hasDispatch = true;
+    IID answersTo = IID_IDispatch;  // besides IUnknown
 };
 
 }  // namespace tsasync::test

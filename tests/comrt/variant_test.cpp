@@ -222,7 +222,7 @@ TEST(Variants, ObjectsConvertByQuery) {
     EXPECT_EQ(value.pdispVal, &object);
     EXPECT_EQ(object.references, 2u);
     ASSERT_EQ(VariantChangeType(&value, &value, 0, VT_UNKNOWN), S_OK);
-    object.hasDispatch = false;
+    object.answersTo = IID_IUnknown;
     EXPECT_EQ(VariantChangeType(&value, &value, 0, VT_DISPATCH), kMismatch);
     EXPECT_EQ(VariantChangeType(&value, &value, 0, VT_I4), kMismatch);
     VariantClear(&value);

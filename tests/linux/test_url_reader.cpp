@@ -3,10 +3,10 @@
 #include "platform/linux/reader/partial_file.h"
 #include "platform/linux/reader/source_url.h"
 #include "tests/linux/reader_host.h"
+#include "tests/linux/web_server.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <httplib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -25,68 +25,45 @@ using platform::AsyncProperty;
 
 const std::string kPng = "\x89PNG\r\n\x1a\n";
 
-// A normal web server on a free port of the loopback.
-class WebServer {
-  public:
-    WebServer() {
-        Serve("/text", "hello", "text/html; charset=utf-8");
-        Serve("/big", Pattern(3'000'000), "video/mp4");
-        Serve("/photo.png", kPng, "application/octet-stream");
-        Serve("/empty", "", "image/gif");
-        server.Get("/tagged", [](const auto&, auto& answer) {
-            answer.set_header("ETag", "\"v1\"");
-            answer.set_content(Pattern(300'000), "video/mp4");
-        });
-        server.Get("/moved", [](const auto&, auto& answer) { answer.set_redirect("/text", 302); });
-        server.Get("/leads", [](const auto& asked, auto& answer) {
-            answer.set_redirect(asked.get_param_value("to"), 302);
-        });
-        server.Get(R"(/small/(\d+))", [](const auto& asked, auto& answer) {
-            answer.set_content(asked.matches[1].str(), "text/css");
-        });
-        server.Get("/slow", [](const auto&, auto& answer) {
-            static std::atomic<int> running = 0;
-            const int now = ++running;
-            for (int most = s_mostAtOnce; now > most && !s_mostAtOnce.compare_exchange_weak(most, now);)
-                continue;
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
-            --running;
-            answer.set_content("", "text/css");
-        });
-        server.Get("/held", [this](const auto&, auto& answer) {
-            held.acquire();
-            answer.set_content("", "text/css");
-        });
-        server.set_tcp_nodelay(true);
-        server.set_keep_alive_timeout(5);  // a request that is slow to come is no reason to hang up
-        server.set_keep_alive_max_count(100'000);
-        m_port = server.bind_to_any_port("127.0.0.1");
-        m_thread = std::thread([this] { server.listen_after_bind(); });
-    }
-    ~WebServer() {
-        server.stop();
-        m_thread.join();
-    }
-    void Serve(const std::string& path, const std::string& content, const std::string& type) {
+std::counting_semaphore<> g_held{0};  // answers that /held may give
+std::atomic<int> g_mostAtOnce = 0;    // requests for /slow, at all servers
+
+void AddRoutes(httplib::Server& server) {
+    const auto serve = [&](const char* path, const std::string& content, const std::string& type) {
         server.Get(path, [=](const auto&, auto& answer) { answer.set_content(content, type); });
-    }
-    std::string operator/(const std::string& path) const {
-        return "http://127.0.0.1:" + std::to_string(m_port) + "/" + path;
-    }
+    };
+    serve("/text", "hello", "text/html; charset=utf-8");
+    serve("/big", Pattern(3'000'000), "video/mp4");
+    serve("/photo.png", kPng, "application/octet-stream");
+    serve("/empty", "", "image/gif");
+    server.Get("/tagged", [](const auto&, auto& answer) {
+        answer.set_header("ETag", "\"v1\"");
+        answer.set_content(Pattern(300'000), "video/mp4");
+    });
+    server.Get("/moved", [](const auto&, auto& answer) { answer.set_redirect("/text", 302); });
+    server.Get("/leads", [](const auto& asked, auto& answer) {
+        answer.set_redirect(asked.get_param_value("to"), 302);
+    });
+    server.Get(R"(/small/(\d+))", [](const auto& asked, auto& answer) {
+        answer.set_content(asked.matches[1].str(), "text/css");
+    });
+    server.Get("/slow", [](const auto&, auto& answer) {
+        static std::atomic<int> running = 0;
+        const int now = ++running;
+        for (int most = g_mostAtOnce; now > most && !g_mostAtOnce.compare_exchange_weak(most, now);) continue;
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        --running;
+        answer.set_content("", "text/css");
+    });
+    server.Get("/held", [](const auto&, auto& answer) {
+        g_held.acquire();
+        answer.set_content("", "text/css");
+    });
+}
 
-    httplib::Server server;
-    std::counting_semaphore<> held{0};                // answers that /held may give
-    static inline std::atomic<int> s_mostAtOnce = 0;  // requests for /slow, at all servers
-
-  private:
-    int m_port;
-    std::thread m_thread;
-};
-
-// Ending a server takes as long as it keeps idle connections: one serves all tests. It ends before the
-// process does, since its threads use what the process's end destroys.
+// Ending a server takes as long as it keeps idle connections: one serves all tests.
 struct UrlReaderTest : testing::Test {
-    static void SetUpTestSuite() { s_web.emplace(); }
+    static void SetUpTestSuite() { s_web.emplace(AddRoutes); }
     static void TearDownTestSuite() { s_web.reset(); }
 
     static inline std::optional<WebServer> s_web;
@@ -243,15 +220,15 @@ TEST_F(UrlReaderTest, WaitsForNoAnswerToAnotherRead) {
     host.Start(web / "text", "sixth");
     host.Start(web / "text", "next");
     EXPECT_TRUE(host.RunUntil([&] { return host.Of("next").completed; }, 20));
-    web.held.release(5);
+    g_held.release(5);
     EXPECT_TRUE(host.RunUntil([&] { return host.AllCompleted(); }));
 }
 
 TEST_F(UrlReaderTest, AsksOneHostForSixThingsAtOnceWhateverThePort) {
-    const WebServer second;
+    const WebServer second(AddRoutes);
     for (int i = 0; i < 20; ++i) host.Start((i % 2 == 0 ? web : second) / "slow", std::to_string(i));
     ASSERT_TRUE(host.RunUntil([&] { return host.AllCompleted(); }));
-    EXPECT_LE(WebServer::s_mostAtOnce, 6);
+    EXPECT_LE(g_mostAtOnce, 6);
 }
 
 TEST_F(UrlReaderTest, DeliversNothingAfterACancelEvenUnderTheSameName) {

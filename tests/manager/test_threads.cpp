@@ -2,10 +2,10 @@
 #include "automation/Utf8.h"
 #include "manager/CDLManager.h"
 #include "tests/linux/scratch.h"
+#include "tests/linux/web_server.h"
 
 #include <glib.h>
 #include <gtest/gtest.h>
-#include <httplib.h>
 
 #include <array>
 #include <barrier>
@@ -19,32 +19,6 @@ namespace {
 constexpr int kJobs = 30;
 
 std::string ContentOf(const std::string& name) { return name + std::string(20'000, name.back()); }
-
-class Server {
-  public:
-    Server() {
-        m_server.Get(R"(/(.+))", [](const auto& asked, auto& answer) {
-            answer.set_content(ContentOf(asked.matches[1].str()), "application/pdf");
-        });
-        m_server.set_keep_alive_timeout(1);
-        m_port = m_server.bind_to_any_port("127.0.0.1");
-        m_thread = std::thread([this] { m_server.listen_after_bind(); });
-    }
-    ~Server() {
-        m_server.stop();
-        m_thread.join();
-    }
-    Server(const Server&) = delete;
-    Server& operator=(const Server&) = delete;
-    std::u16string Url(const std::string& name) const {
-        return FromUtf8("http://127.0.0.1:" + std::to_string(m_port) + "/" + name);
-    }
-
-  private:
-    httplib::Server m_server;
-    int m_port = 0;
-    std::thread m_thread;
-};
 
 // A host on the calling thread, with the thread's own main context.
 class Host final : IManagerEvents {
@@ -95,14 +69,18 @@ TEST(Threads, DownloadAtOnceAndShareNothing) {
     // threads begin.
     { const Host host(home.Path()); }
     {
-        const Server server;
+        const tests::WebServer server([](httplib::Server& routes) {
+            routes.Get(R"(/(.+))", [](const auto& asked, auto& answer) {
+                answer.set_content(ContentOf(asked.matches[1].str()), "application/pdf");
+            });
+        });
         std::barrier together(2);
         const auto download = [&](char letter) {
             const std::string folder = home / std::string(1, letter);
             Host host(folder);
             together.arrive_and_wait();
             for (int i = 0; i < kJobs; ++i) {
-                host.manager->AddURL(server.Url("shared" + std::to_string(i) + letter));
+                host.manager->AddURL(FromUtf8(server / ("shared" + std::to_string(i) + letter)));
             }
             host.RunUntilAllEnded();
             EXPECT_EQ(host.finished, kJobs);
