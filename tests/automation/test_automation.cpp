@@ -1,8 +1,8 @@
-#include "automation/AutomationError.h"
 #include "automation/KeyFold.h"
 #include "automation/KeyedCollection.h"
 #include "automation/Text.h"
 #include "automation/modErrHand.h"
+#include "tests/automation/error_of.h"
 
 #include <gtest/gtest.h>
 
@@ -11,17 +11,6 @@
 
 namespace tsasync {
 namespace {
-
-template <typename Operation>
-AutomationError ErrorOf(const Operation& operation) {
-    try {
-        operation();
-    } catch (const AutomationError& error) {
-        return error;
-    }
-    ADD_FAILURE() << "no error was raised";
-    return {};
-}
 
 TEST(RaiseError, AddsTheBaseOnlyAboveAThousand) {
     const struct {

@@ -1,6 +1,6 @@
 #include "files/modFileOps.h"
 
-#include "automation/AutomationError.h"
+#include "tests/automation/error_of.h"
 #include "tests/platform/file_system.h"
 
 #include <gtest/gtest.h>
@@ -12,15 +12,6 @@ namespace fo = modFileOps;
 using namespace testplatform;  // NOLINT(google-build-using-namespace)
 
 constexpr std::int32_t kRename = platform::kFlagSilent | platform::kFlagRenameOnCollision;
-
-std::int32_t ErrorOf(const std::function<void()>& call) {
-    try {
-        call();
-    } catch (const AutomationError& error) {
-        return error.number;
-    }
-    return 0;
-}
 
 std::u16string Unique(std::u16string_view path) {
     return fo::UniqueFileName(path, {}, {}, u"[#]", u"<N><#>.<E>");
@@ -145,14 +136,14 @@ TEST_F(ModFileOps, ReplacesTokensInTheirOrder) {
 
 TEST_F(ModFileOps, RefusesNamesThatCannotBe) {
     PutFile(u"C:\\a[99999999999].b");
-    EXPECT_EQ(ErrorOf([] { Unique(u"C:\\a[99999999999].b"); }), 6);
+    EXPECT_EQ(ErrorOf([] { Unique(u"C:\\a[99999999999].b"); }).number, 6);
     PutFile(u"C:\\a[2147483647].b");
-    EXPECT_EQ(ErrorOf([] { Unique(u"C:\\a[2147483647].b"); }), 6);
+    EXPECT_EQ(ErrorOf([] { Unique(u"C:\\a[2147483647].b"); }).number, 6);
     PutFile(u"C:\\same");
-    EXPECT_EQ(ErrorOf([] { fo::UniqueFileName(u"C:\\same", {}, {}, u"#", u"same"); }), 5);
+    EXPECT_EQ(ErrorOf([] { fo::UniqueFileName(u"C:\\same", {}, {}, u"#", u"same"); }).number, 5);
     PutFile(u"C:\\sealed\\a.b");
     Seal(u"C:\\sealed");
-    EXPECT_EQ(ErrorOf([] { Unique(u"C:\\sealed\\a.b"); }), 70);
+    EXPECT_EQ(ErrorOf([] { Unique(u"C:\\sealed\\a.b"); }).number, 70);
 }
 
 TEST_F(ModFileOps, ATakenCandidateGivesWayToTheNext) {
@@ -217,26 +208,27 @@ TEST_F(ModFileOps, RaisesOneNumberForEachFailure) {
         PutFile(u"D:\\x.tmp", "data");
         PutFile(u"C:\\a.b", "old");
         FailNextOperation(c.result);
-        EXPECT_EQ(ErrorOf([] { Move(u"D:\\x.tmp", u"C:\\free"); }), c.number);
+        EXPECT_EQ(ErrorOf([] { Move(u"D:\\x.tmp", u"C:\\free"); }).number, c.number);
         EXPECT_EQ(ContentOf(u"D:\\x.tmp"), "data");
         if (c.result.code == platform::kOpExists) continue;
         FailNextOperation(c.result);
-        EXPECT_EQ(ErrorOf([] { Move(u"D:\\x.tmp", u"C:\\a.b"); }), c.number);
+        EXPECT_EQ(ErrorOf([] { Move(u"D:\\x.tmp", u"C:\\a.b"); }).number, c.number);
         EXPECT_EQ(ContentOf(u"C:\\a[1].b"), "");  // the reserved name stays
     }
 }
 
 TEST_F(ModFileOps, AMissingSourceReservesNothing) {
     PutFile(u"C:\\a.b", "old");
-    EXPECT_EQ(ErrorOf([] { Move(u"D:\\gone", u"C:\\a.b"); }), 53);
+    EXPECT_EQ(ErrorOf([] { Move(u"D:\\gone", u"C:\\a.b"); }).number, 53);
     EXPECT_EQ(List(u"C:\\"), std::vector<std::u16string>{u"a.b"});
     EXPECT_TRUE(Operations().empty());
 }
 
 TEST_F(ModFileOps, MissingFoldersAreMadeWhenThatNeedsNoQuestion) {
     PutFile(u"D:\\x.tmp", "data");
-    EXPECT_EQ(ErrorOf([] { fo::FileOperation(u"D:\\x.tmp", u"C:\\p\\q\\a", platform::kOpMove, 12, 0); }),
-              10005);
+    EXPECT_EQ(
+        ErrorOf([] { fo::FileOperation(u"D:\\x.tmp", u"C:\\p\\q\\a", platform::kOpMove, 12, 0); }).number,
+        10005);
     EXPECT_EQ(fo::FileOperation(u"D:\\x.tmp", u"C:\\p\\q\\a", platform::kOpMove, 524, 0), u"C:\\p\\q\\a");
 }
 

@@ -1,6 +1,6 @@
-#include "automation/AutomationError.h"
 #include "files/modFileOps.h"
 #include "platform/file_system.h"
+#include "tests/automation/error_of.h"
 #include "tests/linux/sandbox.h"
 
 #include <fcntl.h>
@@ -41,12 +41,7 @@ std::string Place(const std::string& from, const std::string& to) {
 }
 
 std::int32_t ErrorOfPlacing(const std::string& from, const std::string& to) {
-    try {
-        Place(from, to);
-    } catch (const AutomationError& error) {
-        return error.number;
-    }
-    return 0;
+    return ErrorOf([&] { Place(from, to); }).number;
 }
 
 // Moves within one volume, and from another one.

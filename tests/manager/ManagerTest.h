@@ -1,7 +1,7 @@
 #pragma once
 
-#include "automation/AutomationError.h"
 #include "manager/CDLManager.h"
+#include "tests/automation/error_of.h"
 #include "tests/platform/clock.h"
 #include "tests/platform/file_system.h"
 #include "tests/platform/progress_window.h"
@@ -46,17 +46,6 @@ class Host final : public IManagerEvents {
     std::shared_ptr<CDLItem> last;
     std::function<void(const std::shared_ptr<CDLItem>&)> handler;
 };
-
-// The error that `operation` raises; number 0: none.
-template <typename Operation>
-AutomationError ErrorOf(const Operation& operation) {
-    try {
-        operation();
-    } catch (const AutomationError& error) {
-        return error;
-    }
-    return {};
-}
 
 inline AutomationError HostError(std::int32_t number) {
     return {number, u"host", u"what the host said", u"host.hlp", 77};

@@ -1,8 +1,8 @@
-#include "automation/AutomationError.h"
 #include "automation/Text.h"
 #include "manager/CDLItem.h"
 #include "manager/DueIndex.h"
 #include "manager/JobRegistry.h"
+#include "tests/automation/error_of.h"
 
 #include <gtest/gtest.h>
 
@@ -27,16 +27,6 @@ std::shared_ptr<CDLItem> Job(TSDLStateEnum state = tsdStopped, double start = 0)
     return oI;
 }
 
-template <typename Operation>
-std::int32_t ErrorOf(const Operation& operation) {
-    try {
-        operation();
-    } catch (const AutomationError& error) {
-        return error.number;
-    }
-    return 0;
-}
-
 TEST(Record, SizeRaisesTheTotal) {
     CDLItem item;
     for (const auto& row : {std::pair(500, 500), {400, 500}, {1200, 1200}}) {
@@ -49,10 +39,10 @@ TEST(Registry, KeysFoldCaseAndNumberTheirErrors) {
     JobRegistry jobs;
     const auto first = Job();
     jobs.Add(u"[Ab]", first);
-    EXPECT_EQ(ErrorOf([&] { jobs.Add(u"[aB]", Job()); }), 457);
+    EXPECT_EQ(ErrorOf([&] { jobs.Add(u"[aB]", Job()); }).number, 457);
     EXPECT_EQ(jobs.Item(u"[AB]"), first);
-    EXPECT_EQ(ErrorOf([&] { jobs.Item(u"[x]"); }), 5);
-    EXPECT_EQ(ErrorOf([&] { jobs.Remove(u"[x]"); }), 5);
+    EXPECT_EQ(ErrorOf([&] { jobs.Item(u"[x]"); }).number, 5);
+    EXPECT_EQ(ErrorOf([&] { jobs.Remove(u"[x]"); }).number, 5);
     EXPECT_EQ(jobs.Find(u"[x]"), nullptr);
     jobs.Remove(u"[ab]");
     EXPECT_EQ(jobs.Count(), 0u);

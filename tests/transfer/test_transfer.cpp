@@ -1,4 +1,4 @@
-#include "automation/AutomationError.h"
+#include "tests/automation/error_of.h"
 #include "tests/platform/forms.h"
 #include "tests/platform/url_reader.h"
 #include "transfer/CAsyncT.h"
@@ -55,14 +55,8 @@ class Control : public testing::Test {
     Receiver receiver;
     ctlAsyncT control{receiver};
 
-    static AutomationError StartError(ctlAsyncT& control, std::u16string_view key) {
-        try {
-            control.DownloadFile(key, u"http://a/", 1);
-        } catch (const AutomationError& error) {
-            return error;
-        }
-        ADD_FAILURE() << "the start was accepted";
-        return {};
+    AutomationError StartError(std::u16string_view key) {
+        return ErrorOf([&] { control.DownloadFile(key, u"http://a/", 1); });
     }
 };
 
@@ -84,7 +78,7 @@ TEST_F(Control, KeyIsTrimmedAndTheUrlIsNot) {
 
 TEST_F(Control, KeyInUseIsRefusedAndTheFirstReadGoesOn) {
     control.DownloadFile(u"[h]", u"http://a/", 1);
-    const auto error = StartError(control, u"[H]");
+    const auto error = StartError(u"[H]");
     EXPECT_EQ(error.number, 457);
     EXPECT_EQ(error.source, u"ctlAsyncT.DownloadFile");
     EXPECT_EQ(testplatform::OpenReads().size(), 1u);
@@ -95,7 +89,7 @@ TEST_F(Control, FailedCancelChangesNothing) {
     testplatform::RefuseCancels(platform::kErrCannotConnect);
     EXPECT_FALSE(control.CancelDownload(u"[h]"));
     testplatform::RefuseCancels(0);
-    EXPECT_EQ(StartError(control, u"[h]").number, 457);
+    EXPECT_EQ(StartError(u"[h]").number, 457);
     EXPECT_FALSE(control.CancelDownload(u"[unknown]"));
 }
 

@@ -1,4 +1,4 @@
-#include "automation/AutomationError.h"
+#include "tests/automation/error_of.h"
 #include "tests/platform/clock.h"
 #include "tests/platform/forms.h"
 #include "tests/platform/progress_window.h"
@@ -275,14 +275,10 @@ TEST_F(FrmProgress, ClosesEvenWhenTheReceiverOfCancelFails) {
 TEST_F(FrmProgress, NamesItselfAsTheSourceOfAFailedLoad) {
     frmProgress dialog;
     ProgressWindows().loadError = 364;
-    try {
-        dialog.SetDestination(u"C:\\x");
-        FAIL() << "the load did not fail";
-    } catch (const AutomationError& error) {
-        EXPECT_EQ(error.source, u"frmProgress.Load");
-        EXPECT_EQ(std::tuple(error.number, error.description, error.helpFile, error.helpContext),
-                  std::tuple(364, u"refused", u"help", 7));
-    }
+    const auto error = ErrorOf([&] { dialog.SetDestination(u"C:\\x"); });
+    EXPECT_EQ(error.source, u"frmProgress.Load");
+    EXPECT_EQ(std::tuple(error.number, error.description, error.helpFile, error.helpContext),
+              std::tuple(364, u"refused", u"help", 7));
     EXPECT_EQ(testplatform::LiveProgressWindows(), 0);
     ProgressWindows().loadError = 0;
     ProgressWindows().captionError = 70;
