@@ -43,6 +43,7 @@ std::vector<Case> Chunks() {
     const std::string chunk = "3e8\r\n" + Body() + "\r\n";
     return {
         {"chunked", {Ask(), Send(head + chunk + "0\r\n\r\n")}, Body()},
+        {"chunked, empty", {Ask(), Send(head + "0\r\n\r\n")}, ""},
         {"chunked, trailer", {Ask(), Send(head + chunk + "0\r\nContent-Length: 7\r\n\r\n")}, Body()},
         {"chunked, a trailer like another head",
          {Ask(), Send(head + chunk + "0\r\nHTTP/1.1 404: x\r\nX-a: b\r\n\r\n")},
@@ -195,6 +196,10 @@ std::vector<Case> Redirections() {
         {"a chain of 21", tooLong, "", kErrRedirectFailed},
         {"a loop", loop, "", kErrRedirectFailed},
         {"redirected to a file", {Ask(), to("file:///etc/hostname")}, "", kErrRedirectFailed},
+        {"redirected for good to a file",
+         {Ask(), Send(Head("Content-Length: 0\r\nLocation: file:///etc/hostname\r\n", "308 Permanent"))},
+         "",
+         kErrRedirectFailed},
         {"redirected to ftp", {Ask(), to("ftp://127.0.0.1/x")}, "", kErrRedirectFailed},
         {"redirected to nonsense", {Ask(), to("http://")}, "", kErrRedirectFailed},
         {"redirected to nowhere",
@@ -220,11 +225,14 @@ std::vector<Case> Redirections() {
 std::vector<Case> Heads() {
     std::string manyLines;
     for (int i = 0; i < 100'000; ++i) manyLines += "X: y\r\n";
+    std::string longLines;
+    for (int i = 0; i < 100; ++i) longLines += "X: " + std::string(3000, 'y') + "\r\n";
     return {
         {"a head of 1 MB",
          {Ask(), Send(Head("X: " + std::string(1 << 20, 'x') + "\r\n" + kLength) + Body())},
          "",
          kErrDownloadFailure},
+        {"a head of 300 KB", {Ask(), Send(Head(longLines + kLength) + Body())}, "", kErrDownloadFailure},
         {"a head that never ends",
          {Ask(), Send("HTTP/1.1 200 OK\r\n" + manyLines), Silence()},
          "",

@@ -1,17 +1,14 @@
 #include "digest_check.h"
 
-#include "http_fields.h"
-
 #include <algorithm>
 #include <utility>
 
 namespace tsasync::platform {
 
-DigestCheck::DigestCheck(std::u16string_view head) {
-    const std::u16string digests = HeaderField(head, u"repr-digest");
-    Expect(BCRYPT_SHA256_ALGORITHM, 32, ParseReprDigest(digests, u"sha-256"));
-    Expect(BCRYPT_SHA512_ALGORITHM, 64, ParseReprDigest(digests, u"sha-512"));
-    Expect(BCRYPT_MD5_ALGORITHM, 16, DecodeBase64(HeaderField(head, u"content-md5")));
+DigestCheck::DigestCheck(const ResponseHead& head) {
+    Expect(BCRYPT_SHA256_ALGORITHM, 32, ParseReprDigest(head.reprDigest, u"sha-256"));
+    Expect(BCRYPT_SHA512_ALGORITHM, 64, ParseReprDigest(head.reprDigest, u"sha-512"));
+    Expect(BCRYPT_MD5_ALGORITHM, 16, DecodeBase64(head.contentMd5));
 }
 
 DigestCheck::~DigestCheck() {

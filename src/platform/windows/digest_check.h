@@ -2,11 +2,12 @@
 
 #include <windows.h>
 // after windows.h, whose types it uses
+#include "http_fields.h"
+
 #include <bcrypt.h>
 
 #include <cstddef>
 #include <span>
-#include <string_view>
 #include <vector>
 
 namespace tsasync::platform {
@@ -15,7 +16,7 @@ namespace tsasync::platform {
 class DigestCheck {
   public:
     // `head`: of the HTTP response that the data belongs to.
-    explicit DigestCheck(std::u16string_view head);
+    explicit DigestCheck(const ResponseHead& head);
     ~DigestCheck();
     DigestCheck(const DigestCheck&) = delete;
     DigestCheck& operator=(const DigestCheck&) = delete;

@@ -3,6 +3,7 @@
 #include "download_file.h"
 #include "http_fields.h"
 #include "read_error.h"
+#include "timing.h"
 #include "wide.h"
 
 #include <wininet.h>
@@ -26,15 +27,20 @@ std::u16string Scheme(std::u16string_view url) {
     return colon == std::u16string_view::npos ? std::u16string() : Lower(url.substr(0, colon));
 }
 
-// Milliseconds before a second try, up to a half more, where the server names no time; and the longest that
-// it may name.
-constexpr std::int64_t kSecondTry = 500;
-constexpr std::int64_t kLongestWait = 2000;
-
-constexpr DWORD kFirstError = 400;  // of the HTTP statuses that come with a page about an error
 constexpr DWORD kTooManyRequests = 429;
+constexpr std::int64_t kMaxIgnored = 64 << 10;  // bytes of an unwanted body, to keep the connection usable
+constexpr std::int64_t kTicksPerSecond = 10'000'000;  // of the system's file times
+constexpr std::int64_t kTicksTo1970 = 116'444'736'000'000'000;
 
-// Whatever second try follows.
+// Seconds since 1970.
+std::int64_t UnixTime() {
+    FILETIME now{};
+    GetSystemTimeAsFileTime(&now);
+    const std::uint64_t ticks = std::uint64_t{now.dwHighDateTime} << 32 | now.dwLowDateTime;
+    return (static_cast<std::int64_t>(ticks) - kTicksTo1970) / kTicksPerSecond;
+}
+
+// Whatever redirection or second try follows.
 bool IsToldOnce(ULONG code) {
     return code == kStatusFindingResource || code == kStatusConnecting || code == kStatusSendingRequest;
 }
@@ -109,9 +115,21 @@ void UrlBinding::Abort() {
     if (!m_path.empty()) DeleteFileW(Wide(m_path));
 }
 
-void UrlBinding::Fail(std::int32_t number, std::u16string_view what) {
-    Finish(Failure(number, what, m_target));
+void UrlBinding::Fail(ReadFailure failure) {
+    Finish(std::move(failure));
     StopBinding();
+}
+
+bool UrlBinding::IsSilent() const {
+    const std::uint64_t limit = m_lastCode == kStatusConnecting ? Timing().connect : Timing().silence;
+    return GetTickCount64() - m_lastSign > limit;
+}
+
+void UrlBinding::FailSilent() {
+    if (m_refusal) return StopBinding();  // the rest of what is refused anyway may stay away
+    Fail(Failure(kErrConnectionTimeout,
+                 m_lastCode == kStatusConnecting ? u"No connection in time" : u"The server is silent",
+                 m_target));
 }
 
 // May be answered by OnStopBinding before it returns: whoever has something to tell does it first.
@@ -181,16 +199,17 @@ HRESULT UrlBinding::OnProgress(ULONG progress, ULONG progressMax, ULONG code, LP
 HRESULT UrlBinding::Progress(ULONG progress, ULONG progressMax, ULONG code, LPCWSTR text) {
     m_lastSign = GetTickCount64();
     if (code == kStatusRedirecting && !MayFollow(FromWide(text))) {
-        Fail(kErrRedirectFailed, u"A redirection that is not followed");
+        Fail(Failure(kErrRedirectFailed, u"A redirection that is not followed", m_target));
         return E_ABORT;
     }
     if (IsForwarded(code)) m_lastCode = static_cast<std::int32_t>(code);
-    if (m_status >= kFirstError || (m_triedTwice && IsToldOnce(code))) return S_OK;
+    if (m_refusal) return S_OK;
     if (code == kStatusBeginDownload || code == kStatusDownloading || code == kStatusEndDownload) {
         m_received = std::max<std::int64_t>(m_received, progress);
         m_max = std::max<std::int64_t>(m_max, progressMax);
     }
-    if (IsForwarded(code)) Tell(static_cast<std::int32_t>(code), FromWide(text));
+    if (IsForwarded(code) && (!IsToldOnce(code) || m_told.insert(m_lastCode).second))
+        Tell(m_lastCode, FromWide(text));
     return S_OK;
 }
 
@@ -228,16 +247,27 @@ HRESULT UrlBinding::Receive(IStream& data) {
     for (;;) {
         ULONG count = 0;
         const HRESULT result = data.Read(buffer.data(), static_cast<ULONG>(buffer.size()), &count);
+        const bool isLast = result != S_OK || count == 0;  // or no more for the moment
+        if (m_refusal) {
+            m_ignored += count;
+            if (m_ignored > kMaxIgnored) {
+                StopBinding();
+                return E_ABORT;
+            }
+            count = 0;
+        } else if (m_head.contentLength && !m_head.isChunked) {
+            // What is more than announced is not part of the file.
+            count = static_cast<ULONG>(std::min<std::int64_t>(count, *m_head.contentLength - m_written));
+        }
         if (m_digests) m_digests->Add({buffer.data(), count});
+        m_written += count;
         DWORD written = 0;
         if (count > 0 &&
             (WriteFile(m_file, buffer.data(), count, &written, nullptr) == FALSE || written != count)) {
-            const DWORD error = GetLastError();
-            Finish(FileFailure(error, m_path));
-            StopBinding();
+            Fail(FileFailure(GetLastError(), m_path));
             return E_ABORT;
         }
-        if (result != S_OK || count == 0) return S_OK;  // the end, or no more for the moment
+        if (isLast) return S_OK;
     }
 }
 
@@ -245,40 +275,69 @@ HRESULT UrlBinding::OnObjectAvailable(REFIID, IUnknown*) { return S_OK; }
 
 HRESULT UrlBinding::OnStopBinding(HRESULT result, LPCWSTR) {
     if (IBinding* const binding = std::exchange(m_binding, nullptr)) binding->Release();
-    return Guarded([&] {
-        if (auto failure = FailureOf(result)) {
-            if (const auto wait = WaitBeforeSecondTry(*failure)) return TryAgainAfter(*wait);
-            Finish(std::move(*failure));
-        } else {
-            Finish(m_path);
+    return Guarded([&] { return End(result); });
+}
+
+HRESULT UrlBinding::End(HRESULT result) {
+    if (!m_report) return S_OK;
+    if (const auto target = OwnRedirection()) {
+        if (!MayFollow(*target)) {
+            Finish(Failure(kErrRedirectFailed, u"A redirection that is not followed", m_target));
+            return S_OK;
         }
+        m_url = *target;
+        Tell(kStatusRedirecting, m_url);
+        BeginAgain(0);
         return S_OK;
-    });
+    }
+    auto failure = FailureOf(result);
+    if (!failure) {
+        Finish(m_path);
+    } else if (const auto wait = WaitBeforeSecondTry(*failure)) {
+        m_triedTwice = true;
+        m_redirections = 0;
+        BeginAgain(*wait);
+    } else {
+        Finish(std::move(*failure));
+    }
+    return S_OK;
+}
+
+// The target of a redirection that the system takes for an answer, as older ones do with 308.
+std::optional<std::u16string> UrlBinding::OwnRedirection() const {
+    constexpr DWORD kPermanentRedirect = 308;
+    if (m_status != kPermanentRedirect || m_head.location.empty()) return std::nullopt;
+    std::array<wchar_t, INTERNET_MAX_URL_LENGTH> target{};
+    DWORD length = 0;
+    const HRESULT combined = CoInternetCombineUrl(Wide(m_target), Wide(m_head.location), 0, target.data(),
+                                                  static_cast<DWORD>(target.size()), &length, 0);
+    return SUCCEEDED(combined) ? std::optional(FromWide(target.data())) : std::nullopt;
 }
 
 // A busy server and one that is just starting are asked once more.
 std::optional<std::uint32_t> UrlBinding::WaitBeforeSecondTry(const ReadFailure& failure) const {
     const bool isBusy = m_status == HTTP_STATUS_SERVICE_UNAVAIL || m_status == kTooManyRequests;
-    if (m_triedTwice || !m_report || !(isBusy || failure.number == kErrCannotConnect)) return std::nullopt;
-    const std::int64_t own = kSecondTry + static_cast<std::int64_t>(GetTickCount64() % (kSecondTry / 2));
-    const std::int64_t wait = m_status == 0 ? own : ParseRetryAfter(m_retryAfter).value_or(own);
+    if (m_triedTwice || !(isBusy || failure.number == kErrCannotConnect)) return std::nullopt;
+    const auto named = isBusy ? ParseRetryAfter(m_head.retryAfter, UnixTime()) : std::nullopt;
+    if (!named)
+        return Timing().secondTry + static_cast<std::uint32_t>(GetTickCount64()) % (Timing().secondTry / 2);
     // An earlier try than the server wants would be in vain.
-    return wait <= kLongestWait ? std::optional(static_cast<std::uint32_t>(wait)) : std::nullopt;
+    if (*named > Timing().longestWait / 1000) return std::nullopt;
+    return static_cast<std::uint32_t>(*named * 1000);
 }
 
-HRESULT UrlBinding::TryAgainAfter(std::uint32_t wait) {
-    m_waits = m_triedTwice = true;
+void UrlBinding::BeginAgain(std::uint32_t wait) {
+    m_waits = true;
     m_lastCode = 0;
     m_target = m_url;
     m_status = 0;
-    m_redirections = 0;
-    m_received = m_max = 0;
-    m_contentLength.reset();
+    m_received = m_max = m_written = m_ignored = 0;
+    m_head = {};
+    m_refusal.reset();
     m_digests.reset();
     SetFilePointer(m_file, 0, nullptr, FILE_BEGIN);
     SetEndOfFile(m_file);
     m_report({0, {}, m_target, 0, 0, wait, std::nullopt});
-    return S_OK;
 }
 
 // A system that does not tell what failed has told how far it came. To a secured server the connection may
@@ -286,6 +345,8 @@ HRESULT UrlBinding::TryAgainAfter(std::uint32_t wait) {
 HRESULT UrlBinding::CauseOf(HRESULT result) const {
     const std::u16string scheme = Scheme(m_target);
     if (scheme == u"file") return CauseOfFile(m_target, result);
+    // The server had the data, says its answer; some systems say otherwise when it breaks.
+    if (result == INET_E_DATA_NOT_AVAILABLE && IsSuccess(m_status)) return INET_E_DOWNLOAD_FAILURE;
     const bool isVague = result == INET_E_DOWNLOAD_FAILURE;
     if (isVague && m_lastCode == kStatusFindingResource) return INET_E_RESOURCE_NOT_FOUND;
     const bool isRefusal = (isVague && scheme != u"https") || result == INET_E_RESOURCE_NOT_FOUND;
@@ -294,14 +355,16 @@ HRESULT UrlBinding::CauseOf(HRESULT result) const {
 
 // A binding that ended well may still hold an error page or a part of the data.
 std::optional<ReadFailure> UrlBinding::FailureOf(HRESULT result) {
-    if (m_status != 0 && !IsSuccess(m_status)) return StatusFailure(m_status, m_target);
+    if (m_refusal) return m_refusal;
     if (FAILED(result)) return BindingFailure(CauseOf(result), m_target);
-    LARGE_INTEGER size{};
-    if (m_file == INVALID_HANDLE_VALUE || GetFileSizeEx(m_file, &size) == FALSE) {
-        return FileFailure(GetLastError(), m_path);
-    }
-    if (m_contentLength && *m_contentLength != size.QuadPart) {
+    const bool isWeb = Scheme(m_target).starts_with(u"http");
+    if (isWeb && m_status == 0) return Failure(kErrDownloadFailure, u"No answer of a web server", m_target);
+    if (m_head.contentLength && *m_head.contentLength != m_written) {
         return Failure(kErrDownloadFailure, u"The connection ended before the data did", m_target);
+    }
+    // The system ends a head that broke off, as if the rest were missing on purpose.
+    if (isWeb && m_written == 0 && !m_head.contentLength && !m_head.isChunked) {
+        return Failure(kErrDownloadFailure, u"The connection ended before any data", m_target);
     }
     if (m_digests && !m_digests->Agrees()) {
         return Failure(kErrDownloadFailure, u"The data disagrees with the server's digest of it", m_target);
@@ -309,8 +372,12 @@ std::optional<ReadFailure> UrlBinding::FailureOf(HRESULT result) {
     return std::nullopt;
 }
 
+// Data that the system decodes could not be held against its length and digests.
 HRESULT UrlBinding::BeginningTransaction(LPCWSTR, LPCWSTR, DWORD, LPWSTR* additional) {
-    *additional = nullptr;
+    constexpr std::wstring_view kFields = L"Accept-Encoding: identity\r\n";
+    *additional = static_cast<LPWSTR>(CoTaskMemAlloc((kFields.size() + 1) * sizeof(wchar_t)));
+    if (*additional == nullptr) return E_OUTOFMEMORY;
+    *std::copy(kFields.begin(), kFields.end(), *additional) = L'\0';
     return S_OK;
 }
 
@@ -325,18 +392,29 @@ HRESULT UrlBinding::OnResponse(DWORD status, LPCWSTR headers, LPCWSTR, LPWSTR* a
 
 void UrlBinding::ReadHead(DWORD status, std::u16string_view head) {
     m_status = status;
-    m_contentLength.reset();
-    const std::u16string length = HeaderField(head, u"content-length");
-    const std::u16string encoding = Lower(HeaderField(head, u"content-encoding"));
-    m_retryAfter = HeaderField(head, u"retry-after");
+    m_head = ParseHead(head);
+    m_refusal = Refusal(status);
     m_digests.reset();
     // What the system decodes has another length, and other digests.
-    if (!encoding.empty() && encoding != u"identity") return;
-    m_digests.emplace(head);
-    if (!length.empty()) {
-        m_contentLength = std::wcstoll(Wide(length), nullptr, 10);
-        m_max = *m_contentLength;
+    if (!m_head.contentEncoding.empty()) {
+        m_head.contentLength.reset();
+        return;
     }
+    m_digests.emplace(m_head);
+    if (m_head.contentLength) m_max = *m_head.contentLength;
+}
+
+std::optional<ReadFailure> UrlBinding::Refusal(DWORD status) const {
+    if (!m_head.isSound) {
+        return Failure(kErrDownloadFailure, u"The server's answer contradicts itself or never ends",
+                       m_target);
+    }
+    if (status != 0 && !IsSuccess(status)) return StatusFailure(status, m_target);
+    const std::u16string& coding = m_head.contentEncoding;
+    if (!coding.empty() && coding != u"gzip" && coding != u"deflate") {
+        return Failure(kErrDownloadFailure, u"The content is encoded in a way that is not known", m_target);
+    }
+    return std::nullopt;
 }
 
 }  // namespace tsasync::platform

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -23,7 +24,8 @@ struct BindingNotice {
     std::u16string target;  // the URL read at this moment
     std::int64_t bytesRead = 0;
     std::int64_t bytesMax = 0;  // 0 unknown
-    // Milliseconds until Start is to be called for a second try; nothing is told then.
+    // Milliseconds until Start is to be called again, for a second try or a redirection; nothing is told
+    // then.
     std::optional<std::uint32_t> wait;
     // At the end only, and then always: the path of the file, or the failure.
     std::optional<std::variant<std::u16string, ReadFailure>> result;
@@ -44,10 +46,10 @@ class UrlBinding final : public IBindStatusCallback, public IHttpNegotiate {
     void Start();
     // Stops it silently and deletes the file.
     void Abort();
-    // Stops it with this failure.
-    void Fail(std::int32_t number, std::u16string_view what);
-    // Milliseconds since the start or the server's last sign.
-    std::uint64_t SilentFor() const { return GetTickCount64() - m_lastSign; }
+    // Whether the server has given no sign for so long that the read is to be given up.
+    bool IsSilent() const;
+    // Stops it with the failure that follows from that.
+    void FailSilent();
 
     // IUnknown
     STDMETHOD(QueryInterface)(REFIID id, void** object) override;
@@ -75,34 +77,41 @@ class UrlBinding final : public IBindStatusCallback, public IHttpNegotiate {
     HRESULT Bind();
     HRESULT Progress(ULONG progress, ULONG progressMax, ULONG code, LPCWSTR text);
     HRESULT Receive(IStream& data);
+    HRESULT End(HRESULT result);
+    void Fail(ReadFailure failure);
     void ReadHead(DWORD status, std::u16string_view head);
+    std::optional<ReadFailure> Refusal(DWORD status) const;
     bool MayFollow(std::u16string_view url);
     void Tell(std::int32_t code, std::u16string text);
     void Finish(std::variant<std::u16string, ReadFailure> result);
     std::optional<ReadFailure> FailureOf(HRESULT result);
     std::optional<std::uint32_t> WaitBeforeSecondTry(const ReadFailure& failure) const;
     HRESULT CauseOf(HRESULT result) const;
-    HRESULT TryAgainAfter(std::uint32_t wait);
+    std::optional<std::u16string> OwnRedirection() const;
+    void BeginAgain(std::uint32_t wait);
     void StopBinding();
     void CloseFile();
 
-    std::u16string m_url;  // as asked for
+    std::u16string m_url;  // as asked for, or as the reader itself was redirected
     std::u16string m_folder;
     std::u16string m_target;  // after redirections
     Report m_report;          // empty once the end is told
     IBinding* m_binding = nullptr;
     HANDLE m_file = INVALID_HANDLE_VALUE;
     std::u16string m_path;
-    std::optional<DigestCheck> m_digests;         // of the last HTTP response
-    std::u16string m_retryAfter;                  // likewise
-    std::optional<std::int64_t> m_contentLength;  // of the bytes as they are written
+    DWORD m_status = 0;                    // of the last HTTP response
+    ResponseHead m_head;                   // likewise
+    std::optional<ReadFailure> m_refusal;  // likewise: why its data is not what was asked for
+    std::optional<DigestCheck> m_digests;  // likewise
+    std::int64_t m_ignored = 0;            // bytes of its refused data
+    std::int64_t m_written = 0;
     std::uint64_t m_lastSign = GetTickCount64();
     std::int64_t m_received = 0;
     std::int64_t m_max = 0;
     std::int32_t m_lastCode = 0;  // ReadStatus, of the last notification
     bool m_waits = false;         // for its second try
     bool m_triedTwice = false;
-    DWORD m_status = 0;  // of the last HTTP response
+    std::set<std::int32_t> m_told;  // of the codes that are told once
     int m_redirections = 0;
     ULONG m_references = 1;
 };

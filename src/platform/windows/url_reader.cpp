@@ -31,12 +31,11 @@ namespace {
 // can't be told from what is silent.
 constexpr std::size_t kBindingsPerHost = 6;
 constexpr std::size_t kBindings = 64;
-constexpr std::uint64_t kLongestSilence = 60'000;  // ms without a sign of the server
 constexpr UINT kDeliver = WM_APP;
 constexpr UINT kStartNext = WM_APP + 1;
 constexpr UINT kWatchInterval = 1000;  // ms
 constexpr UINT kBytesInterval = 100;   // ms between two notices of byte progress
-// Timers of the window; the ids of reads are those of the timers for their second tries.
+// Timers of the window; the ids of reads are those of the timers for beginning them again.
 constexpr UINT_PTR kWatchTimer = 1;
 constexpr UINT_PTR kBytesTimer = 2;
 constexpr wchar_t kWindowClass[] = L"QMASYN10.UrlReader";
@@ -343,11 +342,9 @@ void UrlReader::Impl::OnTimer(UINT_PTR timer) {
 void UrlReader::Impl::FailSilent() {
     std::vector<std::uint64_t> silent;
     for (const auto& [id, read] : m_reads) {
-        if (read.binding != nullptr && read.binding->SilentFor() > kLongestSilence) silent.push_back(id);
+        if (read.binding != nullptr && read.binding->IsSilent()) silent.push_back(id);
     }
-    for (const std::uint64_t id : silent) {
-        m_reads.at(id).binding->Fail(kErrConnectionTimeout, u"The server is silent");
-    }
+    for (const std::uint64_t id : silent) m_reads.at(id).binding->FailSilent();
 }
 
 UrlReader::UrlReader(IReadEvents& events) : m_impl(std::make_unique<Impl>(events)) {}

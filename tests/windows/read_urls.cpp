@@ -1,0 +1,78 @@
+// Reads the URLs on its standard input, one to a line, all at the same time, and writes how each ended, in
+// their order: the number of the failure, the data in hexadecimal and the failure's description, separated by
+// tabs. Its waiting times are short.
+#include "platform/url_reader.h"
+#include "platform/windows/timing.h"
+
+#include <windows.h>
+
+#include <cstdio>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace tsasync::platform;
+
+std::u16string Widened(const std::string& text) { return {text.begin(), text.end()}; }
+std::string Narrowed(const std::u16string& text) { return {text.begin(), text.end()}; }
+
+std::string Hexadecimal(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::string digits;
+    for (auto byte = std::istreambuf_iterator<char>(file); byte != std::istreambuf_iterator<char>(); ++byte) {
+        char two[3]{};
+        std::snprintf(two, sizeof two, "%02x", static_cast<unsigned>(static_cast<unsigned char>(*byte)));
+        digits += two;
+    }
+    return digits;
+}
+
+class Reads : public IReadEvents {
+  public:
+    void Run(const std::vector<std::string>& urls) {
+        m_outcomes.resize(urls.size());
+        for (std::size_t i = 0; i < urls.size(); ++i)
+            m_reader.AsyncRead(Widened(urls[i]), kReadIntoFile, Widened(std::to_string(i)));
+        MSG message{};
+        while (m_completed < urls.size() && GetMessageW(&message, nullptr, 0, 0) > 0)
+            DispatchMessageW(&message);
+        for (const std::string& outcome : m_outcomes) std::cout << outcome << "\n";
+    }
+
+  private:
+    void AsyncReadProgress(const AsyncProperty&) override {}
+    void AsyncReadComplete(const AsyncProperty& property) override {
+        std::string& outcome = m_outcomes.at(std::stoul(Narrowed(property.PropertyName)));
+        ++m_completed;
+        if (const auto* failure = std::get_if<ReadFailure>(&property.Value)) {
+            outcome = std::to_string(failure->number) + "\t\t" + Narrowed(failure->description);
+        } else {
+            const std::string path = Narrowed(std::get<std::u16string>(property.Value));
+            outcome = "0\t" + Hexadecimal(path) + "\t";
+            DeleteFileA(path.c_str());
+        }
+    }
+
+    UrlReader m_reader{*this};
+    std::vector<std::string> m_outcomes;
+    std::size_t m_completed = 0;
+};
+
+}  // namespace
+
+int main() {
+    CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    // Long enough for a server on a busy machine, which sends some conversations byte by byte.
+    Timing() = {.connect = 1000, .silence = 6000, .secondTry = 20};
+    std::vector<std::string> urls;
+    for (std::string url; std::getline(std::cin, url);) {
+        if (url.ends_with('\r')) url.pop_back();
+        urls.push_back(url);
+    }
+    Reads().Run(urls);
+    return 0;
+}
