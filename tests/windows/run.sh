@@ -28,6 +28,7 @@ step() {
 cleanup() {
     [ ! -d "$WINEPREFIX" ] || wineserver -k || true
     [ -z "${server:-}" ] || kill "$server" 2>/dev/null || true
+    [ -z "${ftp_server:-}" ] || kill "$ftp_server" 2>/dev/null || true
     [ -z "${screen:-}" ] || kill "$screen" 2>/dev/null || true
     [ -z "${other:-}" ] || rm -rf "$other"
 }
@@ -38,7 +39,8 @@ windows_path() { echo "Z:${1//\//\\}"; }
 
 # --- building ---------------------------------------------------------------------------------------------------
 
-build() { cmake --preset "$1" && nice ninja -C "build/$1" "${@:2}"; }
+# build PRESET [TARGETS…]
+build() { cmake --preset "$1" -DBUILD_TESTING=ON && nice ninja -C "build/$1" "${@:2}"; }
 
 # --- what is in the files ---------------------------------------------------------------------------------------
 
@@ -63,18 +65,21 @@ is_of_format() { "$1-w64-mingw32-objdump" -f "$2" | grep -q "file format $3"; }
 # --- under Wine -------------------------------------------------------------------------------------------------
 
 start_helpers() {
-    rm -rf "$WINEPREFIX" "$out/www" "$out/assets" "$out/screenshots" "$out/display"
-    mkdir -p "$out/www" "$out/screenshots" "$WINEPREFIX"
+    rm -rf "$WINEPREFIX" "$out/www" "$out/certificates" "$out/assets" "$out/screenshots" "$out/display"
+    mkdir -p "$out/www/folder" "$out/certificates" "$out/screenshots" "$WINEPREFIX"
     python3 -c 'import random, sys; sys.stdout.buffer.write(random.Random(1).randbytes(300000))' >"$out/www/photo.jpg"
-    coproc SERVER { exec python3 tests/windows/server.py "$out/www" 2>"$out/server.log"; }
+    coproc SERVER { exec python3 tests/windows/server.py "$out/www" "$out/certificates" 2>"$out/server.log"; }
     server=$SERVER_PID
-    read -r port <&"${SERVER[0]}"
+    local name url
+    while read -r name url <&"${SERVER[0]}" && [ -n "$name" ]; do export "TSASYNC_$name=$url"; done
+    TSASYNC_AUTHORITY=$(windows_path "$out/certificates/ca.der")
+    export TSASYNC_AUTHORITY
+    start_ftp_server
     Xvfb -displayfd 3 -screen 0 1024x768x24 3>"$out/display" 2>/dev/null &
     screen=$!
     for _ in $(seq 300); do [ -s "$out/display" ] && break; sleep 0.1; done
     DISPLAY=:$(cat "$out/display")
     export DISPLAY
-    export TSASYNC_URL=http://127.0.0.1:$port
     wineboot -i >/dev/null 2>&1
     # No window manager runs here; Wine would wait two seconds for its answer whenever a window goes.
     run reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /d N >/dev/null 2>&1
@@ -83,6 +88,30 @@ start_helpers() {
     add_content_type application/acrobat .pdf
     add_volume
     wineserver -w
+}
+
+# vsftpd of the same folder, without the system's users.
+start_ftp_server() {
+    local port
+    port=$(python3 -c 'import socket; s = socket.create_server(("127.0.0.1", 0)); print(s.getsockname()[1])')
+    mkdir -p "$out/empty"
+    cat >"$out/vsftpd.conf" <<END
+listen=YES
+listen_address=127.0.0.1
+listen_port=$port
+background=NO
+anonymous_enable=YES
+local_enable=NO
+anon_root=$out/www
+secure_chroot_dir=$out/empty
+allow_writeable_chroot=YES
+xferlog_enable=NO
+seccomp_sandbox=NO
+END
+    [ "$(id -u)" = 0 ] || echo run_as_launching_user=YES >>"$out/vsftpd.conf"
+    /usr/sbin/vsftpd "$out/vsftpd.conf" >"$out/vsftpd.log" 2>&1 &
+    ftp_server=$!
+    export TSASYNC_FTP=ftp://127.0.0.1:$port
 }
 
 # Drive V: is a folder on another volume than the rest, if the machine has one.
@@ -142,6 +171,11 @@ component() {
         run "$x64/component_test.exe"
 }
 
+# A Linux program plays the server.
+misbehaving_servers() {
+    TSASYNC_READ_URLS="timeout 240 wine '$x64/read_urls.exe'" build/release/bin/windows_misbehaving_test --gtest_brief=1
+}
+
 # Wine keeps no events; it says which ones it was given.
 event_log() {
     WINEDEBUG=-all,+eventlog run "$x64/test_windows.exe" --gtest_filter='*EventLog' >"$out/events.log" 2>&1 || return 1
@@ -157,6 +191,7 @@ declare -A left_out=(
 
 mkdir -p "$out"
 step 'build for x64' build windows-x64
+step 'build of the misbehaving server' build release windows_misbehaving_test
 step 'build for x86' build windows-x86 qmasyn10
 for folder in "$x64:x86_64:pei-x86-64" "$x86:i686:pei-i386"; do
     IFS=: read -r bin cpu format <<<"$folder"
@@ -176,6 +211,7 @@ step 'VBScript host with events' script events.vbs "$x64/script_host.exe" VBScri
 step 'JScript host with events' script events.js "$x64/script_host.exe" JScript
 step 'C++ host' component
 step 'URL reader' run "$x64/url_reader_test.exe"
+step 'misbehaving servers' misbehaving_servers
 step 'event log' event_log
 for program in "$x64"/test_*.exe; do
     name=$(basename "$program" .exe)

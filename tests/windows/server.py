@@ -1,5 +1,9 @@
 #!/usr/bin/env python3
-"""The asset server of the Windows tests: server.py FOLDER. Prints its port, then serves until it is ended.
+"""The servers of the Windows tests: server.py FOLDER WORK. Prints their names and URLs and an empty line, then serves
+until it is ended. WORK is a folder for the certificates.
+
+URL is the asset server. GOOD, WRONG_NAME, EXPIRED and SELF_SIGNED are secured ones, named by what is wrong with their
+certificates; their authority, but for the last, is WORK/ca.der. NEW offers nothing but TLS 1.3. DEAF takes no connection.
 
 /moved leads to /photo.jpg and /loop to itself, /short ends before its announced length, /slow takes its time, /often
 sends a little many times a second, /silent says nothing. /busy refuses every other request, /proven sends a digest with
@@ -12,6 +16,10 @@ import functools
 import hashlib
 import http.server
 import itertools
+import pathlib
+import socket
+import ssl
+import subprocess
 import sys
 import threading
 import time
@@ -99,6 +107,57 @@ class Server(http.server.ThreadingHTTPServer):
         """A client that goes away in the middle of an answer is one of the tests."""
 
 
-server = Server(("127.0.0.1", 0), functools.partial(Handler, directory=sys.argv[1]))
-print(server.server_port, flush=True)
-server.serve_forever()
+def listen(certificate=None, oldest=ssl.TLSVersion.TLSv1_2):
+    """Starts a server, secured if there is a certificate; gives its port."""
+    one = Server(("127.0.0.1", 0), functools.partial(Handler, directory=sys.argv[1]))
+    if certificate:
+        context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+        context.load_cert_chain(certificate)
+        context.minimum_version = oldest
+        one.socket = context.wrap_socket(one.socket, server_side=True, do_handshake_on_connect=False)
+    threading.Thread(target=one.serve_forever).start()
+    return one.server_port
+
+
+def openssl(*words):
+    subprocess.run(("openssl", *words), check=True, cwd=sys.argv[2], stdin=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+
+
+def certify(name, host, signer=("-CA", "ca.pem", "-CAkey", "ca.key", "-CAcreateserial"), days=30):
+    """Makes NAME.pem, a certificate of the host with its key."""
+    openssl("req", "-newkey", "rsa:2048", "-nodes", "-keyout", "key", "-out", "request", "-subj", f"/CN={host}",
+            "-addext", f"subjectAltName=DNS:{host}")
+    openssl("x509", "-req", "-in", "request", *signer, "-days", str(days), "-copy_extensions", "copy", "-out", "certificate")
+    folder = pathlib.Path(sys.argv[2])
+    file = folder / f"{name}.pem"
+    file.write_text((folder / "certificate").read_text() + (folder / "key").read_text())
+    return file
+
+
+def deaf_port():
+    """A port that answers to no connection, since the few that may wait to be taken are there."""
+    listener = socket.create_server(("127.0.0.1", 0), backlog=0)
+    waiting = [socket.socket() for _ in range(4)]
+    for one in waiting:
+        one.setblocking(False)
+        one.connect_ex(listener.getsockname())
+    kept.extend((listener, *waiting))
+    return listener.getsockname()[1]
+
+
+kept = []
+openssl("req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", "ca.key", "-out", "ca.pem", "-subj", "/CN=Test authority")
+openssl("x509", "-in", "ca.pem", "-outform", "der", "-out", "ca.der")
+good = certify("good", "localhost")
+secured = {
+    "GOOD": listen(good),
+    "WRONG_NAME": listen(certify("wrong", "other.example")),
+    "EXPIRED": listen(certify("expired", "localhost", days=-1)),
+    "SELF_SIGNED": listen(certify("self", "localhost", signer=("-signkey", "key"))),
+    "NEW": listen(good, ssl.TLSVersion.TLSv1_3),
+}
+print(f"URL http://127.0.0.1:{listen()}")
+print(f"DEAF http://127.0.0.1:{deaf_port()}")
+for name, port in secured.items():
+    print(f"{name} https://localhost:{port}")
+print(flush=True)

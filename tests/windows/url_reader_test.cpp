@@ -1,8 +1,12 @@
-// The reader of URLs, run by run.sh. TSASYNC_URL is the test server.
+// The reader of URLs, run by run.sh, which starts the servers. server.py tells what their names mean.
 #include "platform/url_reader.h"
+
+#include "platform/windows/timing.h"
 
 #include <gtest/gtest.h>
 #include <windows.h>
+// after windows.h, whose types it uses
+#include <wincrypt.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -18,7 +22,22 @@ namespace {
 std::u16string Widened(const std::string& text) { return {text.begin(), text.end()}; }
 std::string Narrowed(const std::u16string& text) { return {text.begin(), text.end()}; }
 
-std::string Url(const std::string& path) { return std::getenv("TSASYNC_URL") + path; }
+// Of a server, by the name that run.sh knows it by.
+std::string Url(const std::string& path, const std::string& server = "URL") {
+    return std::getenv(("TSASYNC_" + server).c_str()) + path;
+}
+
+// The user trusts the authority of the test's certificates.
+void TrustAuthority() {
+    std::ifstream file(std::getenv("TSASYNC_AUTHORITY"), std::ios::binary);
+    const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+    const HCERTSTORE store =
+        CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0, CERT_SYSTEM_STORE_CURRENT_USER, L"Root");
+    EXPECT_TRUE(CertAddEncodedCertificateToStore(
+        store, X509_ASN_ENCODING, reinterpret_cast<const BYTE*>(bytes.data()),
+        static_cast<DWORD>(bytes.size()), CERT_STORE_ADD_REPLACE_EXISTING, nullptr));
+    CertCloseStore(store, 0);
+}
 
 struct Told {
     std::int32_t code;
@@ -36,7 +55,12 @@ struct Heard {
 
 class WindowsReader : public testing::Test, IReadEvents {
   protected:
-    void SetUp() override { CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED); }
+    // Before the first secured read, when the system looks whom the user trusts.
+    static void SetUpTestSuite() { TrustAuthority(); }
+    void SetUp() override {
+        CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+        Timing().connect = Timing().silence = 3000;
+    }
     void TearDown() override {
         for (const auto& [url, heard] : m_heard) DeleteFileA(heard.path.c_str());
     }
@@ -94,6 +118,18 @@ TEST_F(WindowsReader, FailsWithTheNumberOfTheCause) {
         {"file:///C:/nowhere/none.txt", kErrObjectNotFound},
         {"file:///" + locked, kErrCannotLoadData},
         {secured, kErrDownloadFailure},
+        {Url("/photo.jpg", "WRONG_NAME"), kErrInvalidCertificate},
+        {Url("/photo.jpg", "EXPIRED"), kErrInvalidCertificate},
+        {Url("/photo.jpg", "SELF_SIGNED"), kErrInvalidCertificate},
+        {"https://localhost:1/", kErrDownloadFailure},     // Wine tells neither this
+        {Url("/photo.jpg", "NEW"), kErrDownloadFailure},   // nor this
+        {Url("/none.jpg", "FTP"), kErrConnectionTimeout},  // nor ends these
+        {Url("/folder", "FTP"), kErrConnectionTimeout},
+        {"ftp://127.0.0.1:1/photo.jpg", kErrConnectionTimeout},
+        {Url("/folder/", "FTP"), kErrObjectNotFound},
+        {Url("/folder;type=d", "FTP"), kErrObjectNotFound},
+        {Url("", "FTP"), kErrObjectNotFound},
+        {Url("/", "DEAF"), kErrConnectionTimeout},
         {Url("/none"), kErrObjectNotFound},
         {Url("/loop"), kErrRedirectFailed},
         {Url("/short"), kErrDownloadFailure},
@@ -119,6 +155,16 @@ TEST_F(WindowsReader, FailsWithTheNumberOfTheCause) {
         EXPECT_EQ(description.find("secret"), std::string::npos) << description;
         const auto authority = url.find('@') == std::string::npos ? 0 : url.find('@') + 1;
         EXPECT_NE(description.find(url.substr(authority)), std::string::npos) << description;
+    }
+    EXPECT_EQ(Narrowed(m_heard[Url("/", "DEAF")].failure.description),
+              "No connection in time: " + Url("/", "DEAF"));
+}
+
+TEST_F(WindowsReader, ReadsFromSecuredAndFileServers) {
+    for (const auto& url : {Url("/photo.jpg", "GOOD"), Url("/photo.jpg", "FTP")}) {
+        const Heard heard = ReadOne(url);
+        std::ifstream file(heard.path, std::ios::binary | std::ios::ate);
+        EXPECT_EQ(file.tellg(), std::streamoff{300'000}) << url << Narrowed(heard.failure.description);
     }
 }
 

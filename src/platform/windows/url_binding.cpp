@@ -27,6 +27,13 @@ std::u16string Scheme(std::u16string_view url) {
     return colon == std::u16string_view::npos ? std::u16string() : Lower(url.substr(0, colon));
 }
 
+// Of an ftp URL: whether it names a folder, for which there is a listing at best.
+bool NamesFolder(std::u16string_view url) {
+    url = url.substr(0, url.find(u'#'));
+    const auto path = url.find(u'/', url.find(u"://") + 3);
+    return path == url.npos || url.ends_with(u'/') || Lower(url).ends_with(u";type=d");
+}
+
 constexpr DWORD kTooManyRequests = 429;
 constexpr std::int64_t kMaxIgnored = 64 << 10;  // bytes of an unwanted body, to keep the connection usable
 constexpr std::int64_t kTicksPerSecond = 10'000'000;  // of the system's file times
@@ -82,6 +89,8 @@ void UrlBinding::Start() {
         Finish(Failure(kErrInvalidUrl, u"No address of a file", m_url));
     } else if (scheme != u"http" && scheme != u"https" && scheme != u"ftp" && scheme != u"file") {
         Finish(Failure(kErrUnknownProtocol, u"Unknown scheme", m_url));
+    } else if (scheme == u"ftp" && NamesFolder(m_url)) {
+        Finish(Failure(kErrObjectNotFound, u"A folder, not a file", m_url));
     } else {
         if (m_file == INVALID_HANDLE_VALUE) m_file = CreateDownloadFile(m_folder, m_path);
         if (m_file == INVALID_HANDLE_VALUE) {
