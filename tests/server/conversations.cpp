@@ -147,6 +147,14 @@ std::vector<Case> Statuses() {
                      {Ask(), Send(Head(busy, "503 Busy")), Ask(), Send(Head(busy, "503 Busy"))},
                      "",
                      kErrDownloadFailure});
+    cases.push_back(
+        {"503 with a long page, then well",
+         {Ask(), Send(Head("", "503 Busy") + std::string(200'000, 'x')), Close(), Ask(), Send(Whole())},
+         Body()});
+    cases.push_back({"503 with a page that never ends, then well",
+                     {Ask(), Send(Head("", "503 Busy") + std::string(200'000, 'x')), Silence(), Close(),
+                      Ask(), Send(Whole())},
+                     Body()});
     cases.push_back({"503, again at once", {Ask(), after("503 Busy", "0"), Ask(), Send(Whole())}, Body()});
     cases.push_back({"503, again at a time that is past",
                      {Ask(), after("503 Busy", "Tue, 02 Jan 2024 10:00:00 GMT"), Ask(), Send(Whole())},

@@ -288,7 +288,7 @@ HRESULT UrlBinding::OnStopBinding(HRESULT result, LPCWSTR) {
 }
 
 HRESULT UrlBinding::End(HRESULT result) {
-    if (!m_report) return S_OK;
+    if (!m_report || m_waits) return S_OK;
     if (const auto target = OwnRedirection()) {
         if (!MayFollow(*target)) {
             Finish(Failure(kErrRedirectFailed, u"A redirection that is not followed", m_target));
@@ -315,7 +315,7 @@ HRESULT UrlBinding::End(HRESULT result) {
 // The target of a redirection that the system takes for an answer, as older ones do with 308.
 std::optional<std::u16string> UrlBinding::OwnRedirection() const {
     constexpr DWORD kPermanentRedirect = 308;
-    if (m_status != kPermanentRedirect || m_head.location.empty()) return std::nullopt;
+    if (m_status != kPermanentRedirect || !m_head.isSound || m_head.location.empty()) return std::nullopt;
     std::array<wchar_t, INTERNET_MAX_URL_LENGTH> target{};
     DWORD length = 0;
     const HRESULT combined = CoInternetCombineUrl(Wide(m_target), Wide(m_head.location), 0, target.data(),

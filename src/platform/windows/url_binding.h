@@ -109,7 +109,7 @@ class UrlBinding final : public IBindStatusCallback, public IHttpNegotiate {
     std::int64_t m_received = 0;
     std::int64_t m_max = 0;
     std::int32_t m_lastCode = 0;  // ReadStatus, of the last notification
-    bool m_waits = false;         // for its second try
+    bool m_waits = false;         // to begin again
     bool m_triedTwice = false;
     std::set<std::int32_t> m_told;  // of the codes that are told once
     int m_redirections = 0;
