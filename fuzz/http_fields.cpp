@@ -14,9 +14,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         const auto wait = ParseRetryAfter(value, 1'700'000'000);
         if (wait && *wait < 0) std::abort();
     }
-    for (const auto& value : {text, head.reprDigest}) ParseReprDigest(value, u"sha-256");
-    for (const auto& value : {text, head.contentMd5}) {
-        if (DecodeBase64(value).size() > value.size() / 4 * 3) std::abort();
+    for (const auto& value : {text, head.reprDigest}) {
+        if (ParseReprDigest(value, u"sha-256").find(u',') != std::u16string::npos) std::abort();
     }
     return 0;
 }

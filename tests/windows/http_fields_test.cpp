@@ -8,8 +8,6 @@
 namespace tsasync::platform {
 namespace {
 
-using Bytes = std::vector<unsigned char>;
-
 TEST(HttpFields, AreFoundByName) {
     const ResponseHead head = ParseHead(
         u"HTTP/1.1 200 OK\r\nRetry-AFTER:\t 1 \r\nempty:\r\n:x\r\nContent-Encoding: Identity\r\nX: a\r\n "
@@ -76,31 +74,22 @@ TEST(HttpFields, TellHowLongToWait) {
 }
 
 TEST(HttpFields, TellDigests) {
-    const Bytes abc{'a', 'b', 'c'};
     const struct {
         std::u16string value;
-        Bytes digest;
+        std::u16string digest;
     } cases[] = {
-        {u"sha-256=:YWJj:", abc},
-        {u"sha-512=:eA==:, SHA-256=:YWJj:", abc},
-        {u"sha-256=:YWJj", {}},
-        {u"sha-256=YWJj", {}},
-        {u"sha-256=:%%%%:", {}},
-        {u"sha-256=::", {}},
-        {u"sha-256", {}},
-        {u",,=,:", {}},
-        {u"", {}},
+        {u"sha-256=:YWJj:", u"YWJj"},
+        {u"sha-512=:eA==:, SHA-256=:YWI=:", u"YWI="},
+        {u"sha-256=:YWJj", u""},
+        {u"sha-256=YWJj", u""},
+        {u"sha-256=::", u""},
+        {u"sha-256", u""},
+        {u",,=,:", u""},
+        {u"", u""},
     };
     for (const auto& c : cases)
         EXPECT_EQ(ParseReprDigest(c.value, u"sha-256"), c.digest)
             << std::string(c.value.begin(), c.value.end());
-    for (const auto* text : {u"YWJj", u"YWI=", u"YQ==", u""}) {
-        const std::size_t size = std::u16string_view(text).find_last_not_of(u'=') + 1;
-        EXPECT_EQ(DecodeBase64(text),
-                  Bytes(abc.begin(), abc.begin() + static_cast<std::ptrdiff_t>(size * 3 / 4)));
-    }
-    for (const auto* text : {u"YWJ", u"Y===", u"====", u"Y=Jj", u"YW j"})
-        EXPECT_EQ(DecodeBase64(text), Bytes());
 }
 
 }  // namespace

@@ -1,14 +1,34 @@
 #include "digest_check.h"
 
+#include "wide.h"
+
+#include <wincrypt.h>
+
 #include <algorithm>
 #include <utility>
 
 namespace tsasync::platform {
 
+namespace {
+
+// Empty when it is malformed.
+std::vector<unsigned char> DecodeBase64(const std::u16string& text) {
+    std::vector<unsigned char> bytes(text.size());
+    auto size = static_cast<DWORD>(bytes.size());
+    if (text.empty() || CryptStringToBinaryW(Wide(text), size, CRYPT_STRING_BASE64, bytes.data(), &size,
+                                             nullptr, nullptr) == FALSE) {
+        return {};
+    }
+    bytes.resize(size);
+    return bytes;
+}
+
+}  // namespace
+
 DigestCheck::DigestCheck(const ResponseHead& head) {
     Expect(BCRYPT_SHA256_ALGORITHM, 32, ParseReprDigest(head.reprDigest, u"sha-256"));
     Expect(BCRYPT_SHA512_ALGORITHM, 64, ParseReprDigest(head.reprDigest, u"sha-512"));
-    Expect(BCRYPT_MD5_ALGORITHM, 16, DecodeBase64(head.contentMd5));
+    Expect(BCRYPT_MD5_ALGORITHM, 16, head.contentMd5);
 }
 
 DigestCheck::~DigestCheck() {
@@ -18,8 +38,9 @@ DigestCheck::~DigestCheck() {
     }
 }
 
-// A digest of another size is none.
-void DigestCheck::Expect(const wchar_t* algorithmName, std::size_t size, std::vector<unsigned char> digest) {
+// What is no base64, or of another size, is no digest.
+void DigestCheck::Expect(const wchar_t* algorithmName, std::size_t size, const std::u16string& base64) {
+    std::vector<unsigned char> digest = DecodeBase64(base64);
     if (digest.size() != size) return;
     BCRYPT_ALG_HANDLE algorithm = nullptr;
     BCRYPT_HASH_HANDLE hash = nullptr;

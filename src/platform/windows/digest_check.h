@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <span>
+#include <string>
 #include <vector>
 
 namespace tsasync::platform {
@@ -31,7 +32,7 @@ class DigestCheck {
         BCRYPT_HASH_HANDLE hash;
         std::vector<unsigned char> digest;
     };
-    void Expect(const wchar_t* algorithmName, std::size_t size, std::vector<unsigned char> digest);
+    void Expect(const wchar_t* algorithmName, std::size_t size, const std::u16string& base64);
 
     std::vector<Expected> m_expected;
 };

@@ -9,7 +9,6 @@ namespace tsasync::platform {
 namespace {
 
 constexpr std::u16string_view kMonths = u"JanFebMarAprMayJunJulAugSepOctNovDec";
-constexpr std::u16string_view kBase64 = u"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
 std::u16string_view TrimBlanks(std::u16string_view text) {
     const auto first = text.find_first_not_of(u" \t\r");
@@ -127,31 +126,15 @@ std::optional<std::int64_t> ParseRetryAfter(std::u16string_view value, std::int6
     return date ? std::optional(std::max<std::int64_t>(*date - now, 0)) : std::nullopt;
 }
 
-std::vector<unsigned char> ParseReprDigest(std::u16string_view value, std::u16string_view algorithm) {
+std::u16string ParseReprDigest(std::u16string_view value, std::u16string_view algorithm) {
     while (!value.empty()) {
         std::u16string_view member = TrimBlanks(Take(value, u","));
         if (Lower(Take(member, u"=")) != algorithm || !member.starts_with(u':')) continue;
         member.remove_prefix(1);
         if (member.find(u':') == member.npos) continue;
-        return DecodeBase64(Take(member, u":"));
+        return std::u16string(Take(member, u":"));
     }
     return {};
-}
-
-std::vector<unsigned char> DecodeBase64(std::u16string_view text) {
-    const std::size_t padding = text.size() - (text.find_last_not_of(u'=') + 1);
-    if (text.size() % 4 != 0 || padding > 2) return {};
-    std::vector<unsigned char> bytes;
-    unsigned bits = 0;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const std::size_t value = i < text.size() - padding ? kBase64.find(text[i]) : 0;
-        if (value == kBase64.npos) return {};
-        bits = (bits << 6 | static_cast<unsigned>(value)) & 0xFFFFFFu;
-        if (i % 4 != 3) continue;
-        for (const int shift : {16, 8, 0}) bytes.push_back(static_cast<unsigned char>(bits >> shift & 0xFFu));
-    }
-    bytes.resize(bytes.size() - padding);
-    return bytes;
 }
 
 }  // namespace tsasync::platform

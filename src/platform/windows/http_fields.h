@@ -5,7 +5,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 // What the head of an HTTP response says. It is the work of a foreign server; no system is asked about it.
 namespace tsasync::platform {
@@ -36,10 +35,8 @@ ResponseHead ParseHead(std::u16string_view head);
 // malformed.
 std::optional<std::int64_t> ParseRetryAfter(std::u16string_view value, std::int64_t now);
 
-// The bytes of the member `algorithm` ("sha-256") of a Repr-Digest field; empty when it has none.
-std::vector<unsigned char> ParseReprDigest(std::u16string_view value, std::u16string_view algorithm);
-
-// Empty when it is malformed.
-std::vector<unsigned char> DecodeBase64(std::u16string_view text);
+// The member `algorithm` ("sha-256") of a Repr-Digest field, in base64 as it stands there; empty when it has
+// none.
+std::u16string ParseReprDigest(std::u16string_view value, std::u16string_view algorithm);
 
 }  // namespace tsasync::platform
