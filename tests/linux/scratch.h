@@ -17,7 +17,8 @@ namespace tsasync::tests {
 // A new folder, removed with all that is in it at the end, but not by a child that the process forked off.
 class ScratchFolder {
   public:
-    explicit ScratchFolder(const std::string& base = TemporaryBase()) : m_path(base + "/tsasync-test-XXXXXX") {
+    explicit ScratchFolder(const std::string& base = TemporaryBase())
+        : m_path(base + "/tsasync-test-XXXXXX") {
         if (mkdtemp(m_path.data()) == nullptr) throw std::runtime_error("can't make a folder in " + base);
     }
     ~ScratchFolder() {
@@ -50,7 +51,8 @@ inline std::string Read(const std::string& path) {
 
 inline std::vector<std::string> List(const std::string& folder) {  // names in order
     std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(folder)) names.push_back(entry.path().filename());
+    for (const auto& entry : std::filesystem::directory_iterator(folder))
+        names.push_back(entry.path().filename());
     std::sort(names.begin(), names.end());
     return names;
 }

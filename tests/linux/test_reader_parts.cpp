@@ -80,11 +80,13 @@ TEST(DigestCheck, TellsAReadErrorFromAnotherContent) {
 }
 
 TEST(PrivateFolder, HasAnotherPlaceWhereTheBestIsNone) {
-    const ScratchFolder assets;
-    const std::string beside = std::filesystem::path(assets.Path()).parent_path() / ".QMASYN10";
-    std::filesystem::create_symlink(assets.Path(), assets / "self");
+    const ScratchFolder place;  // the user's own, as the place beside must be
+    const std::string assets = place / "assets";
+    const std::string beside = place / ".QMASYN10";
+    std::filesystem::create_directory(assets);
+    std::filesystem::create_symlink(assets, assets + "/self");
     for (const char* name : {"", "/", "/.", "/./", "//.", "/self", "/self/."}) {
-        EXPECT_EQ(PrivateFolder::PathsFor(assets.Path() + name),
+        EXPECT_EQ(PrivateFolder::PathsFor(assets + name),
                   (std::vector<std::string>{CacheFolder() + "/QMASYN10", beside}))
             << name;
     }
