@@ -240,29 +240,29 @@ void ElectNothing(benchmark::State& state, Rest rest, Access access) {
     }
 }
 
-// Of the repetitions the one that was disturbed the least.
-double Least(const std::vector<double>& times) { return *std::min_element(times.begin(), times.end()); }
-
-// Google Benchmark's table, and the times kept for the ratios.
+// Google Benchmark's table, and of each measurement the round that was disturbed the least.
 class Reporter final : public benchmark::ConsoleReporter {
   public:
     void ReportRuns(const std::vector<Run>& runs) override {
         ConsoleReporter::ReportRuns(runs);
         for (const auto& run : runs) {
-            const std::string& name = run.run_name.function_name;
-            if (run.aggregate_name == "least") times[name].push_back(run.GetAdjustedRealTime());
+            const double time = run.GetAdjustedRealTime();
+            double& least =
+                times[run.run_name.function_name].try_emplace(run.run_name.args, time).first->second;
+            least = std::min(least, time);
         }
     }
     void Finalize() override {
         std::printf("\n%-36s dearest / cheapest number of jobs\n", "");
-        for (const auto& [name, values] : times) {
-            const auto [least, most] = std::minmax_element(values.begin(), values.end());
-            std::printf("%-36s %.2f\n", name.c_str(), *most / *least);
+        for (const auto& [name, ofJobs] : times) {
+            const auto [least, most] = std::minmax_element(
+                ofJobs.begin(), ofJobs.end(), [](auto& a, auto& b) { return a.second < b.second; });
+            std::printf("%-36s %.2f\n", name.c_str(), most->second / least->second);
         }
     }
 
   private:
-    std::map<std::string, std::vector<double>> times;
+    std::map<std::string, std::map<std::string, double>> times;  // by operation and number of jobs
 };
 
 }  // namespace
@@ -295,15 +295,15 @@ int main(int argc, char** argv) {
         add("Elect/due", Elect, false, Rest::Due);
         add("Elect/none due", ElectNothing, Rest::Pending);
     }
-    for (const std::int64_t jobs : {1'000, 100'000, 1'000'000}) {
-        for (const auto& [name, access, run] : cases) {
-            benchmark::RegisterBenchmark(name.c_str(), run)
-                ->Arg(jobs)
-                ->UseManualTime()
-                ->Iterations(access == Access::AtHand ? 200 : 4)
-                ->Repetitions(9)
-                ->ComputeStatistics("least", Least)
-                ->ReportAggregatesOnly();
+    // In rounds, so that a machine that is slower for a while is so for every number of jobs.
+    for (int round = 0; round < 9; ++round) {
+        for (const std::int64_t jobs : {1'000, 100'000, 1'000'000}) {
+            for (const auto& [name, access, run] : cases) {
+                benchmark::RegisterBenchmark(name.c_str(), run)
+                    ->Arg(jobs)
+                    ->UseManualTime()
+                    ->Iterations(access == Access::AtHand ? 200 : 4);
+            }
         }
     }
     Reporter reporter;

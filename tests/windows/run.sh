@@ -108,10 +108,14 @@ allow_writeable_chroot=YES
 xferlog_enable=NO
 seccomp_sandbox=NO
 END
-    [ "$(id -u)" = 0 ] || echo run_as_launching_user=YES >>"$out/vsftpd.conf"
+    export TSASYNC_FTP=ftp://127.0.0.1:$port
+    # Only root can make the folder the server's root; Wine asks for paths from there.
+    if [ "$(id -u)" != 0 ]; then
+        echo run_as_launching_user=YES >>"$out/vsftpd.conf"
+        TSASYNC_FTP+=$out/www
+    fi
     /usr/sbin/vsftpd "$out/vsftpd.conf" >"$out/vsftpd.log" 2>&1 &
     ftp_server=$!
-    export TSASYNC_FTP=ftp://127.0.0.1:$port
 }
 
 # Drive V: is a folder on another volume than the rest, if the machine has one.

@@ -128,7 +128,7 @@ TEST_F(WindowsReader, FailsWithTheNumberOfTheCause) {
         {"ftp://127.0.0.1:1/photo.jpg", kErrConnectionTimeout},
         {Url("/folder/", "FTP"), kErrObjectNotFound},
         {Url("/folder;type=d", "FTP"), kErrObjectNotFound},
-        {Url("", "FTP"), kErrObjectNotFound},
+        {"ftp://127.0.0.1:1", kErrObjectNotFound},
         {Url("/", "DEAF"), kErrConnectionTimeout},
         {Url("/none"), kErrObjectNotFound},
         {Url("/loop"), kErrRedirectFailed},
