@@ -1,7 +1,7 @@
 // What the operations of a manager cost with 1,000 to 1,000,000 registered jobs, and what an idle job takes.
 // Prints, after Google Benchmark's table, the ratio of the dearest to the cheapest number of jobs for each
 // operation.
-#include "automation/Text.h"
+#include "base/Text.h"
 #include "manager/CDLManager.h"
 #include "tests/platform/clock.h"
 

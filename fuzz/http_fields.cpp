@@ -1,5 +1,5 @@
 // The head of an HTTP response as the Windows component reads it, and the parsers of its fields on their own.
-#include "platform/windows/http_fields.h"
+#include "platform/windows/moniker/http_fields.h"
 
 #include <cstdlib>
 

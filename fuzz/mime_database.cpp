@@ -1,5 +1,5 @@
 // A damaged database of content types gives no extension that could lead anywhere.
-#include "platform/linux/mime_database.h"
+#include "platform/linux/naming/mime_database.h"
 
 #include <cstdint>
 #include <cstdlib>

@@ -1,6 +1,6 @@
 // Whatever a server sends as the type, the extension is none or a dot and harmless characters.
-#include "automation/Utf8.h"
-#include "companion/MimeExtensionMap.h"
+#include "base/Utf8.h"
+#include "naming/MimeExtensionMap.h"
 
 #include <cstdint>
 #include <cstdlib>

@@ -1,5 +1,5 @@
 // The head of an HTTP response, and the parsers of its fields on their own.
-#include "platform/linux/reader/response_head.h"
+#include "platform/linux/curl/response_head.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -1,7 +1,7 @@
 // Any bytes can be a settings file: no line is lost, and what is written comes back.
-#include "platform/linux/settings_file.h"
+#include "platform/linux/settings/settings_file.h"
 
-#include "automation/Utf8.h"
+#include "base/Utf8.h"
 
 #include <cstdint>
 #include <cstdlib>

@@ -1,6 +1,6 @@
 // A URL, and where a redirection to it leads. Whatever they say, what comes of them can be asked for and
 // told.
-#include "platform/linux/reader/source_url.h"
+#include "platform/linux/curl/source_url.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -1,6 +1,6 @@
 // Whatever the URL, the name that it gives stays in its folder and can be held by both systems.
-#include "automation/Utf8.h"
-#include "companion/UrlNameParser.h"
+#include "base/Utf8.h"
+#include "naming/UrlNameParser.h"
 
 #include <cstdint>
 #include <cstdlib>

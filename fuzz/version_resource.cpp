@@ -1,7 +1,7 @@
 // The reader of version resources, fed with whole files.
 #include "platform/version_resource.h"
 
-#include "automation/Utf8.h"
+#include "base/Utf8.h"
 
 #include <sys/mman.h>
 #include <unistd.h>

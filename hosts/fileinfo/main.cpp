@@ -1,8 +1,8 @@
 // fileinfo FILE…: what the component's file services know of files.
-#include "automation/Utf8.h"
+#include "base/Utf8.h"
 #include "files/CFileInfo.h"
 #include "files/CFileVersionInfo.h"
-#include "platform/linux/native_path.h"
+#include "platform/linux/files/native_path.h"
 #include "platform/locale.h"
 #include "platform/shell_info.h"
 

@@ -1,6 +1,6 @@
 #include "com/Dispatch.h"
 
-#include "automation/KeyFold.h"
+#include "base/KeyFold.h"
 #include "com/ComText.h"
 #include "com/ErrorBoundary.h"
 

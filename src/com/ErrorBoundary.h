@@ -1,6 +1,6 @@
 #pragma once
 
-#include "automation/AutomationError.h"
+#include "base/AutomationError.h"
 #include "tsasync/com.h"
 
 #include <exception>

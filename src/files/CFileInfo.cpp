@@ -1,6 +1,6 @@
 #include "files/CFileInfo.h"
 
-#include "automation/Text.h"
+#include "base/Text.h"
 #include "platform/locale.h"
 #include "platform/shell_info.h"
 #include "platform/text.h"

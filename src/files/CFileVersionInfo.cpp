@@ -1,6 +1,6 @@
 #include "files/CFileVersionInfo.h"
 
-#include "automation/Text.h"
+#include "base/Text.h"
 #include "platform/file_system.h"
 #include "platform/locale.h"
 

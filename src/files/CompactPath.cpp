@@ -1,6 +1,6 @@
 #include "files/CompactPath.h"
 
-#include "automation/Text.h"
+#include "base/Text.h"
 
 namespace tsasync::modFileOps {
 

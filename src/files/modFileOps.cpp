@@ -1,7 +1,7 @@
 #include "files/modFileOps.h"
 
-#include "automation/AutomationError.h"
-#include "automation/Text.h"
+#include "base/AutomationError.h"
+#include "base/Text.h"
 #include "files/CFileInfo.h"
 #include "platform/file_system.h"
 

@@ -1,11 +1,11 @@
 // Lifecycle and registration.
 #include "manager/CDLManager.h"
 
-#include "automation/AutomationError.h"
-#include "automation/Text.h"
-#include "companion/UrlNameParser.h"
+#include "base/AutomationError.h"
+#include "base/Text.h"
 #include "files/modFileOps.h"
 #include "manager/modSingleton.h"
+#include "naming/UrlNameParser.h"
 #include "platform/app_log.h"
 #include "platform/clock.h"
 #include "platform/file_system.h"

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "automation/AutomationError.h"
-#include "companion/UrlHandleGenerator.h"
+#include "base/AutomationError.h"
 #include "manager/CDLItem.h"
 #include "manager/TSDLStateEnum.h"
+#include "naming/UrlHandleGenerator.h"
 #include "transfer/CAsyncT.h"
 #include "ui/frmProgress.h"
 

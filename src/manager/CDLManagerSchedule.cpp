@@ -1,6 +1,6 @@
 // Which transfer runs when.
-#include "automation/AutomationError.h"
-#include "automation/modErrHand.h"
+#include "base/AutomationError.h"
+#include "base/modErrHand.h"
 #include "manager/CDLManager.h"
 #include "manager/modSingleton.h"
 #include "platform/clock.h"

@@ -1,12 +1,12 @@
 // What becomes of a transfer: progress, completion, failure, and Cancel in the dialog.
-#include "automation/AutomationError.h"
-#include "automation/Text.h"
-#include "automation/modErrHand.h"
-#include "companion/MimeExtensionMap.h"
-#include "companion/UrlNameParser.h"
+#include "base/AutomationError.h"
+#include "base/Text.h"
+#include "base/modErrHand.h"
 #include "files/modFileOps.h"
 #include "manager/CDLManager.h"
 #include "manager/modSingleton.h"
+#include "naming/MimeExtensionMap.h"
+#include "naming/UrlNameParser.h"
 #include "platform/clock.h"
 #include "platform/file_system.h"
 

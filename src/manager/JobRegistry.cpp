@@ -1,7 +1,7 @@
 #include "manager/JobRegistry.h"
 
-#include "automation/AutomationError.h"
-#include "automation/KeyFold.h"
+#include "base/AutomationError.h"
+#include "base/KeyFold.h"
 
 #include <utility>
 

@@ -1,6 +1,6 @@
 #include "manager/modSingleton.h"
 
-#include "automation/AutomationError.h"
+#include "base/AutomationError.h"
 
 namespace tsasync::modSingleton {
 

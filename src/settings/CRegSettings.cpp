@@ -1,6 +1,6 @@
 #include "settings/CRegSettings.h"
 
-#include "automation/Text.h"
+#include "base/Text.h"
 #include "platform/settings_store.h"
 
 namespace tsasync {

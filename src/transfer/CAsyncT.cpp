@@ -1,6 +1,6 @@
 #include "transfer/CAsyncT.h"
 
-#include "automation/AutomationError.h"
+#include "base/AutomationError.h"
 #include "transfer/frmAsyncT.h"
 
 #include <algorithm>

@@ -1,8 +1,8 @@
 #include "transfer/ctlAsyncT.h"
 
-#include "automation/AutomationError.h"
-#include "automation/Text.h"
-#include "automation/modErrHand.h"
+#include "base/AutomationError.h"
+#include "base/Text.h"
+#include "base/modErrHand.h"
 
 namespace tsasync {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "automation/KeyedCollection.h"
+#include "base/KeyedCollection.h"
 #include "platform/url_reader.h"
 
 #include <cstdint>

@@ -1,6 +1,6 @@
 #include "ui/ProgressTexts.h"
 
-#include "automation/Text.h"
+#include "base/Text.h"
 #include "platform/locale.h"
 #include "ui/modRes.h"
 

@@ -1,9 +1,9 @@
 #include "ui/frmProgress.h"
 
-#include "automation/AutomationError.h"
-#include "automation/Text.h"
-#include "companion/UrlNameParser.h"
+#include "base/AutomationError.h"
+#include "base/Text.h"
 #include "files/CompactPath.h"
+#include "naming/UrlNameParser.h"
 #include "platform/clock.h"
 #include "platform/progress_window.h"
 #include "transfer/modInIDE.h"

@@ -1,6 +1,6 @@
 #include "files/modFileOps.h"
 
-#include "tests/automation/error_of.h"
+#include "tests/base/error_of.h"
 #include "tests/platform/file_system.h"
 
 #include <gtest/gtest.h>

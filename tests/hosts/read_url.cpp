@@ -1,6 +1,6 @@
 // Reads URLs with the reader alone, all at once, and prints a line for each: the number of the failure (0 for
 // none), the URL and the failure's description. Hosts of the component never see that number.
-#include "automation/Utf8.h"
+#include "base/Utf8.h"
 #include "platform/url_reader.h"
 
 #include <glib.h>

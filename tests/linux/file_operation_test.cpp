@@ -1,6 +1,6 @@
 #include "files/modFileOps.h"
 #include "platform/file_system.h"
-#include "tests/automation/error_of.h"
+#include "tests/base/error_of.h"
 #include "tests/linux/sandbox.h"
 
 #include <fcntl.h>

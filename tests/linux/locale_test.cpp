@@ -1,6 +1,6 @@
 #include "platform/locale.h"
 
-#include "automation/Utf8.h"
+#include "base/Utf8.h"
 #include "tests/linux/scratch.h"
 
 #include <glib.h>

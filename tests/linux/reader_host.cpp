@@ -1,6 +1,6 @@
 #include "tests/linux/reader_host.h"
 
-#include "automation/Utf8.h"
+#include "base/Utf8.h"
 #include "platform/app_log.h"
 
 namespace tsasync {

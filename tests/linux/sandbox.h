@@ -1,6 +1,6 @@
 #pragma once
 
-#include "automation/Utf8.h"
+#include "base/Utf8.h"
 #include "tests/linux/scratch.h"
 
 #include <functional>

@@ -1,6 +1,6 @@
 #include "platform/settings_store.h"
 
-#include "automation/Text.h"
+#include "base/Text.h"
 #include "settings/CRegSettings.h"
 #include "tests/linux/scratch.h"
 

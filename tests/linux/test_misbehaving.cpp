@@ -1,4 +1,4 @@
-#include "platform/linux/reader/timing.h"
+#include "platform/linux/curl/timing.h"
 #include "tests/linux/reader_host.h"
 #include "tests/server/conversations.h"
 

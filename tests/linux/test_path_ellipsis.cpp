@@ -1,4 +1,4 @@
-#include "platform/linux/path_ellipsis.h"
+#include "platform/linux/ui/path_ellipsis.h"
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,10 @@
 // The parts of the reader that can be commanded apart from it.
-#include "automation/AutomationError.h"
-#include "automation/Utf8.h"
-#include "platform/linux/reader/digest_check.h"
-#include "platform/linux/reader/mailbox.h"
-#include "platform/linux/reader/partial_file.h"
-#include "platform/linux/reader/source_url.h"
+#include "base/AutomationError.h"
+#include "base/Utf8.h"
+#include "platform/linux/curl/digest_check.h"
+#include "platform/linux/curl/mailbox.h"
+#include "platform/linux/curl/partial_file.h"
+#include "platform/linux/curl/source_url.h"
 #include "tests/linux/reader_host.h"
 
 #include <fcntl.h>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "manager/CDLManager.h"
-#include "tests/automation/error_of.h"
+#include "tests/base/error_of.h"
 #include "tests/platform/clock.h"
 #include "tests/platform/file_system.h"
 #include "tests/platform/progress_window.h"

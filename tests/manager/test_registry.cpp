@@ -1,8 +1,8 @@
-#include "automation/Text.h"
+#include "base/Text.h"
 #include "manager/CDLItem.h"
 #include "manager/DueIndex.h"
 #include "manager/JobRegistry.h"
-#include "tests/automation/error_of.h"
+#include "tests/base/error_of.h"
 
 #include <gtest/gtest.h>
 

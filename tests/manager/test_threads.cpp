@@ -1,5 +1,5 @@
-#include "automation/Text.h"
-#include "automation/Utf8.h"
+#include "base/Text.h"
+#include "base/Utf8.h"
 #include "manager/CDLManager.h"
 #include "tests/linux/scratch.h"
 #include "tests/linux/web_server.h"

@@ -1,6 +1,6 @@
 #include "tests/platform/progress_window.h"
 
-#include "automation/AutomationError.h"
+#include "base/AutomationError.h"
 
 #include <stdexcept>
 

@@ -1,6 +1,6 @@
 #include "tests/platform/settings_store.h"
 
-#include "automation/KeyFold.h"
+#include "base/KeyFold.h"
 #include "platform/settings_store.h"
 
 #include <map>

@@ -1,6 +1,6 @@
 #include "tests/platform/url_reader.h"
 
-#include "automation/KeyFold.h"
+#include "base/KeyFold.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "automation/AutomationError.h"
+#include "base/AutomationError.h"
 #include "platform/url_reader.h"
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-#include "tests/automation/error_of.h"
+#include "tests/base/error_of.h"
 #include "tests/platform/forms.h"
 #include "tests/platform/url_reader.h"
 #include "transfer/CAsyncT.h"

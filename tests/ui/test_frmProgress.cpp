@@ -1,4 +1,4 @@
-#include "tests/automation/error_of.h"
+#include "tests/base/error_of.h"
 #include "tests/platform/clock.h"
 #include "tests/platform/forms.h"
 #include "tests/platform/progress_window.h"

@@ -1,5 +1,5 @@
 // Finished files, from the volume of the assets and from another one: the folder TSASYNC_OTHER_VOLUME.
-#include "automation/AutomationError.h"
+#include "base/AutomationError.h"
 #include "files/modFileOps.h"
 #include "platform/file_system.h"
 

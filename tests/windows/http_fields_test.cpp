@@ -1,5 +1,5 @@
 // Fields of a response's head, whatever a server sends.
-#include "platform/windows/http_fields.h"
+#include "platform/windows/moniker/http_fields.h"
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,7 @@
 // their order: the number of the failure, the data in hexadecimal and the failure's description, separated by
 // tabs. Its waiting times are short.
 #include "platform/url_reader.h"
-#include "platform/windows/timing.h"
+#include "platform/windows/moniker/timing.h"
 
 #include <windows.h>
 

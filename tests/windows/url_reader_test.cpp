@@ -1,7 +1,7 @@
 // The reader of URLs, run by run.sh, which starts the servers. server.py tells what their names mean.
 #include "platform/url_reader.h"
 
-#include "platform/windows/timing.h"
+#include "platform/windows/moniker/timing.h"
 
 #include <gtest/gtest.h>
 #include <windows.h>

@@ -52,7 +52,7 @@ def cpp(texts):
             arrays.append(f"constexpr unsigned char {name}[] = {{\n    " + "\n    ".join(rows) + "\n};\n")
             index.append(f"    {{{block}, {language}, std::as_bytes(std::span({name}))}},\n")
     return (
-        '#include "platform/linux/string_table_data.h"\n\n'
+        '#include "platform/linux/ui/string_table_data.h"\n\n'
         "namespace tsasync::platform {\n\nnamespace {\n\n"
         + "\n".join(arrays)
         + "\nconst StringTable kTables[] = {\n"

@@ -1,9 +1,9 @@
 #include "platform/linux/gtk/gtk_progress_window.h"
 
-#include "automation/AutomationError.h"
-#include "automation/Utf8.h"
+#include "base/AutomationError.h"
+#include "base/Utf8.h"
 #include "platform/linux/gtk/clip_data.h"
-#include "platform/linux/path_ellipsis.h"
+#include "platform/linux/ui/path_ellipsis.h"
 
 #include <atkmm/object.h>
 #include <gdkmm/monitor.h>

@@ -1,0 +1,450 @@
+#include "platform/linux/curl/transfer.h"
+
+#include "platform/linux/curl/content_type.h"
+#include "platform/linux/curl/read_error.h"
+#include "platform/linux/curl/timing.h"
+
+#include <netdb.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <ctime>
+#include <utility>
+
+namespace tsasync::platform::reader {
+
+namespace {
+
+constexpr int kMaxRedirections = 20;
+constexpr std::int64_t kWorthKeeping =
+    256 * 1024;                                 // bytes from which on a transfer shall outlive its process
+constexpr std::size_t kMaxIgnored = 64 * 1024;  // of an unwanted body, to keep the connection usable
+
+// A validator is an entity tag or a date.
+bool IsTag(std::string_view validator) { return validator.starts_with('"'); }
+
+bool IsWeb(const SourceUrl& source) { return source.scheme.starts_with("http"); }
+
+std::string AddressText(const curl_sockaddr& address) {
+    char host[NI_MAXHOST] = {};
+    getnameinfo(&address.addr, address.addrlen, host, sizeof host, nullptr, 0, NI_NUMERICHOST);
+    return host;
+}
+
+// A proxy that refuses the user has let no response through; libcurl tells of it as of a broken connection.
+// Some proxies say 401 then.
+bool ProxyWantsUser(CURL* easy, CURLcode code) {
+    long status = 0;
+    long refusal = CURLPX_OK;
+    curl_easy_getinfo(easy, CURLINFO_HTTP_CONNECTCODE, &status);
+    if (code == CURLE_PROXY) curl_easy_getinfo(easy, CURLINFO_PROXY_ERROR, &refusal);
+    return status == 407 || status == 401 || refusal == CURLPX_USER_REJECTED || refusal == CURLPX_NO_AUTH;
+}
+
+}  // namespace
+
+Transfer::Transfer(std::shared_ptr<Read> read, SourceUrl source, std::shared_ptr<PrivateFolder> folder,
+                   Outbox& outbox)
+    : m_read(std::move(read)),
+      m_source(source),
+      m_asked(std::move(source)),
+      m_file(std::move(folder), m_asked),
+      m_report(m_read, outbox) {
+    m_report.Status(kStatusFindingResource, m_source.host);
+}
+
+Transfer::~Transfer() { KeepAtTheEnd(); }
+
+CURL* Transfer::Attach(EasyHandle easy, const ProxyChoice& proxy) {
+    m_easy = std::move(easy);
+    CURL* const handle = m_easy.get();
+    if (IsWeb(m_asked) && !std::exchange(m_lookedForEarlier, true)) m_file.FindEarlier();
+    curl_easy_setopt(handle, CURLOPT_PRIVATE, this);
+    curl_easy_setopt(handle, CURLOPT_ERRORBUFFER, m_error);
+    curl_easy_setopt(handle, CURLOPT_HEADERFUNCTION, OnHeader);
+    curl_easy_setopt(handle, CURLOPT_HEADERDATA, this);
+    curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, OnData);
+    curl_easy_setopt(handle, CURLOPT_WRITEDATA, this);
+    curl_easy_setopt(handle, CURLOPT_OPENSOCKETFUNCTION, OnOpenSocket);
+    curl_easy_setopt(handle, CURLOPT_OPENSOCKETDATA, this);
+    curl_easy_setopt(handle, CURLOPT_PREREQFUNCTION, OnRequest);
+    curl_easy_setopt(handle, CURLOPT_PREREQDATA, this);
+    curl_easy_setopt(handle, CURLOPT_PROXY, proxy ? proxy->c_str() : nullptr);
+    SetUrl();
+    SetConditions();
+    m_error[0] = '\0';
+    m_head = {};
+    m_decoder.reset();
+    m_farewell = {};
+    m_body = Body::Undecided;
+    m_ignored = 0;
+    m_stopped.reset();
+    m_startOver = false;
+    m_triedToKeep = false;
+    m_lastByte = Clock::now();
+    return handle;
+}
+
+void Transfer::SetUrl() {
+    const bool named = m_source.NamesUser();
+    curl_easy_setopt(m_easy.get(), CURLOPT_URL, m_source.text.c_str());
+    // A secured server says when it is connected whether the connection can serve many reads; of another one
+    // libcurl would wait for the first answer only to learn that it can't.
+    curl_easy_setopt(m_easy.get(), CURLOPT_PIPEWAIT, m_source.scheme == "https" ? 1L : 0L);
+    curl_easy_setopt(m_easy.get(), CURLOPT_USERNAME, named ? m_source.user.c_str() : nullptr);
+    curl_easy_setopt(m_easy.get(), CURLOPT_PASSWORD, named ? m_source.password.c_str() : nullptr);
+}
+
+// Asks for what is missing only, provided that the rest is still the same; a whole file is only asked to be
+// confirmed.
+void Transfer::SetConditions() {
+    curl_easy_setopt(m_easy.get(), CURLOPT_RANGE, nullptr);
+    m_fields.reset(curl_slist_append(nullptr, "Accept-Encoding: identity"));
+    if (const auto& earlier = m_file.Earlier()) {
+        std::string condition = "If-Range: ";
+        if (earlier->whole) {
+            condition = IsTag(earlier->validator) ? "If-None-Match: " : "If-Modified-Since: ";
+        } else {
+            curl_easy_setopt(m_easy.get(), CURLOPT_RANGE, (std::to_string(m_file.Size()) + "-").c_str());
+        }
+        curl_slist_append(m_fields.get(), (condition + earlier->validator).c_str());
+    }
+    curl_easy_setopt(m_easy.get(), CURLOPT_HTTPHEADER, m_fields.get());
+}
+
+curl_socket_t Transfer::OnOpenSocket(void* self, curlsocktype purpose, curl_sockaddr* address) {
+    auto* transfer = static_cast<Transfer*>(self);
+    if (purpose == CURLSOCKTYPE_IPCXN && !std::exchange(transfer->m_reportedConnecting, true)) {
+        transfer->m_report.Status(kStatusConnecting, AddressText(*address));
+    }
+    return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+}
+
+int Transfer::OnRequest(void* self, char* address, char*, int, int) {
+    auto* transfer = static_cast<Transfer*>(self);
+    if (!std::exchange(transfer->m_reportedConnecting, true))
+        transfer->m_report.Status(kStatusConnecting, address);
+    if (!std::exchange(transfer->m_reportedRequest, true))
+        transfer->m_report.Status(kStatusSendingRequest, address);
+    return CURL_PREREQFUNC_OK;
+}
+
+std::size_t Transfer::OnHeader(char* line, std::size_t size, std::size_t count, void* self) {
+    auto* transfer = static_cast<Transfer*>(self);
+    const std::string_view text(line, size * count);
+    transfer->m_lastByte = Clock::now();
+    // A file server's answers come here as well.
+    if (transfer->m_head.Status() == 0 && !text.starts_with("HTTP/")) return text.size();
+    if (!transfer->m_head.AddLine(text)) {
+        transfer->Stop(Failure(kErrDownloadFailure, "The server's answer contradicts itself or never ends",
+                               transfer->m_source.text));
+        return 0;
+    }
+    const bool decide = transfer->m_body == Body::Undecided && transfer->m_head.Complete();
+    return !decide || transfer->TakeHead() ? text.size() : 0;
+}
+
+std::size_t Transfer::OnData(char* bytes, std::size_t size, std::size_t count, void* self) {
+    auto* transfer = static_cast<Transfer*>(self);
+    return transfer->TakeData({bytes, size * count}) ? size * count : 0;
+}
+
+bool Transfer::Stop(ReadFailure failure) {
+    m_stopped = std::move(failure);
+    return false;
+}
+
+// The head of a final HTTP response is complete. Here and below false ends the request.
+bool Transfer::TakeHead() {
+    const int status = m_head.Status();
+    const auto& earlier = m_file.Earlier();
+    if (status == 401 || status == 407) return true;  // perhaps libcurl answers it with the user's name
+    m_body = Body::Ignored;
+    m_head.End();
+    if (status == 200) {
+        m_file.StartOver();
+        const std::string& coding = m_head.contentEncoding;
+        if (!coding.empty() && !(m_decoder = ContentDecoder::For(coding))) {
+            return Stop(Failure(kErrDownloadFailure, "The content is encoded in a way that is not known",
+                                m_source.text));
+        }
+        // The length is that of what is sent.
+        m_total = coding.empty() ? m_head.contentLength.value_or(0) : 0;
+        return BeginSaving();
+    }
+    if (status == 206 && earlier && !earlier->whole) {
+        const auto range = ParseContentRange(m_head.contentRange);
+        if (!range || !ContinuesOurs(*range)) {
+            m_startOver = true;
+            return false;
+        }
+        m_total = range->total.value_or(earlier->total.value_or(0));
+        return BeginSaving();
+    }
+    return true;
+}
+
+bool Transfer::ContinuesOurs(const ContentRange& range) const {
+    const auto& earlier = *m_file.Earlier();
+    if (range.first != m_file.Size()) return false;
+    if (earlier.total && range.total && earlier.total != range.total) return false;
+    if (!earlier.total && !range.total) return false;  // nobody could tell whether the rest is all of it
+    // What is encoded is another representation than ours, which was not.
+    return m_head.contentEncoding.empty() && IsSameVersion();
+}
+
+// Whether the answer, as far as it says, is about the version that we have something of.
+bool Transfer::IsSameVersion() const {
+    const std::string& ours = m_file.Earlier()->validator;
+    const std::string& theirs = IsTag(ours) ? m_head.etag : m_head.lastModified;
+    return theirs.empty() || theirs == ours;
+}
+
+// Only then: a connection that goes on, or carries other transfers too, must hold nothing of this one.
+bool Transfer::EndsWithConnection() const {
+    long version = 0;
+    curl_easy_getinfo(m_easy.get(), CURLINFO_HTTP_VERSION, &version);
+    const bool one = version == CURL_HTTP_VERSION_1_0 || version == CURL_HTTP_VERSION_1_1;
+    return one && !m_head.contentLength && !m_head.isChunked;
+}
+
+bool Transfer::BeginSaving() {
+    m_body = Body::Saved;
+    if (EndsWithConnection()) m_farewell.Await(m_easy.get());
+    m_start = m_file.Beginning(kSniffSize);  // of a file that is continued, which the type shall be told of
+    m_firstData = m_lastByte;
+    m_mediaType = m_head.mediaType;
+    if (SaysNothing(m_mediaType) && m_file.Earlier()) m_mediaType = m_file.Earlier()->mediaType;
+    if (!SaysNothing(m_mediaType)) m_report.Begin(m_mediaType);
+    Announce(false);
+    ReportBytes(m_lastByte);
+    return true;
+}
+
+// A file server sends no head.
+bool Transfer::TakeFirstData() {
+    curl_off_t length = -1;
+    curl_easy_getinfo(m_easy.get(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
+    m_file.StartOver();
+    m_total = length > 0 ? length : 0;
+    return BeginSaving();
+}
+
+bool Transfer::TakeData(std::string_view bytes) {
+    m_lastByte = Clock::now();
+    if (m_body == Body::Undecided && m_head.Status() == 0 && !TakeFirstData()) return false;
+    if (m_body != Body::Saved) {
+        m_ignored += bytes.size();
+        return m_ignored <= kMaxIgnored;
+    }
+    if (!m_decoder) return Save(bytes);
+    if (m_decoder->Decode(bytes, [this](std::string_view decoded) { return Save(decoded); })) return true;
+    return m_stopped ? false
+                     : Stop(Failure(kErrDownloadFailure, "The encoded content is broken", m_source.text));
+}
+
+bool Transfer::Save(std::string_view bytes) {
+    if (const int error = m_file.Write(bytes.data(), bytes.size()))
+        return Stop(FileFailure(error, m_file.Path()));
+    if (!m_report.HasBegun()) {
+        if (m_start.empty()) m_firstData = m_lastByte;
+        m_start.append(bytes.substr(0, kSniffSize - m_start.size()));
+        Announce(false);
+    }
+    if (m_file.Size() >= kWorthKeeping && !std::exchange(m_triedToKeep, true)) KeepIfUseful();
+    ReportBytes(m_lastByte);
+    return true;
+}
+
+// When the media type is told with what of the content is there by then.
+Clock::time_point Transfer::AnnouncedAt() const {
+    const bool waits = m_body == Body::Saved && !m_report.HasBegun() && !m_start.empty();
+    return waits ? m_firstData + Timing().longestSniff : Clock::time_point::max();
+}
+
+// Tells the media type as soon as enough of the content is there to know it, or with what is there.
+void Transfer::Announce(bool last) {
+    if (m_report.HasBegun() || (!last && m_start.size() < kSniffSize)) return;
+    m_mediaType = GuessMediaType(m_mediaType, m_source.text, m_start);
+    m_report.Begin(m_mediaType);
+}
+
+void Transfer::ReportBytes(Clock::time_point now) { m_report.Bytes(m_file.Size(), m_total, now); }
+
+void Transfer::KeepIfUseful() {
+    if (m_file.IsKept() || m_body != Body::Saved || !IsWeb(m_asked)) return;
+    const std::string validator = m_head.StrongValidator();
+    if (validator.empty() || !m_head.contentEncoding.empty() || m_file.Size() == 0) return;
+    m_file.Keep(validator, m_mediaType, m_total > 0 ? std::optional(m_total) : std::nullopt);
+}
+
+// What is not kept is lost; less of it on a full disk is better than nothing.
+void Transfer::KeepAtTheEnd() {
+    KeepIfUseful();
+    if (!m_file.IsKept() && m_file.Shorten()) KeepIfUseful();
+}
+
+Clock::time_point Transfer::Tick(Clock::time_point now) {
+    if (AnnouncedAt() <= now) Announce(true);
+    m_report.SendHeld(now);
+    return std::min({m_report.Due(), AnnouncedAt(), SilentAt()});
+}
+
+Clock::time_point Transfer::SilentAt() const { return m_lastByte + Timing().silence; }
+
+Verdict Transfer::Ended(CURLcode code) {
+    Verdict verdict = Judge(code);
+    if (verdict.next == Verdict::Next::Failed) {
+        KeepAtTheEnd();
+        m_report.Fail(verdict.failure);
+    }
+    return verdict;
+}
+
+Verdict Transfer::Judge(CURLcode code) {
+    if (m_startOver) {
+        m_file.StartOver();
+        return {Verdict::Next::Again, {}, {}};
+    }
+    if (m_stopped) return Verdict::Fail(*m_stopped);
+    if (m_body == Body::Undecided && m_head.Status() == 0 && code == CURLE_OK)
+        TakeFirstData();  // an empty file by ftp
+    if (m_body == Body::Saved) return JudgeSaved(code);
+    // The body of a response that is none of ours may end as it likes.
+    if (m_head.Complete()) return JudgeStatus();
+    if (code == CURLE_COULDNT_CONNECT) {
+        long systemError = 0;
+        curl_easy_getinfo(m_easy.get(), CURLINFO_OS_ERRNO, &systemError);
+        if (systemError == ECONNREFUSED) {
+            if (const auto again = SecondTry(std::nullopt)) return *again;
+        }
+    }
+    if (ProxyWantsUser(m_easy.get(), code)) code = CURLE_LOGIN_DENIED;
+    return Verdict::Fail(
+        TransportFailure(code == CURLE_OK ? CURLE_WEIRD_SERVER_REPLY : code, m_error, m_source.text));
+}
+
+Verdict Transfer::JudgeSaved(CURLcode code) {
+    if (code != CURLE_OK) return Verdict::Fail(TransportFailure(code, m_error, m_source.text));
+    if (m_farewell.IsMissing()) {
+        return Verdict::Fail(Failure(kErrDownloadFailure,
+                                     "The connection ended, but the server did not say that this is the end",
+                                     m_source.text));
+    }
+    if (m_decoder && !m_decoder->AtEnd()) {
+        return Verdict::Fail(
+            Failure(kErrDownloadFailure, "The encoded content ends in the middle", m_source.text));
+    }
+    if (m_total > 0 && m_file.Size() != m_total) {
+        return Verdict::Fail(Failure(kErrDownloadFailure,
+                                     "The server sent another number of bytes than it said", m_source.text));
+    }
+    // Repr-Digest is of the whole, Content-MD5 of what was sent; both of the content as it was encoded.
+    if (m_head.Status() == 206) m_head.digests.md5.clear();
+    if (!m_head.digests.Any() || !m_head.contentEncoding.empty()) return {};
+    if (const int error = m_file.Write("", 0)) return Verdict::Fail(FileFailure(error, m_file.Path()));
+    m_check.emplace(m_file.Descriptor(), m_head.digests);
+    return {Verdict::Next::Check, {}, {}};
+}
+
+std::optional<Verdict> Transfer::CheckStep() {
+    if (m_check->Step()) return std::nullopt;
+    Verdict verdict;
+    if (const int error = m_check->Error()) {
+        verdict = Verdict::Fail(FileFailure(error, m_file.Path()));
+    } else if (!m_check->Agrees()) {
+        m_file.StartOver();
+        m_body = Body::Ignored;  // nothing of it is worth keeping
+        verdict = Verdict::Fail(Failure(kErrDownloadFailure,
+                                        "The content does not agree with the digest that the server sent",
+                                        m_source.text));
+    } else {
+        return verdict;
+    }
+    m_report.Fail(verdict.failure);
+    return verdict;
+}
+
+Verdict Transfer::JudgeStatus() {
+    const int status = m_head.Status();
+    const auto& earlier = m_file.Earlier();
+    switch (status) {
+        case 301:
+        case 302:
+        case 303:
+        case 307:
+        case 308:
+            return Redirect();
+        case 304:
+            if (!earlier || !earlier->whole) break;
+            // Some servers say so of whatever is not newer than the date.
+            if (!IsSameVersion() || (m_head.lastModified.empty() && !IsTag(earlier->validator))) {
+                m_file.StartOver();
+                return {Verdict::Next::Again, {}, {}};
+            }
+            m_mediaType = earlier->mediaType;
+            m_total = m_file.Size();
+            ReportBytes(m_lastByte);
+            m_report.Begin(m_mediaType);
+            return {};
+        case 416:
+            if (!earlier) break;
+            m_file.StartOver();
+            return {Verdict::Next::Again, {}, {}};
+        case 429:
+        case 503:
+            if (const auto again = SecondTry(ParseRetryAfter(m_head.retryAfter, std::time(nullptr))))
+                return *again;
+            break;
+        default:
+            break;
+    }
+    return Verdict::Fail(StatusFailure(status, m_source.text));
+}
+
+Verdict Transfer::Redirect() {
+    if (++m_redirections > kMaxRedirections) {
+        return Verdict::Fail(Failure(kErrRedirectFailed, "Too many redirections", m_asked.text));
+    }
+    auto target = FollowRedirection(m_source, m_head.location);
+    if (const auto* failure = std::get_if<ReadFailure>(&target)) return Verdict::Fail(*failure);
+    const std::string host = std::exchange(m_source, std::get<SourceUrl>(std::move(target))).host;
+    // The user's name in the URL is told to the server that the URL names, and to no other.
+    if (!m_source.NamesUser() && m_source.origin == m_asked.origin) {
+        m_source.user = m_asked.user;
+        m_source.password = m_asked.password;
+    }
+    m_report.Status(kStatusRedirecting, m_source.text);
+    m_file.Follow(m_source);
+    m_lookedForEarlier = false;
+    return {host == m_source.host ? Verdict::Next::Again : Verdict::Next::Elsewhere, {}, {}};
+}
+
+std::optional<Verdict> Transfer::SecondTry(std::optional<std::int64_t> secondsNamed) {
+    const std::chrono::seconds named(secondsNamed.value_or(0));
+    if (m_triedTwice || named > Timing().longestWait) return std::nullopt;
+    m_triedTwice = true;
+    // Spread by the read's number, so that reads that were turned away together don't come back together.
+    const auto spread = Timing().secondTry * static_cast<std::int64_t>(m_read->id * 7 % 16) / 32;
+    const auto wait = secondsNamed ? std::chrono::milliseconds(named) : Timing().secondTry + spread;
+    return Verdict{Verdict::Next::Again, wait, {}};
+}
+
+std::optional<FinishedFile> Transfer::Finish(bool hold) {
+    Announce(true);
+    const std::string validator = m_file.Earlier() ? m_file.Earlier()->validator : m_head.StrongValidator();
+    if (m_file.Size() >= kWorthKeeping) KeepIfUseful();  // more than whoever was in the way had
+    auto result = m_file.Finish(validator, m_mediaType, hold);
+    if (const int* error = std::get_if<int>(&result)) {
+        m_report.Fail(FileFailure(*error, m_file.Path()));
+        return std::nullopt;
+    }
+    auto& finished = std::get<FinishedFile>(result);
+    m_read->isHeld = static_cast<bool>(finished.metadata);
+    m_report.Succeed(finished.Path());
+    return std::move(finished);
+}
+
+}  // namespace tsasync::platform::reader

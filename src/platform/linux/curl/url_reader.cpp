@@ -1,0 +1,129 @@
+#include "platform/url_reader.h"
+
+#include "base/AutomationError.h"
+#include "base/KeyFold.h"
+#include "base/Utf8.h"
+#include "platform/app_log.h"
+#include "platform/linux/curl/mailbox.h"
+#include "platform/linux/curl/source_url.h"
+#include "platform/linux/curl/transfer_thread.h"
+#include "platform/reader/read_rules.h"
+
+#include <exception>
+#include <filesystem>
+#include <system_error>
+#include <unordered_map>
+#include <utility>
+
+namespace tsasync::platform {
+
+class UrlReader::Impl final : public reader::NoticeReceiver {
+  public:
+    explicit Impl(IReadEvents& events)
+        : m_events(events),
+          m_mailbox(reader::Mailbox::OfThisThread()),
+          m_thread(reader::TransferThread::OfThisProcess()) {}
+
+    ~Impl() {
+        for (auto& [name, read] : m_reads) Forget(*read);
+    }
+    Impl(const Impl&) = delete;
+    Impl& operator=(const Impl&) = delete;
+
+    void PlaceNear(std::u16string_view folder);
+    std::int32_t Start(std::u16string_view target, std::u16string_view name);
+    std::int32_t Cancel(std::u16string_view name);
+
+  private:
+    void Receive(const reader::Notice& notice) override;
+    void Forget(reader::Read& read);
+
+    IReadEvents& m_events;
+    std::shared_ptr<reader::Mailbox> m_mailbox;
+    reader::TransferThread& m_thread;
+    std::string m_folder;
+    std::unordered_map<std::u16string, std::shared_ptr<reader::Read>> m_reads;  // by folded name
+};
+
+void UrlReader::Impl::PlaceNear(std::u16string_view folder) {
+    // The process may have gone to another folder when the read begins.
+    std::error_code nowhere;  // the folder where the process is may be gone
+    m_folder = folder.empty() ? std::string() : std::filesystem::absolute(ToUtf8(folder), nowhere).string();
+}
+
+std::int32_t UrlReader::Impl::Start(std::u16string_view target, std::u16string_view name) {
+    if (!m_mailbox->CanDeliver()) {
+        LogEntry(u"No read of " + FromUtf8(reader::WithoutUser(ToUtf8(target))) +
+                 u": another thread runs the main context from which this thread would hear of it. Push a "
+                 u"thread-default main context first.");
+        return kErrNoSession;
+    }
+    auto& read = m_reads[FoldKey(name)];
+    if (read) return kErrDuplicateKey;
+    read = std::make_shared<reader::Read>();
+    read->id = m_thread.NewId();
+    read->url = ToUtf8(target);
+    read->folder = m_folder;
+    read->inbox = m_mailbox->ForPosting();
+    read->name = name;
+    read->target = target;
+    read->receiver = this;
+    m_thread.Start(read);
+    return 0;
+}
+
+std::int32_t UrlReader::Impl::Cancel(std::u16string_view name) {
+    const auto found = m_reads.find(FoldKey(name));
+    if (found == m_reads.end()) return kErrNoSuchRead;
+    Forget(*found->second);
+    m_reads.erase(found);
+    return 0;
+}
+
+void UrlReader::Impl::Forget(reader::Read& read) {
+    read.receiver = nullptr;
+    m_thread.Cancel(read.id);
+}
+
+void UrlReader::Impl::Receive(const reader::Notice& notice) {
+    reader::Read& read = *notice.read;
+    if (notice.code == kStatusRedirecting) read.target = notice.text;
+    if (notice.code == kStatusDownloading) read.progressWaits = false;
+    AsyncProperty property{
+        read.name,   {},         read.target, Saturated(read.bytesRead), Saturated(read.bytesMax),
+        notice.code, notice.text};
+    reader::TransferThread& thread = m_thread;  // a handler may release this reader
+    try {
+        if (!notice.result) {
+            m_events.AsyncReadProgress(property);
+            return;
+        }
+        std::visit([&](const auto& value) { property.Value = value; }, *notice.result);
+        read.receiver = nullptr;
+        m_reads.erase(FoldKey(read.name));  // free before the handler, which may read under the name again
+        m_events.AsyncReadComplete(property);
+    } catch (const AutomationError& error) {
+        LogEntry(u"Error " + FromUtf8(std::to_string(error.number)) + u" of " + error.source + u": " +
+                 error.description);
+    } catch (const std::exception& error) {
+        LogEntry(u"Error in a notification: " + FromUtf8(error.what()));
+    }
+    if (notice.result) thread.Delivered(read.id, read.isHeld);
+}
+
+UrlReader::UrlReader(IReadEvents& events) : m_impl(std::make_unique<Impl>(events)) {}
+
+UrlReader::~UrlReader() = default;
+
+void UrlReader::PlaceNear(std::u16string_view folder) { m_impl->PlaceNear(folder); }
+
+std::int32_t UrlReader::AsyncRead(std::u16string_view target, std::int32_t type,
+                                  std::u16string_view propertyName) {
+    return type == kReadIntoFile ? m_impl->Start(target, propertyName) : kErrInvalidProcedureCall;
+}
+
+std::int32_t UrlReader::CancelAsyncRead(std::u16string_view propertyName) {
+    return m_impl->Cancel(propertyName);
+}
+
+}  // namespace tsasync::platform

@@ -1,0 +1,66 @@
+#include "platform/content_types.h"
+
+#include "base/Utf8.h"
+#include "platform/linux/naming/mime_database.h"
+
+#include <glib.h>
+
+#include <optional>
+#include <vector>
+
+namespace tsasync::platform {
+
+namespace {
+
+// The database's folders, the one that counts most first.
+std::vector<std::string> DatabaseFolders() {
+    std::vector<std::string> folders{std::string(g_get_user_data_dir()) + "/mime/"};
+    for (const gchar* const* folder = g_get_system_data_dirs(); *folder != nullptr; ++folder) {
+        folders.push_back(std::string(*folder) + "/mime/");
+    }
+    return folders;
+}
+
+std::optional<std::string> ReadWhole(const std::string& path) {
+    gchar* contents = nullptr;
+    gsize length = 0;
+    if (g_file_get_contents(path.c_str(), &contents, &length, nullptr) == FALSE) return {};
+    std::string text(contents, length);
+    g_free(contents);
+    return text;
+}
+
+std::string ExtensionOfType(const std::vector<std::string>& folders, const std::string& type) {
+    for (const std::string& folder : folders) {
+        const auto description = ReadWhole(folder + type + ".xml");
+        std::string extension = description ? mime::PreferredExtension(*description) : std::string();
+        if (!extension.empty()) return extension;
+    }
+    return {};
+}
+
+// The type that `type` is another name of; empty when it is none.
+std::string TypeOfAlias(const std::vector<std::string>& folders, const std::string& type) {
+    for (const std::string& folder : folders) {
+        const auto aliases = ReadWhole(folder + "aliases");
+        std::string found = aliases ? mime::Unalias(*aliases, type) : std::string();
+        if (!found.empty()) return found;
+    }
+    return {};
+}
+
+}  // namespace
+
+std::u16string ExtensionForContentType(std::u16string_view mimeType) {
+    const std::string type = ToUtf8(mimeType);
+    if (!mime::IsTypeName(type)) return {};
+    const std::vector<std::string> folders = DatabaseFolders();
+    std::string extension = ExtensionOfType(folders, type);
+    if (extension.empty()) {
+        const std::string other = TypeOfAlias(folders, type);
+        if (mime::IsTypeName(other)) extension = ExtensionOfType(folders, other);
+    }
+    return FromUtf8(extension);
+}
+
+}  // namespace tsasync::platform

@@ -1,0 +1,119 @@
+#pragma once
+
+#include <windows.h>
+// after windows.h, whose types it uses
+#include "platform/url_reader.h"
+#include "platform/windows/moniker/digest_check.h"
+
+#include <urlmon.h>
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <variant>
+
+namespace tsasync::platform {
+
+// One notification of a binding.
+struct BindingNotice {
+    std::int32_t code = 0;  // ReadStatus; without meaning at the end
+    std::u16string text;
+    std::u16string target;  // the URL read at this moment
+    std::int64_t bytesRead = 0;
+    std::int64_t bytesMax = 0;  // 0 unknown
+    // Milliseconds until Start is to be called again, for a second try or a redirection; nothing is told
+    // then.
+    std::optional<std::uint32_t> wait;
+    // At the end only, and then always: the path of the file, or the failure.
+    std::optional<std::variant<std::u16string, ReadFailure>> result;
+};
+
+// One URL moniker on its way into one file. Used on one thread, from whose message loop the moniker calls
+// back. Reference-counted, since the moniker holds it.
+class UrlBinding final : public IBindStatusCallback, public IHttpNegotiate {
+  public:
+    using Report = std::function<void(BindingNotice)>;
+
+    // `folder` is a download folder. `report` may be called from inside Start already. It is called last with
+    // a result, and never after Abort.
+    UrlBinding(std::u16string url, std::u16string folder, Report report);
+    UrlBinding(const UrlBinding&) = delete;
+    UrlBinding& operator=(const UrlBinding&) = delete;
+
+    void Start();
+    // Stops it silently and deletes the file.
+    void Abort();
+    // Whether the server has given no sign for so long that the read is to be given up.
+    bool IsSilent() const;
+    // Stops it with the failure that follows from that.
+    void FailSilent();
+
+    // IUnknown
+    STDMETHOD(QueryInterface)(REFIID id, void** object) override;
+    STDMETHOD_(ULONG, AddRef)() override;
+    STDMETHOD_(ULONG, Release)() override;
+
+    // IBindStatusCallback
+    STDMETHOD(OnStartBinding)(DWORD reserved, IBinding* binding) override;
+    STDMETHOD(GetPriority)(LONG* priority) override;
+    STDMETHOD(OnLowResource)(DWORD reserved) override;
+    STDMETHOD(OnProgress)(ULONG progress, ULONG progressMax, ULONG code, LPCWSTR text) override;
+    STDMETHOD(OnStopBinding)(HRESULT result, LPCWSTR error) override;
+    STDMETHOD(GetBindInfo)(DWORD* flags, BINDINFO* info) override;
+    STDMETHOD(OnDataAvailable)(DWORD flags, DWORD size, FORMATETC* format, STGMEDIUM* medium) override;
+    STDMETHOD(OnObjectAvailable)(REFIID id, IUnknown* object) override;
+
+    // IHttpNegotiate
+    STDMETHOD(BeginningTransaction)
+    (LPCWSTR url, LPCWSTR headers, DWORD reserved, LPWSTR* additional) override;
+    STDMETHOD(OnResponse)(DWORD status, LPCWSTR headers, LPCWSTR requestHeaders, LPWSTR* additional) override;
+
+  private:
+    ~UrlBinding();
+
+    HRESULT Bind();
+    HRESULT Progress(ULONG progress, ULONG progressMax, ULONG code, LPCWSTR text);
+    HRESULT Receive(IStream& data);
+    HRESULT End(HRESULT result);
+    void Fail(ReadFailure failure);
+    void ReadHead(DWORD status, std::u16string_view head);
+    std::optional<ReadFailure> Refusal(DWORD status) const;
+    bool MayFollow(std::u16string_view url);
+    void Tell(std::int32_t code, std::u16string text);
+    void Finish(std::variant<std::u16string, ReadFailure> result);
+    std::optional<ReadFailure> FailureOf(HRESULT result);
+    std::optional<std::uint32_t> WaitBeforeSecondTry(const ReadFailure& failure) const;
+    HRESULT CauseOf(HRESULT result) const;
+    std::optional<std::u16string> OwnRedirection() const;
+    void BeginAgain(std::uint32_t wait);
+    void StopBinding();
+    void CloseFile();
+
+    std::u16string m_url;  // as asked for, or as the reader itself was redirected
+    std::u16string m_folder;
+    std::u16string m_target;  // after redirections
+    Report m_report;          // empty once the end is told
+    IBinding* m_binding = nullptr;
+    HANDLE m_file = INVALID_HANDLE_VALUE;
+    std::u16string m_path;
+    DWORD m_status = 0;                    // of the last HTTP response
+    ResponseHead m_head;                   // likewise
+    std::optional<ReadFailure> m_refusal;  // likewise: why its data is not what was asked for
+    std::optional<DigestCheck> m_digests;  // likewise
+    std::int64_t m_ignored = 0;            // bytes of its refused data
+    std::int64_t m_written = 0;
+    std::uint64_t m_lastSign = GetTickCount64();
+    std::int64_t m_received = 0;
+    std::int64_t m_max = 0;
+    std::int32_t m_lastCode = 0;  // ReadStatus, of the last notification
+    bool m_waits = false;         // to begin again
+    bool m_triedTwice = false;
+    std::set<std::int32_t> m_told;  // of the codes that are told once
+    int m_redirections = 0;
+    ULONG m_references = 1;
+};
+
+}  // namespace tsasync::platform

@@ -1,0 +1,365 @@
+#include "platform/url_reader.h"
+
+#include "base/AutomationError.h"
+#include "base/KeyFold.h"
+#include "base/Text.h"
+#include "platform/app_log.h"
+#include "platform/reader/connection_gate.h"
+#include "platform/reader/read_rules.h"
+#include "platform/windows/base/own_module.h"
+#include "platform/windows/base/wide.h"
+#include "platform/windows/moniker/download_file.h"
+#include "platform/windows/moniker/url_binding.h"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <array>
+#include <deque>
+#include <exception>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+namespace tsasync::platform {
+
+namespace {
+
+// Bindings at a time; the others wait. The system opens few connections to a server, and what waits inside it
+// can't be told from what is silent.
+constexpr std::size_t kBindingsPerHost = 6;
+constexpr std::size_t kBindings = 64;
+constexpr UINT kDeliver = WM_APP;
+constexpr UINT kStartNext = WM_APP + 1;
+constexpr UINT kWatchInterval = 1000;  // ms
+constexpr UINT kBytesInterval = 100;   // ms between two notices of byte progress
+// Timers of the window; the ids of reads are those of the timers for beginning them again.
+constexpr UINT_PTR kWatchTimer = 1;
+constexpr UINT_PTR kBytesTimer = 2;
+constexpr wchar_t kWindowClass[] = L"QMASYN10.UrlReader";
+
+// What the gate knows the URL's host by, whatever the scheme, the port and the letter case. Files of this
+// machine count as one host, and so does what has none.
+std::string HostOf(const std::u16string& url) {
+    IUri* uri = nullptr;
+    BSTR host = nullptr;
+    if (SUCCEEDED(CreateUri(Wide(url), Uri_CREATE_ALLOW_RELATIVE, 0, &uri))) {
+        uri->GetHost(&host);
+        uri->Release();
+    }
+    const std::u16string folded = FoldKey(FromWide(host));
+    SysFreeString(host);
+    return {reinterpret_cast<const char*>(folded.data()), folded.size() * sizeof(char16_t)};
+}
+
+bool IsByteProgress(const BindingNotice& notice) {
+    return !notice.result && notice.code == kStatusDownloading;
+}
+
+}  // namespace
+
+// Monikers call back from inside calls to them, too; what they tell is queued and delivered from the message
+// loop, through a window that only takes messages.
+//
+// A notice of one kind (progress, completion) is not delivered inside a handler of the same kind; it waits,
+// and what may be delivered meanwhile is. The notices of one read keep their order.
+class UrlReader::Impl {
+  public:
+    explicit Impl(IReadEvents& events);
+    ~Impl();
+    Impl(const Impl&) = delete;
+    Impl& operator=(const Impl&) = delete;
+
+    void PlaceNear(std::u16string_view folder);
+    std::int32_t Start(std::u16string_view target, std::u16string_view name);
+    std::int32_t Cancel(std::u16string_view name);
+
+  private:
+    struct Read {
+        std::u16string name;
+        std::u16string url;
+        std::u16string folder;  // of its data
+        std::string host;       // for the gate
+        std::uint64_t id = 0;
+        UrlBinding* binding = nullptr;       // null while the read waits for its place
+        std::optional<BindingNotice> bytes;  // the newest byte progress that is not told yet
+        bool bytesQueued = false;            // whether its turn to be told is in the queue
+        std::uint64_t bytesTold = 0;         // when the one before was told, in ticks of the system
+    };
+    struct Entry {
+        std::uint64_t read = 0;
+        BindingNotice notice;  // of byte progress no more than the code
+    };
+
+    static LRESULT CALLBACK OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+    void Post(UINT message) { PostMessageW(m_window, message, 0, 0); }
+    void StartNext();
+    void Queue(std::uint64_t id, BindingNotice notice);
+    void QueueBytes(Read& read, bool atOnce);
+    void DeliverOne();
+    void Deliver(Entry entry);
+    void CallHandler(bool completion, const AsyncProperty& property);
+    UrlBinding* TakeBinding(Read& read);
+    void Abort(Read& read);
+    void OnTimer(UINT_PTR timer);
+    void FailSilent();
+
+    IReadEvents& m_events;
+    HWND m_window = nullptr;
+    std::u16string m_goal;                         // where that is wanted
+    std::u16string m_folder = DownloadFolder({});  // of the data of reads from now on
+    std::unordered_map<std::uint64_t, Read> m_reads;
+    std::unordered_map<std::u16string, std::uint64_t> m_ids;  // of reads, by folded name
+    ConnectionGate m_gate{kBindingsPerHost, kBindings};
+    std::deque<Entry> m_queue;
+    std::size_t m_bindings = 0;
+    std::uint64_t m_lastId = kBytesTimer;
+    std::array<bool, 2> m_inHandler{};  // of progress, of completion
+    bool* m_ended = nullptr;            // set by the destructor for a delivery on the stack
+};
+
+UrlReader::Impl::Impl(IReadEvents& events) : m_events(events) {
+    WNDCLASSW type{};
+    type.lpfnWndProc = &OnMessage;
+    type.hInstance = OwnModule();
+    type.lpszClassName = kWindowClass;
+    RegisterClassW(&type);  // fails for the second reader, whose class is there
+    m_window =
+        CreateWindowExW(0, kWindowClass, nullptr, 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, OwnModule(), nullptr);
+    if (m_window == nullptr) {
+        throw AutomationError{
+            HRESULT_FROM_WIN32(GetLastError()), {}, u"No window for the reader's messages", {}, 0};
+    }
+    SetWindowLongPtrW(m_window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
+    SweepDownloadFiles(m_folder);
+}
+
+UrlReader::Impl::~Impl() {
+    if (m_ended != nullptr) *m_ended = true;
+    SetWindowLongPtrW(m_window, GWLP_USERDATA, 0);  // no message arrives from inside the aborts
+    for (auto& [id, read] : m_reads) Abort(read);
+    DestroyWindow(m_window);
+    RemoveDownloadFolder(m_folder);
+}
+
+LRESULT CALLBACK UrlReader::Impl::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    auto* const self = reinterpret_cast<Impl*>(GetWindowLongPtrW(window, GWLP_USERDATA));
+    if (self != nullptr && message == kStartNext) {
+        self->StartNext();
+        return 0;
+    }
+    if (self != nullptr && message == kDeliver) {
+        self->DeliverOne();
+        return 0;
+    }
+    if (self != nullptr && message == WM_TIMER) {
+        self->OnTimer(wParam);
+        return 0;
+    }
+    return DefWindowProcW(window, message, wParam, lParam);
+}
+
+void UrlReader::Impl::PlaceNear(std::u16string_view folder) {
+    if (folder == m_goal) return;
+    m_goal = folder;
+    const std::u16string old = std::exchange(m_folder, DownloadFolder(folder));
+    if (old == m_folder) return;
+    RemoveDownloadFolder(old);
+    SweepDownloadFiles(m_folder);
+}
+
+std::int32_t UrlReader::Impl::Start(std::u16string_view target, std::u16string_view name) {
+    const auto [place, isNew] = m_ids.try_emplace(FoldKey(name), m_lastId + 1);
+    if (!isNew) return kErrDuplicateKey;
+    Read& read = m_reads[++m_lastId];
+    read.name = name;
+    read.url = target;
+    read.folder = m_folder;
+    read.host = HostOf(read.url);
+    read.id = m_lastId;
+    m_gate.Enter(read.id, read.host);
+    Post(kStartNext);
+    return 0;
+}
+
+std::int32_t UrlReader::Impl::Cancel(std::u16string_view name) {
+    const auto known = m_ids.find(FoldKey(name));
+    if (known == m_ids.end()) return kErrNoSuchRead;
+    const std::uint64_t id = known->second;
+    const auto taken = m_reads.extract(id);
+    m_ids.erase(known);
+    std::erase_if(m_queue, [&](const Entry& entry) { return entry.read == id; });
+    Abort(taken.mapped());
+    return 0;
+}
+
+void UrlReader::Impl::Abort(Read& read) {
+    m_gate.Leave(read.id);
+    if (UrlBinding* const binding = TakeBinding(read)) {
+        binding->Abort();
+        binding->Release();
+    }
+}
+
+// Takes the read's binding, to be released by the caller, and its place; null when it waits for one.
+UrlBinding* UrlReader::Impl::TakeBinding(Read& read) {
+    UrlBinding* const binding = std::exchange(read.binding, nullptr);
+    if (binding == nullptr) return nullptr;
+    m_gate.Release(read.host);
+    if (--m_bindings == 0) KillTimer(m_window, kWatchTimer);
+    Post(kStartNext);
+    return binding;
+}
+
+// One at a time: inside its start, the system may run the message loop, in which anything may happen.
+void UrlReader::Impl::StartNext() {
+    const auto id = m_gate.Next();
+    if (!id) return;
+    auto* const binding =
+        new UrlBinding(m_reads.at(*id).url, m_reads.at(*id).folder,
+                       [this, id = *id](BindingNotice notice) { Queue(id, std::move(notice)); });
+    m_reads.at(*id).binding = binding;
+    if (m_bindings++ == 0) SetTimer(m_window, kWatchTimer, kWatchInterval, nullptr);
+    Post(kStartNext);
+    binding->AddRef();
+    binding->Start();
+    binding->Release();
+}
+
+void UrlReader::Impl::Queue(std::uint64_t id, BindingNotice notice) {
+    if (notice.wait) {
+        SetTimer(m_window, static_cast<UINT_PTR>(id), *notice.wait, nullptr);
+        return;
+    }
+    Read& read = m_reads.at(id);
+    if (IsByteProgress(notice)) {
+        read.bytes = std::move(notice);
+        QueueBytes(read, false);
+        return;
+    }
+    QueueBytes(read, true);  // the last one, if any, before what follows it
+    m_queue.push_back({id, std::move(notice)});
+    Post(kDeliver);
+}
+
+// At most one waits in the queue, and tells the newest numbers when its turn comes.
+void UrlReader::Impl::QueueBytes(Read& read, bool atOnce) {
+    if (!read.bytes || read.bytesQueued) return;
+    if (!atOnce && GetTickCount64() - read.bytesTold < kBytesInterval) {
+        SetTimer(m_window, kBytesTimer, kBytesInterval, nullptr);
+        return;
+    }
+    read.bytesQueued = true;
+    Entry& entry = m_queue.emplace_back();
+    entry.read = read.id;
+    entry.notice.code = kStatusDownloading;
+    Post(kDeliver);
+}
+
+void UrlReader::Impl::DeliverOne() {
+    std::vector<std::uint64_t> held;  // reads whose earlier notice has to wait
+    for (auto entry = m_queue.begin(); entry != m_queue.end(); ++entry) {
+        const bool completion = entry->notice.result.has_value();
+        const bool mustWait =
+            m_inHandler[completion ? 1 : 0] || std::find(held.begin(), held.end(), entry->read) != held.end();
+        if (mustWait) {
+            held.push_back(entry->read);
+            continue;
+        }
+        Entry taken = std::move(*entry);
+        m_queue.erase(entry);
+        Deliver(std::move(taken));
+        return;
+    }
+}
+
+void UrlReader::Impl::Deliver(Entry entry) {
+    const auto found = m_reads.find(entry.read);
+    if (found == m_reads.end()) return;
+    Read& read = found->second;
+    if (IsByteProgress(entry.notice)) {
+        entry.notice = std::move(*read.bytes);
+        read.bytes.reset();
+        read.bytesQueued = false;
+        read.bytesTold = GetTickCount64();
+    }
+    BindingNotice& notice = entry.notice;
+    AsyncProperty property{
+        read.name,   {},         notice.target, Saturated(notice.bytesRead), Saturated(notice.bytesMax),
+        notice.code, notice.text};
+    const bool completion = notice.result.has_value();
+    if (completion) {
+        std::visit([&](const auto& value) { property.Value = value; }, *notice.result);
+        if (UrlBinding* const binding = TakeBinding(read)) binding->Release();
+        m_ids.erase(FoldKey(read.name));  // free before the handler, which may read under the name again
+        m_reads.erase(found);
+    }
+    CallHandler(completion, property);
+}
+
+// The handler may cancel, start, run the message loop or release the reader.
+void UrlReader::Impl::CallHandler(bool completion, const AsyncProperty& property) {
+    bool ended = false;
+    bool* const outer = std::exchange(m_ended, &ended);
+    m_inHandler[completion ? 1 : 0] = true;
+    try {
+        if (completion) {
+            m_events.AsyncReadComplete(property);
+        } else {
+            m_events.AsyncReadProgress(property);
+        }
+    } catch (const AutomationError& error) {
+        LogEntry(u"Error " + Decimal(error.number) + u" of " + error.source + u": " + error.description);
+    } catch (const std::exception&) {
+        LogEntry(u"Error in a notification");
+    }
+    if (ended) {
+        if (outer != nullptr) *outer = true;
+        return;
+    }
+    m_ended = outer;
+    m_inHandler[completion ? 1 : 0] = false;
+    if (!m_queue.empty()) Post(kDeliver);
+}
+
+void UrlReader::Impl::OnTimer(UINT_PTR timer) {
+    if (timer == kWatchTimer) return FailSilent();
+    KillTimer(m_window, timer);
+    if (timer == kBytesTimer) {
+        for (auto& [id, read] : m_reads) QueueBytes(read, true);
+        return;
+    }
+    const auto found = m_reads.find(timer);
+    UrlBinding* const binding = found == m_reads.end() ? nullptr : found->second.binding;
+    if (binding == nullptr) return;
+    binding->AddRef();
+    binding->Start();
+    binding->Release();
+}
+
+void UrlReader::Impl::FailSilent() {
+    std::vector<std::uint64_t> silent;
+    for (const auto& [id, read] : m_reads) {
+        if (read.binding != nullptr && read.binding->IsSilent()) silent.push_back(id);
+    }
+    for (const std::uint64_t id : silent) m_reads.at(id).binding->FailSilent();
+}
+
+UrlReader::UrlReader(IReadEvents& events) : m_impl(std::make_unique<Impl>(events)) {}
+
+UrlReader::~UrlReader() = default;
+
+void UrlReader::PlaceNear(std::u16string_view folder) { m_impl->PlaceNear(folder); }
+
+std::int32_t UrlReader::AsyncRead(std::u16string_view target, std::int32_t type,
+                                  std::u16string_view propertyName) {
+    return type == kReadIntoFile ? m_impl->Start(target, propertyName) : kErrInvalidProcedureCall;
+}
+
+std::int32_t UrlReader::CancelAsyncRead(std::u16string_view propertyName) {
+    return m_impl->Cancel(propertyName);
+}
+
+}  // namespace tsasync::platform

@@ -1,0 +1,403 @@
+#include "platform/progress_window.h"
+
+#include <windows.h>
+// after windows.h, whose types it uses
+#include "base/AutomationError.h"
+#include "platform/app_log.h"
+#include "platform/windows/base/own_module.h"
+#include "platform/windows/base/wide.h"
+
+#include <commctrl.h>
+
+#include <algorithm>
+#include <exception>
+#include <utility>
+#include <vector>
+
+namespace tsasync::platform {
+
+namespace {
+
+constexpr int kTwipsPerInch = 1440;
+constexpr int kMaxGrowth = 2;  // times the layout's width
+constexpr wchar_t kWindowClass[] = L"QMASYN10.Progress";
+constexpr UINT kPathEllipsis = DT_SINGLELINE | DT_PATH_ELLIPSIS | DT_MODIFYSTRING;
+
+// A caption that stands before its value on one line.
+struct Pair {
+    ProgressControl caption;
+    ProgressControl value;
+};
+constexpr std::array<Pair, 3> kPairs{{{ProgressControl::Estimated, ProgressControl::TimeLeft},
+                                      {ProgressControl::Download, ProgressControl::Dest},
+                                      {ProgressControl::Transfer, ProgressControl::Rate}}};
+
+const ProgressPlace& PlaceOf(ProgressControl control) {
+    return *std::find_if(kProgressLayout.begin(), kProgressLayout.end(),
+                         [&](const ProgressPlace& place) { return place.control == control; });
+}
+
+bool IsLabel(ProgressControl control) {
+    return control != ProgressControl::Animation && control != ProgressControl::Progress &&
+           control != ProgressControl::Cancel;
+}
+
+const wchar_t* ClassOf(ProgressControl control) {
+    switch (control) {
+        case ProgressControl::Animation:
+            return ANIMATE_CLASSW;
+        case ProgressControl::Progress:
+            return PROGRESS_CLASSW;
+        case ProgressControl::Cancel:
+            return L"BUTTON";
+        default:
+            return L"STATIC";
+    }
+}
+
+DWORD StyleOf(ProgressControl control) {
+    switch (control) {
+        case ProgressControl::Animation:
+            return ACS_TRANSPARENT | ACS_AUTOPLAY | ACS_CENTER;
+        case ProgressControl::Progress:
+            return 0;
+        case ProgressControl::Cancel:
+            return BS_DEFPUSHBUTTON | WS_TABSTOP;
+        default:
+            return SS_LEFT | SS_NOPREFIX | SS_ENDELLIPSIS | SS_NOTIFY;
+    }
+}
+
+void Tell(const auto& operation) {
+    try {
+        operation();
+    } catch (const AutomationError& error) {
+        LogEntry(error.source + u": " + error.description);
+    } catch (const std::exception&) {
+        LogEntry(u"Error in an event of the progress dialog");
+    }
+}
+
+class Win32ProgressWindow final : public ProgressWindow {
+  public:
+    explicit Win32ProgressWindow(IProgressWindowEvents& events);
+    ~Win32ProgressWindow() override;
+    Win32ProgressWindow(const Win32ProgressWindow&) = delete;
+    Win32ProgressWindow& operator=(const Win32ProgressWindow&) = delete;
+
+    void SetTitle(std::u16string_view title) override;
+    void SetCaption(ProgressControl control, std::u16string_view caption) override;
+    void SetTooltip(ProgressControl control, std::u16string_view tooltip) override;
+    void SetProgress(float value) override;
+    void OpenClip(ClipSource source, std::int32_t number) override;
+    double ControlWidth(ProgressControl control) const override;
+    double OuterWidth() const override;
+    std::optional<std::u16string> FitPath(std::u16string_view path, std::int32_t width) const override;
+    ScreenDepth ScreenColors() const override;
+    void ShowModal() override;
+    void Refresh() override;
+    void Unload() override;
+
+  private:
+    static LRESULT CALLBACK OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+    std::optional<LRESULT> Handle(UINT message, WPARAM wParam, LPARAM lParam);
+    static BOOL CALLBACK Disable(HWND window, LPARAM self);
+    void LeaveScreen();
+    void MakeControls();
+    HWND Control(ProgressControl control) const { return m_controls.at(static_cast<std::size_t>(control)); }
+    int Pixels(int twips) const { return MulDiv(twips, m_dotsPerInch, kTwipsPerInch); }
+    std::wstring TextOf(ProgressControl control) const;
+    int TextWidth(ProgressControl control) const;
+    int ValueLeft(const ProgressPlace& place) const;
+    int NeededWidth() const;
+    void Arrange();
+    void CentreOnScreen();
+
+    IProgressWindowEvents& m_events;
+    int m_dotsPerInch = USER_DEFAULT_SCREEN_DPI;
+    HFONT m_font = nullptr;
+    HWND m_window = nullptr;
+    HWND m_tooltip = nullptr;
+    std::array<HWND, kProgressLayout.size()> m_controls{};
+    int m_clientWidth = 0;
+    std::vector<HWND> m_disabled;  // the thread's other windows, while the dialog is shown
+    bool m_unloaded = false;
+};
+
+Win32ProgressWindow::Win32ProgressWindow(IProgressWindowEvents& events) : m_events(events) {
+    const INITCOMMONCONTROLSEX classes{sizeof classes,
+                                       ICC_ANIMATE_CLASS | ICC_PROGRESS_CLASS | ICC_WIN95_CLASSES};
+    InitCommonControlsEx(&classes);
+    WNDCLASSW type{};
+    type.lpfnWndProc = &OnMessage;
+    type.hInstance = OwnModule();
+    type.hCursor = LoadCursorW(nullptr, IDC_ARROW);
+    type.hbrBackground = GetSysColorBrush(COLOR_BTNFACE);
+    type.lpszClassName = kWindowClass;
+    RegisterClassW(&type);  // fails for the second dialog, whose class is there
+    m_window = CreateWindowExW(WS_EX_TOOLWINDOW | WS_EX_CONTROLPARENT, kWindowClass,
+                               Wide(std::u16string(kProgressDesignTitle)), WS_POPUP | WS_CAPTION | WS_SYSMENU,
+                               0, 0, 0, 0, GetActiveWindow(), nullptr, OwnModule(), nullptr);
+    if (m_window == nullptr) {
+        throw AutomationError{
+            HRESULT_FROM_WIN32(GetLastError()), {}, u"The dialog's window can't be made", {}, 0};
+    }
+    SetWindowLongPtrW(m_window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
+    MakeControls();
+    Arrange();
+    CentreOnScreen();
+}
+
+Win32ProgressWindow::~Win32ProgressWindow() {
+    SetWindowLongPtrW(m_window, GWLP_USERDATA, 0);
+    DestroyWindow(m_window);
+    DeleteObject(m_font);
+}
+
+void Win32ProgressWindow::MakeControls() {
+    const HDC screen = GetDC(nullptr);
+    m_dotsPerInch = GetDeviceCaps(screen, LOGPIXELSX);
+    ReleaseDC(nullptr, screen);
+    NONCLIENTMETRICSW metrics{};
+    metrics.cbSize = sizeof metrics;
+    SystemParametersInfoW(SPI_GETNONCLIENTMETRICS, sizeof metrics, &metrics, 0);
+    m_font = CreateFontIndirectW(&metrics.lfMessageFont);
+    for (const ProgressPlace& place : kProgressLayout) {
+        const auto id = static_cast<LONG_PTR>(place.control == ProgressControl::Cancel ? IDCANCEL : 0);
+        const HWND control = CreateWindowExW(0, ClassOf(place.control), nullptr,
+                                             WS_CHILD | WS_VISIBLE | StyleOf(place.control), 0, 0, 0, 0,
+                                             m_window, reinterpret_cast<HMENU>(id), OwnModule(), nullptr);
+        SendMessageW(control, WM_SETFONT, reinterpret_cast<WPARAM>(m_font), FALSE);
+        m_controls.at(static_cast<std::size_t>(place.control)) = control;
+    }
+    SendMessageW(Control(ProgressControl::Progress), PBM_SETRANGE32, 0, 100);
+    m_tooltip =
+        CreateWindowExW(WS_EX_TOPMOST, TOOLTIPS_CLASSW, nullptr, WS_POPUP | TTS_ALWAYSTIP | TTS_NOPREFIX, 0,
+                        0, 0, 0, m_window, nullptr, OwnModule(), nullptr);
+}
+
+LRESULT CALLBACK Win32ProgressWindow::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    auto* const self = reinterpret_cast<Win32ProgressWindow*>(GetWindowLongPtrW(window, GWLP_USERDATA));
+    const std::optional<LRESULT> answer =
+        self != nullptr ? self->Handle(message, wParam, lParam) : std::optional<LRESULT>();
+    return answer ? *answer : DefWindowProcW(window, message, wParam, lParam);
+}
+
+// Cancel has the focus whenever the dialog has, and is what Enter presses.
+std::optional<LRESULT> Win32ProgressWindow::Handle(UINT message, WPARAM wParam, LPARAM lParam) {
+    switch (message) {
+        case WM_CTLCOLORSTATIC:  // the clip's background
+            if (reinterpret_cast<HWND>(lParam) != Control(ProgressControl::Animation)) return std::nullopt;
+            return reinterpret_cast<LRESULT>(GetSysColorBrush(COLOR_MENU));
+        case WM_COMMAND:
+            if (LOWORD(wParam) != IDCANCEL) return std::nullopt;
+            Tell([this] { m_events.CancelPressed(); });
+            return 0;
+        case WM_CLOSE:
+            Tell([this] { m_events.CloseRequested(); });
+            Unload();
+            return 0;
+        case WM_SETFOCUS:
+            SetFocus(Control(ProgressControl::Cancel));
+            return 0;
+        case DM_GETDEFID:
+            return MAKELRESULT(IDCANCEL, DC_HASDEFID);
+        default:
+            return std::nullopt;
+    }
+}
+
+void Win32ProgressWindow::SetTitle(std::u16string_view title) {
+    SetWindowTextW(m_window, Wide(std::u16string(title)));
+}
+
+void Win32ProgressWindow::SetCaption(ProgressControl control, std::u16string_view caption) {
+    const std::u16string text(caption);
+    if (TextOf(control) == Wide(text)) return;
+    SetWindowTextW(Control(control), Wide(text));
+    Arrange();
+}
+
+void Win32ProgressWindow::SetTooltip(ProgressControl control, std::u16string_view tooltip) {
+    std::u16string text(tooltip);
+    TTTOOLINFOW tool{};
+    tool.cbSize = TTTOOLINFOW_V1_SIZE;
+    tool.uFlags = TTF_IDISHWND | TTF_SUBCLASS;
+    tool.hwnd = m_window;
+    tool.uId = reinterpret_cast<UINT_PTR>(Control(control));
+    tool.lpszText = Wide(text);
+    SendMessageW(m_tooltip, TTM_DELTOOLW, 0, reinterpret_cast<LPARAM>(&tool));
+    SendMessageW(m_tooltip, TTM_ADDTOOLW, 0, reinterpret_cast<LPARAM>(&tool));
+}
+
+void Win32ProgressWindow::SetProgress(float value) {
+    SendMessageW(Control(ProgressControl::Progress), PBM_SETPOS, static_cast<WPARAM>(value), 0);
+}
+
+void Win32ProgressWindow::OpenClip(ClipSource source, std::int32_t number) {
+    if (source != ClipSource::Component) return;
+    SendMessageW(Control(ProgressControl::Animation), ACM_OPENW, reinterpret_cast<WPARAM>(OwnModule()),
+                 reinterpret_cast<LPARAM>(MAKEINTRESOURCEW(number)));
+}
+
+double Win32ProgressWindow::ControlWidth(ProgressControl control) const {
+    RECT area{};
+    GetWindowRect(Control(control), &area);
+    return area.right - area.left;
+}
+
+double Win32ProgressWindow::OuterWidth() const {
+    RECT area{};
+    GetWindowRect(m_window, &area);
+    return area.right - area.left;
+}
+
+std::optional<std::u16string> Win32ProgressWindow::FitPath(std::u16string_view path,
+                                                           std::int32_t width) const {
+    std::u16string text(path);
+    text.resize(path.size() + 4);  // room that the system asks for
+    RECT area{0, 0, width, 0};
+    const HDC device = GetDC(m_window);
+    const HGDIOBJ before = SelectObject(device, m_font);
+    DrawTextW(device, Wide(text), static_cast<int>(path.size()), &area, kPathEllipsis);
+    SelectObject(device, before);
+    ReleaseDC(m_window, device);
+    text.resize(std::min(text.find(u'\0'), text.size()));
+    if (text == path) return std::nullopt;
+    return text;
+}
+
+ScreenDepth Win32ProgressWindow::ScreenColors() const {
+    const HDC screen = GetDC(nullptr);
+    const ScreenDepth depth{GetDeviceCaps(screen, BITSPIXEL), GetDeviceCaps(screen, PLANES)};
+    ReleaseDC(nullptr, screen);
+    return depth;
+}
+
+std::wstring Win32ProgressWindow::TextOf(ProgressControl control) const {
+    std::wstring text(static_cast<std::size_t>(GetWindowTextLengthW(Control(control))) + 1, L'\0');
+    const int length = GetWindowTextW(Control(control), text.data(), static_cast<int>(text.size()));
+    text.resize(static_cast<std::size_t>(length));
+    return text;
+}
+
+int Win32ProgressWindow::TextWidth(ProgressControl control) const {
+    const std::wstring text = TextOf(control);
+    const HDC device = GetDC(m_window);
+    const HGDIOBJ before = SelectObject(device, m_font);
+    SIZE size{};
+    GetTextExtentPoint32W(device, text.c_str(), static_cast<int>(text.size()), &size);
+    SelectObject(device, before);
+    ReleaseDC(m_window, device);
+    return size.cx;
+}
+
+// A value begins at its place, or behind a caption that is longer than its own.
+int Win32ProgressWindow::ValueLeft(const ProgressPlace& place) const {
+    int left = Pixels(place.left);
+    for (const Pair& pair : kPairs) {
+        if (pair.value != place.control) continue;
+        const int captionEnd = Pixels(PlaceOf(pair.caption).left) + TextWidth(pair.caption);
+        left = std::max(left, captionEnd + Pixels(120));
+    }
+    return left;
+}
+
+// The width of the client area in which no label is cut, up to twice the layout's and what the screen has.
+int Win32ProgressWindow::NeededWidth() const {
+    const int design = Pixels(kProgressClientWidth);
+    const ProgressPlace& asset = PlaceOf(ProgressControl::AssetName);
+    const int margin = design - Pixels(asset.left + asset.width);
+    int width = design;
+    for (const ProgressPlace& place : kProgressLayout) {
+        if (IsLabel(place.control))
+            width = std::max(width, ValueLeft(place) + TextWidth(place.control) + margin);
+    }
+    const int limit = std::min(kMaxGrowth * design, GetSystemMetrics(SM_CXSCREEN) - 2 * margin);
+    return std::min(width, std::max(limit, design));
+}
+
+void Win32ProgressWindow::Arrange() {
+    const int width = std::max(m_clientWidth, NeededWidth());
+    const int growth = width - Pixels(kProgressClientWidth);
+    for (const ProgressPlace& place : kProgressLayout) {
+        int left = ValueLeft(place);
+        int right = Pixels(place.left + place.width) + growth;
+        if (place.control == ProgressControl::Cancel) {
+            left = right - std::max(Pixels(place.width), TextWidth(place.control) + 2 * Pixels(120));
+        } else if (place.tag != 0) {
+            right = left + std::max(Pixels(place.width), TextWidth(place.control));
+            for (const Pair& pair : kPairs) {
+                if (pair.caption == place.control) right = ValueLeft(PlaceOf(pair.value));
+            }
+        }
+        SetWindowPos(Control(place.control), nullptr, left, Pixels(place.top), right - left,
+                     Pixels(place.height), SWP_NOZORDER | SWP_NOACTIVATE);
+    }
+    if (width == m_clientWidth) return;
+    m_clientWidth = width;
+    RECT area{0, 0, width, Pixels(kProgressClientHeight)};
+    AdjustWindowRectEx(&area, WS_POPUP | WS_CAPTION | WS_SYSMENU, FALSE,
+                       WS_EX_TOOLWINDOW | WS_EX_CONTROLPARENT);
+    SetWindowPos(m_window, nullptr, 0, 0, area.right - area.left, area.bottom - area.top,
+                 SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);
+}
+
+void Win32ProgressWindow::CentreOnScreen() {
+    RECT area{};
+    GetWindowRect(m_window, &area);
+    SetWindowPos(m_window, nullptr, (GetSystemMetrics(SM_CXSCREEN) - (area.right - area.left)) / 2,
+                 (GetSystemMetrics(SM_CYSCREEN) - (area.bottom - area.top)) / 2, 0, 0,
+                 SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
+}
+
+void Win32ProgressWindow::ShowModal() {
+    if (m_unloaded) return;
+    EnumThreadWindows(GetCurrentThreadId(), &Disable, reinterpret_cast<LPARAM>(this));
+    CentreOnScreen();
+    ShowWindow(m_window, SW_SHOW);
+    SetFocus(Control(ProgressControl::Cancel));
+    MSG message{};
+    while (!m_unloaded) {
+        const BOOL more = GetMessageW(&message, nullptr, 0, 0);
+        if (more == 0) PostQuitMessage(static_cast<int>(message.wParam));  // for the host's own loop
+        if (more <= 0) break;
+        if (IsDialogMessageW(m_window, &message) != FALSE) continue;
+        TranslateMessage(&message);
+        DispatchMessageW(&message);
+    }
+    LeaveScreen();
+}
+
+BOOL CALLBACK Win32ProgressWindow::Disable(HWND window, LPARAM self) {
+    auto* const dialog = reinterpret_cast<Win32ProgressWindow*>(self);
+    const bool isOwn = window == dialog->m_window || window == dialog->m_tooltip;
+    if (!isOwn && IsWindowVisible(window) != FALSE && EnableWindow(window, FALSE) == FALSE)
+        dialog->m_disabled.push_back(window);
+    return TRUE;
+}
+
+// The others are enabled before the dialog goes, so that its owner becomes active.
+void Win32ProgressWindow::LeaveScreen() {
+    for (const HWND window : std::exchange(m_disabled, {})) EnableWindow(window, TRUE);
+    ShowWindow(m_window, SW_HIDE);
+}
+
+void Win32ProgressWindow::Refresh() {
+    RedrawWindow(m_window, nullptr, nullptr, RDW_UPDATENOW | RDW_ALLCHILDREN);
+}
+
+// The message wakes the modal loop.
+void Win32ProgressWindow::Unload() {
+    m_unloaded = true;
+    LeaveScreen();
+    PostMessageW(m_window, WM_NULL, 0, 0);
+}
+
+}  // namespace
+
+std::unique_ptr<ProgressWindow> CreateProgressWindow(IProgressWindowEvents& events) {
+    return std::make_unique<Win32ProgressWindow>(events);
+}
+
+}  // namespace tsasync::platform

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "base/AutomationError.h"
+
+namespace tsasync {
+
+// The error that `operation` raises; number 0: none.
+template <typename Operation>
+AutomationError ErrorOf(const Operation& operation) {
+    try {
+        operation();
+    } catch (const AutomationError& error) {
+        return error;
+    }
+    return {};
+}
+
+}  // namespace tsasync
