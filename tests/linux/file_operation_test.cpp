@@ -7,9 +7,11 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <memory>
 #include <set>
 #include <thread>
@@ -18,6 +20,7 @@ namespace tsasync {
 namespace {
 
 using namespace tests;  // NOLINT(google-build-using-namespace)
+namespace fs = std::filesystem;
 using platform::Destination;
 using Names = std::vector<std::string>;
 
@@ -134,11 +137,15 @@ TEST_P(FileOperation, WorksOnFileSystemsThatCanDoLess) {
         EXPECT_EQ(Move(Tmp(), m_assets / "free", Destination::Free), 0);
         EXPECT_EQ(Read(m_assets / "free"), "new");
         EXPECT_EQ(Move(m_assets.Path(), m_assets / "in itself", Destination::Free), 31);
-        if (auto obstacle = RefuseLinks()) return obstacle;
+        if (auto obstacle = RefuseCalls({SYS_link, SYS_fchmod, SYS_fchmodat, SYS_utimensat})) return obstacle;
         EXPECT_EQ(Move(m_assets / "free", m_assets / "taken", Destination::Free), platform::kOpExists);
-        EXPECT_EQ(Move(m_assets / "free", m_assets / "other", Destination::Free), 0);
-        EXPECT_EQ(Read(m_assets / "taken") + Read(m_assets / "other"), "oldnew");
-        EXPECT_EQ(List(m_assets.Path()), (Names{"other", "taken"}));
+        Write(Tmp(), "another");
+        EXPECT_EQ(Move(Tmp(), m_assets / "other", Destination::Free), 0);
+        EXPECT_EQ(Read(m_assets / "taken") + Read(m_assets / "other"), "oldanother");
+        fs::create_directory(*m_source / "d");
+        Write(*m_source / "d/f", "inside");
+        EXPECT_EQ(Move(*m_source / "d", m_assets / "d", Destination::Free), 0);
+        EXPECT_EQ(List(m_assets.Path()), (Names{"d", "free", "other", "taken"}));
         return std::nullopt;
     });
 }

@@ -4,6 +4,7 @@
 #include "tests/linux/scratch.h"
 
 #include <functional>
+#include <initializer_list>
 #include <optional>
 #include <string>
 
@@ -26,6 +27,6 @@ Obstacle MakeReadOnly(const std::string& folder);                   // which is 
 void BecomeNobody();  // gives up the rights of the superuser, to whom no permission applies
 // The kernel refuses what simple file systems do: renaming without replacing, files without name.
 Obstacle RefuseModernCalls();
-Obstacle RefuseLinks();  // a second name for a file
+Obstacle RefuseCalls(std::initializer_list<int> calls);  // by their numbers, as not permitted
 
 }  // namespace tsasync::tests

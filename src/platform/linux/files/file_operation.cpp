@@ -148,54 +148,82 @@ int CopyBytes(int from, int to) {
     }
 }
 
-// The whole file on the disk, with its permissions and times, before anyone is told so.
-int FillCopy(int from, int to) {
+struct Source {
+    explicit Source(const fs::path& path) : file(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC)) {
+        if (!file || fstat(file.Get(), &entry) != 0) error = errno;
+    }
+    FileHandle file;
     struct stat entry {};
-    if (fstat(from, &entry) != 0) return errno;
-    if (const int error = CopyBytes(from, to)) return error;
+    int error = 0;
+};
+
+// What a copy can do without: FAT, shares and volumes mounted for all refuse it to those who may write there.
+void GiveModeAndTimes(int to, const struct stat& entry) {
     const timespec times[2] = {entry.st_atim, entry.st_mtim};
-    if (fchmod(to, entry.st_mode & 0777) != 0 || futimens(to, times) != 0) return errno;
+    static_cast<void>(fchmod(to, entry.st_mode & 0777));
+    static_cast<void>(futimens(to, times));
+}
+
+// The whole file is on the disk before anyone is told so.
+int FillCopy(const Source& from, int to) {
+    if (const int error = CopyBytes(from.file.Get(), to)) return error;
+    GiveModeAndTimes(to, from.entry);
     return fsync(to) == 0 ? 0 : errno;
 }
 
 // Writes a copy that has no name until it is whole and then takes the free name `to`, so that nothing is left
 // of it when the process is killed. Gives nothing where the file system can't do that.
 std::optional<int> CopyUnnamed(const fs::path& from, const fs::path& to) {
-    const FileHandle source(open(from.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!source) return errno;
+    const Source source(from);
+    if (source.error != 0) return source.error;
     const FileHandle unnamed(open(to.parent_path().c_str(), O_WRONLY | O_TMPFILE | O_CLOEXEC, 0600));
     if (!unnamed) return std::nullopt;
-    if (const int error = FillCopy(source.Get(), unnamed.Get())) return error;
+    if (const int error = FillCopy(source, unnamed.Get())) return error;
     const std::string self = "/proc/self/fd/" + std::to_string(unnamed.Get());
     return linkat(AT_FDCWD, self.c_str(), AT_FDCWD, to.c_str(), AT_SYMLINK_FOLLOW) == 0 ? 0 : errno;
 }
 
-// Writes a copy under the free name `hidden`.
-int CopyFileTo(const fs::path& from, const fs::path& hidden) {
-    if (const auto error = CopyUnnamed(from, hidden)) return *error;
-    const FileHandle source(open(from.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!source) return errno;
-    const FileHandle named(open(hidden.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-    if (!named) return errno;
-    const int error = FillCopy(source.Get(), named.Get());
-    if (error != 0) unlink(hidden.c_str());
-    return error;
+// The copies below are written under a name that nobody looks at; what is left of one that fails is the
+// caller's to remove.
+int CopyFileTo(const fs::path& from, const fs::path& to) {
+    if (const auto error = CopyUnnamed(from, to)) return *error;
+    const Source source(from);
+    if (source.error != 0) return source.error;
+    const mode_t mode = source.entry.st_mode & 0777;
+    const FileHandle named(open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
+    return named ? FillCopy(source, named.Get()) : errno;
 }
 
-bool IsFile(const fs::path& path) {
+int CopyEntryTo(const fs::path& from, const fs::path& to);
+
+int CopyFolderTo(const fs::path& from, const fs::path& to) {
+    const Source source(from);
+    if (source.error != 0) return source.error;
+    if (mkdir(to.c_str(), (source.entry.st_mode & 0777) | S_IRWXU) != 0) return errno;
     std::error_code error;
-    return fs::is_regular_file(fs::symlink_status(path, error));
+    for (fs::directory_iterator entry(from, error), end; !error && entry != end; entry.increment(error)) {
+        const fs::path& path = entry->path();
+        if (const int failed = CopyEntryTo(path, to / path.filename())) return failed;
+    }
+    const FileHandle copy(open(to.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (copy) GiveModeAndTimes(copy.Get(), source.entry);
+    return error.value();
 }
 
 // Any entry, a folder with all that is in it.
-int CopyEntryTo(const fs::path& from, const fs::path& hidden) {
-    if (IsFile(from)) return CopyFileTo(from, hidden);
+int CopyEntryTo(const fs::path& from, const fs::path& to) {
     std::error_code error;
-    fs::copy(from, hidden, fs::copy_options::recursive | fs::copy_options::copy_symlinks, error);
-    if (!error) return 0;
-    std::error_code ignored;
-    fs::remove_all(hidden, ignored);
-    return error.value();
+    switch (fs::symlink_status(from, error).type()) {
+        case fs::file_type::regular:
+            return CopyFileTo(from, to);
+        case fs::file_type::directory:
+            return CopyFolderTo(from, to);
+        case fs::file_type::symlink:
+            fs::copy_symlink(from, to, error);
+            return error.value();
+        default:
+            return error ? error.value() : EOPNOTSUPP;
+    }
 }
 
 int Remove(const fs::path& path) {
@@ -205,14 +233,14 @@ int Remove(const fs::path& path) {
 }
 
 int Copy(const fs::path& from, const Target& target) {
-    if (target.placing == Placing::New && IsFile(from)) {
+    std::error_code ignored;
+    if (target.placing == Placing::New && fs::is_regular_file(fs::symlink_status(from, ignored))) {
         if (const auto error = CopyUnnamed(from, target.path)) return *error;
     }
     const fs::path hidden = HiddenNameBeside(target.path);
     if (hidden.empty()) return EIO;
     int error = CopyEntryTo(from, hidden);
-    if (error != 0) return error;
-    error = Rename(hidden, target);
+    if (error == 0) error = Rename(hidden, target);
     if (error != 0) Remove(hidden);
     return error;
 }

@@ -80,9 +80,10 @@ bool ReplaceFile(const std::string& path, std::string_view text) {
     std::string temporary = path + ".XXXXXX";
     const Descriptor file(mkostemp(temporary.data(), O_CLOEXEC));
     if (!file) return false;
+    // Not every volume lets them be set; then nobody else may read the file.
     struct stat old {};
-    const bool ready = (stat(path.c_str(), &old) != 0 || fchmod(file.Number(), old.st_mode & 0777) == 0) &&
-                       WriteAll(file.Number(), text) && fsync(file.Number()) == 0;
+    if (stat(path.c_str(), &old) == 0) static_cast<void>(fchmod(file.Number(), old.st_mode & 0777));
+    const bool ready = WriteAll(file.Number(), text) && fsync(file.Number()) == 0;
     if (!ready || rename(temporary.c_str(), path.c_str()) != 0) {
         unlink(temporary.c_str());
         return false;
