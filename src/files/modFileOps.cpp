@@ -5,6 +5,7 @@
 #include "files/CFileInfo.h"
 #include "platform/file_system.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <limits>
@@ -124,11 +125,12 @@ std::int16_t CreateFolderTree(std::u16string_view sPath) {
         path = TakeToken(rest, kPathSeparator);
 
     std::int16_t levels = 0;
-    for (; !rest.empty(); ++levels) {
+    while (!rest.empty()) {
         path += TakeToken(rest, kPathSeparator);
         platform::CreateFolder(path);
+        if (levels < std::numeric_limits<std::int16_t>::max()) ++levels;
     }
-    return levels;
+    return std::max(levels, std::int16_t{1});
 }
 
 std::u16string TakeToken(std::u16string& sText, char16_t sDelimiter) {

@@ -23,8 +23,8 @@ bool FileOrFolderExists(std::u16string_view sPath);
 // Normalises the caller's `sPath` with RemoveBackslash first.
 bool FolderExists(std::u16string& sPath);
 
-// Creates every level of the path; failures show only later. The number of levels, 0 for a bare drive or
-// root.
+// Creates every level of the path; failures show only later. The number of levels; 1 for a drive's root,
+// which is there or can't be made.
 std::int16_t CreateFolderTree(std::u16string_view sPath);
 
 // The leading part of `sText` up to and including the first `sDelimiter`; the rest stays in `sText`.

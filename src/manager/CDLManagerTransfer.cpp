@@ -175,10 +175,7 @@ void CDLManager::PlaceFile(CDLItem& oI) {
     const std::u16string destination = modFileOps::AddBackslash(m_sAssetsPath) + FileNameOf(oI);
     std::int32_t flags = kMoveFlags;
     if (!modFileOps::FolderExists(m_sAssetsPath)) {
-        if (modFileOps::CreateFolderTree(m_sAssetsPath) == 0) {
-            oI.SetFinalPath(oI.TmpPath());
-            return;
-        }
+        modFileOps::CreateFolderTree(m_sAssetsPath);
         flags |= platform::kFlagNoConfirmMkDir;
     }
     oI.SetFinalPath(modFileOps::FileOperation(oI.TmpPath(), destination, platform::kOpMove, flags, 0));

@@ -69,8 +69,8 @@ TEST_F(ModFileOps, CreatesFolderTrees) {
                  {u"C:\\A\\B\\", 2, u"C:\\A\\B"},
                  {u"A\\R", 2, u"C:\\A\\R"},
                  {u"\\\\srv\\share\\x", 5, u"\\\\srv\\share\\x"},
-                 {u"C:", 0, u"C:"},
-                 {u"C:\\", 0, u"C:"}};
+                 {u"C:", 1, u"C:"},
+                 {u"C:\\", 1, u"C:"}};
     for (const auto& c : cases) {
         EXPECT_EQ(fo::CreateFolderTree(c.path), c.levels);
         EXPECT_TRUE(Exists(c.made));
