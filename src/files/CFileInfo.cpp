@@ -30,19 +30,26 @@ bool IsNetworkRoot(std::u16string_view path) {
            std::count(path.begin() + 2, path.end(), platform::kPathSeparator) == 1;
 }
 
-// The folder path as stored, without a trailing separator except for a drive root. A level that is no folder
-// leaves the whole empty.
-std::u16string LongFolderPath(std::u16string_view path) {
-    if (IsDriveRoot(path)) return UpperCase(path);
+struct LongFolder {
+    std::u16string path;
+    bool whole = true;
+};
+
+// The folder path as stored, without a trailing separator except for a drive root. A level that can't be
+// looked up, or is no folder, leaves out all down to it.
+LongFolder LongFolderPath(std::u16string_view path) {
+    if (IsDriveRoot(path)) return {UpperCase(path)};
     if (path.ends_with(platform::kPathSeparator)) path.remove_suffix(1);
-    if (!platform::kPathsHaveDrives) return std::u16string(path);  // names have one form there
-    if (IsNetworkRoot(path)) return std::u16string(path);
+    if (!platform::kPathsHaveDrives) return {std::u16string(path)};  // names have one form there
+    if (IsNetworkRoot(path)) return {std::u16string(path)};
     const std::size_t separator = path.rfind(platform::kPathSeparator);
-    if (separator == std::u16string_view::npos) return UpperCase(path);
+    if (separator == std::u16string_view::npos) return {UpperCase(path)};
 
     const auto found = platform::FindFirst(path);
-    if (!found || (found->attributes & platform::kAttributeDirectory) == 0) return {};
-    return LongFolderPath(path.substr(0, separator)) + platform::kPathSeparator + found->name;
+    if (!found || (found->attributes & platform::kAttributeDirectory) == 0) return {{}, false};
+    LongFolder folder = LongFolderPath(path.substr(0, separator));
+    folder.path += platform::kPathSeparator + found->name;
+    return folder;
 }
 
 std::int32_t LowHalf(std::uint64_t size) {
@@ -110,7 +117,9 @@ void CFileInfo::TakeNames(const platform::FindData& found) {
     m_sFileName = found.name;
     const std::size_t separator = m_sFullPathName.rfind(platform::kPathSeparator);
     if (separator != std::u16string::npos) {
-        m_sFilePath = LongFolderPath(std::u16string_view(m_sFullPathName).substr(0, separator + 1));
+        LongFolder folder = LongFolderPath(std::u16string_view(m_sFullPathName).substr(0, separator + 1));
+        m_sFilePath = std::move(folder.path);
+        m_bFilePathWhole = folder.whole;
         if (!m_sFilePath.ends_with(platform::kPathSeparator)) m_sFilePath += platform::kPathSeparator;
     }
     m_sFullPathName = m_sFilePath + m_sFileName;

@@ -22,9 +22,11 @@ class CFileInfo {
     void SetFullPathName(std::u16string_view NewVal);
     const std::u16string& FullPathName() const { return m_sFullPathName; }
 
-    const std::u16string& FileName() const { return m_sFileName; }            // as stored
-    const std::u16string& FileBaseName() const { return m_sFileBaseName; }    // before the last "."
-    const std::u16string& FilePath() const { return m_sFilePath; }            // long form, ends in "\"
+    const std::u16string& FileName() const { return m_sFileName; }          // as stored
+    const std::u16string& FileBaseName() const { return m_sFileBaseName; }  // before the last "."
+    const std::u16string& FilePath() const { return m_sFilePath; }          // long form, ends in "\"
+    // A level of FilePath that can't be looked up leaves out all down to it; then it leads elsewhere.
+    bool FilePathWhole() const { return m_bFilePathWhole; }
     const std::u16string& FileExtension() const { return m_sFileExtension; }  // after the last "."
     const std::u16string& ShortPathName() const { return m_sShortPathName; }
     const std::u16string& ShortName() const { return m_sShortName; }
@@ -93,6 +95,7 @@ class CFileInfo {
     std::u16string m_sShortPath;
     std::u16string m_sDisplayName;
     std::u16string m_sTypeName;
+    bool m_bFilePathWhole = true;
     bool m_bFileExists = false;
     bool m_bPathExists = false;
     std::int32_t m_lFileSize = 0;

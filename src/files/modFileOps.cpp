@@ -63,6 +63,14 @@ std::int32_t CounterStart(std::u16string_view baseName) {
     return static_cast<std::int32_t>(rounded);
 }
 
+// The folder of the file that is in the way; as it was given where it has no long form, since one above it
+// may not be listed.
+std::u16string FolderOf(const CFileInfo& file, std::u16string_view path) {
+    if (file.FilePathWhole()) return file.FilePath();
+    const std::u16string full = platform::FullPath(path);
+    return full.substr(0, full.rfind(kPathSeparator) + 1);
+}
+
 std::int32_t ErrorOf(const platform::FileOpResult& result) {
     switch (result.code) {
         case 0:
@@ -148,6 +156,7 @@ std::u16string UniqueFileName(std::u16string_view sPath, std::u16string_view sTo
     file.SetFullPathName(sPath);
     if (!file.PathExists() || !file.FileExists()) return std::u16string(sPath);
 
+    const std::u16string folder = FolderOf(file, sPath);
     std::u16string previous;
     for (std::int64_t counter = std::int64_t{CounterStart(file.FileBaseName())} + 1;; ++counter) {
         if (counter > std::numeric_limits<std::int32_t>::max()) Fail(kErrOverflow);
@@ -159,7 +168,7 @@ std::u16string UniqueFileName(std::u16string_view sPath, std::u16string_view sTo
         ReplaceAll(name, u"<#>", number);
         ReplaceAll(name, u"<N>", file.FileBaseName());
         ReplaceAll(name, u"<E>", file.FileExtension());
-        std::u16string candidate = file.FilePath() + name;
+        std::u16string candidate = folder + name;
         if (candidate == previous)
             Fail(kErrInvalidProcedureCall);  // a template without a number has one name only
         if (!FileOrFolderExists(candidate)) {

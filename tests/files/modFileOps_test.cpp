@@ -153,6 +153,16 @@ TEST_F(ModFileOps, ATakenCandidateGivesWayToTheNext) {
     EXPECT_EQ(ContentOf(u"C:\\a[1].b"), "other");
 }
 
+TEST_F(ModFileOps, ReservesInTheFolderOfTheFileThatIsInTheWay) {
+    PutFolder(u"C:\\Assets");
+    for (const std::u16string folder : {u"D:\\home\\Assets\\", u"\\\\srv\\home$\\Assets\\"}) {
+        PutFile(folder + u"a.b");
+        ForbidListing(folder + u"..");
+        EXPECT_EQ(Unique(folder + u"a.b"), folder + u"a[1].b");
+        EXPECT_TRUE(List(u"C:\\Assets").empty());
+    }
+}
+
 TEST_F(ModFileOps, MovesToAFreeName) {
     PutFile(u"D:\\tmp\\x.tmp", "data");
     PutFolder(u"C:\\Assets");

@@ -29,6 +29,7 @@ struct Node {
     double times[3] = {};  // by FileTime
     std::string content;
     bool sealed = false;
+    bool listed = true;
     Node* parent = nullptr;
     std::map<std::u16string, std::unique_ptr<Node>> children;  // under the folded name
 
@@ -268,6 +269,8 @@ void testplatform::SetShortName(std::u16string_view path, std::u16string_view sh
 
 void testplatform::Seal(std::u16string_view path) { Existing(path).sealed = true; }
 
+void testplatform::ForbidListing(std::u16string_view path) { Existing(path).listed = false; }
+
 bool testplatform::Exists(std::u16string_view path) { return Find(path) != nullptr; }
 
 std::optional<std::string> testplatform::ContentOf(std::u16string_view path) {
@@ -303,7 +306,7 @@ std::optional<FindData> FindFirst(std::u16string_view path) {
     const auto parsed = Parse(path);
     if (!parsed || parsed->levels.empty() || parsed->trailingSeparator) return std::nullopt;
     const Node* const node = FindMatch(*parsed);
-    if (node == nullptr) return std::nullopt;
+    if (node == nullptr || !node->parent->listed) return std::nullopt;
     FindData found;
     found.attributes = node->attributes;
     found.creationTime = node->times[0];

@@ -27,6 +27,8 @@ void SetShortName(std::u16string_view path, std::u16string_view shortName);
 // Nothing can be created, placed or removed directly in the folder, and its own attributes and times can't be
 // written.
 void Seal(std::u16string_view path);
+// Entries directly in the folder can't be looked up; what is below them can.
+void ForbidListing(std::u16string_view path);
 
 bool Exists(std::u16string_view path);
 std::optional<std::string> ContentOf(std::u16string_view path);  // nothing: no such file
