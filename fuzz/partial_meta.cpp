@@ -1,6 +1,6 @@
 // The metadata of partial files: what is accepted must name a data file inside the private folder, and come
 // out the same when it is written again.
-#include "platform/linux/curl/partial_meta.h"
+#include "platform/reader/partial_meta.h"
 
 #include <cstdint>
 #include <cstdlib>

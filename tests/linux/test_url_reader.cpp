@@ -1,7 +1,7 @@
 #include "base/AutomationError.h"
 #include "base/Utf8.h"
-#include "platform/linux/curl/partial_file.h"
 #include "platform/linux/curl/source_url.h"
+#include "platform/reader/partial_file.h"
 #include "tests/linux/reader_host.h"
 #include "tests/linux/web_server.h"
 
@@ -102,9 +102,8 @@ TEST_F(UrlReaderTest, NamesLargeDataUntilItsReceiverHasIt) {
     const auto isNamed = [&] {
         bool named = false;
         for (const auto& entry : std::filesystem::directory_iterator(own)) {
-            const int place = open(own.c_str(), O_PATH | O_CLOEXEC);
-            const auto meta = platform::reader::LoadMetadata(place, entry.path().filename());
-            close(place);
+            if (!platform::reader::IsMetadataName(entry.path().native())) continue;
+            const auto meta = platform::reader::ParsePartialMeta(Read(entry.path()));
             if (meta && meta->whole && own / meta->data == path) named = true;
         }
         return named;

@@ -22,7 +22,7 @@ FileRead::FileRead(std::shared_ptr<Read> read, SourceUrl source, std::shared_ptr
                    Outbox& outbox)
     : m_read(std::move(read)),
       m_source(std::move(source)),
-      m_file(std::move(folder), m_source),
+      m_file(std::move(folder), SourceOf(m_source)),
       m_report(m_read, outbox) {}
 
 bool FileRead::Fail(ReadFailure failure) {
@@ -52,14 +52,13 @@ bool FileRead::Step() {
     const ssize_t count = read(m_from.Get(), m_buffer.data(), m_buffer.size());
     if (count < 0 && errno == EINTR) return true;
     if (count < 0) return Fail(FileFailure(errno, m_source.path));
+    const auto bytes = std::string_view(m_buffer).substr(0, static_cast<std::size_t>(count));
     if (!m_report.HasBegun()) {
-        const auto start =
-            std::string_view(m_buffer).substr(0, std::min(kSniffSize, static_cast<std::size_t>(count)));
-        m_mediaType = GuessMediaType({}, m_source.text, start);
+        m_mediaType = GuessMediaType({}, m_source.text, bytes.substr(0, kSniffSize));
         m_report.Begin(m_mediaType);
     }
     if (count == 0) return End();
-    if (const int error = m_file.Write(m_buffer.data(), static_cast<std::size_t>(count))) {
+    if (const int error = m_file.Write(bytes)) {
         return Fail(FileFailure(error, m_file.Path()));
     }
     m_report.Bytes(m_file.Size(), m_total, Clock::now());

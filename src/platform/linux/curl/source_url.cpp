@@ -1,6 +1,7 @@
 #include "platform/linux/curl/source_url.h"
 
 #include "platform/linux/curl/read_error.h"
+#include "platform/reader/partial_meta.h"
 
 #include <curl/curl.h>
 #include <glib.h>
@@ -103,6 +104,8 @@ std::variant<SourceUrl, ReadFailure> Describe(CURLU* url, std::string_view asked
 }
 
 }  // namespace
+
+std::string SourceOf(const SourceUrl& source) { return SourceOf(source.text, source.user, source.password); }
 
 std::variant<SourceUrl, ReadFailure> ParseSourceUrl(std::string_view text) {
     const UrlHandle url(curl_url());

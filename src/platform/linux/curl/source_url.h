@@ -22,6 +22,9 @@ struct SourceUrl {
     bool NamesUser() const { return !user.empty() || !password.empty(); }
 };
 
+// As PartialMeta names it.
+std::string SourceOf(const SourceUrl& source);
+
 // `text` as a source, or why it can't be one: kErrInvalidUrl, kErrUnknownProtocol; kErrObjectNotFound for a
 // folder of a file server.
 std::variant<SourceUrl, ReadFailure> ParseSourceUrl(std::string_view text);

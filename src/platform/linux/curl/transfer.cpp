@@ -50,7 +50,7 @@ Transfer::Transfer(std::shared_ptr<Read> read, SourceUrl source, std::shared_ptr
     : m_read(std::move(read)),
       m_source(source),
       m_asked(std::move(source)),
-      m_file(std::move(folder), m_asked),
+      m_file(std::move(folder), SourceOf(m_asked)),
       m_report(m_read, outbox) {
     m_report.Status(kStatusFindingResource, m_source.host);
 }
@@ -246,8 +246,7 @@ bool Transfer::TakeData(std::string_view bytes) {
 }
 
 bool Transfer::Save(std::string_view bytes) {
-    if (const int error = m_file.Write(bytes.data(), bytes.size()))
-        return Stop(FileFailure(error, m_file.Path()));
+    if (const int error = m_file.Write(bytes)) return Stop(FileFailure(error, m_file.Path()));
     if (!m_report.HasBegun()) {
         if (m_start.empty()) m_firstData = m_lastByte;
         m_start.append(bytes.substr(0, kSniffSize - m_start.size()));
@@ -344,8 +343,8 @@ Verdict Transfer::JudgeSaved(CURLcode code) {
     // Repr-Digest is of the whole, Content-MD5 of what was sent; both of the content as it was encoded.
     if (m_head.Status() == 206) m_head.digests.md5.clear();
     if (!m_head.digests.Any() || !m_head.contentEncoding.empty()) return {};
-    if (const int error = m_file.Write("", 0)) return Verdict::Fail(FileFailure(error, m_file.Path()));
-    m_check.emplace(m_file.Descriptor(), m_head.digests);
+    if (const int error = m_file.Write({})) return Verdict::Fail(FileFailure(error, m_file.Path()));
+    m_check.emplace(static_cast<int>(m_file.Data().Native()), m_head.digests);
     return {Verdict::Next::Check, {}, {}};
 }
 
@@ -417,7 +416,7 @@ Verdict Transfer::Redirect() {
         m_source.password = m_asked.password;
     }
     m_report.Status(kStatusRedirecting, m_source.text);
-    m_file.Follow(m_source);
+    m_file.Follow(SourceOf(m_source));
     m_lookedForEarlier = false;
     return {host == m_source.host ? Verdict::Next::Again : Verdict::Next::Elsewhere, {}, {}};
 }

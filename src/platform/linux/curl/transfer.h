@@ -3,12 +3,12 @@
 #include "platform/linux/curl/content_decoder.h"
 #include "platform/linux/curl/digest_check.h"
 #include "platform/linux/curl/easy_handle.h"
-#include "platform/linux/curl/partial_file.h"
 #include "platform/linux/curl/proxy.h"
 #include "platform/linux/curl/report.h"
 #include "platform/linux/curl/response_head.h"
 #include "platform/linux/curl/source_url.h"
 #include "platform/linux/curl/tls_farewell.h"
+#include "platform/reader/partial_file.h"
 
 #include <chrono>
 #include <cstdint>

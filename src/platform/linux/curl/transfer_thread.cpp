@@ -106,7 +106,7 @@ void TransferThread::Run() {
     m_waiting.clear();
     for (auto& [id, finished] : m_finished) finished.Dropped();
     m_finished.clear();
-    m_folders.clear();
+    m_folders.Clear();
     m_handles = {};
     curl_multi_cleanup(m_multi);
     m_multi = nullptr;
@@ -188,12 +188,14 @@ void TransferThread::LetIn() {
 
 void TransferThread::Open(std::shared_ptr<Read> read, SourceUrl source) {
     const std::uint64_t id = read->id;
-    ReadFailure failure;
-    auto folder = FolderFor(*read, failure);
-    if (!folder) {
+    auto found = m_folders.For(read->folder);
+    if (const auto* refusal = std::get_if<PrivateFolders::Refusal>(&found)) {
         m_gate.Release(source.host);
-        Report(std::move(read), m_outbox).Fail(std::move(failure));
-    } else if (source.scheme == "file") {
+        Report(std::move(read), m_outbox).Fail(FileFailure(refusal->error, refusal->path));
+        return;
+    }
+    auto& folder = std::get<std::shared_ptr<PrivateFolder>>(found);
+    if (source.scheme == "file") {
         m_fileReads.emplace(
             id, std::make_unique<FileRead>(std::move(read), std::move(source), std::move(folder), m_outbox));
     } else {
@@ -201,21 +203,6 @@ void TransferThread::Open(std::shared_ptr<Read> read, SourceUrl source) {
             std::make_unique<Transfer>(std::move(read), std::move(source), std::move(folder), m_outbox);
         Request(*m_transfers.emplace(id, std::move(transfer)).first->second);
     }
-}
-
-std::shared_ptr<PrivateFolder> TransferThread::FolderFor(const Read& read, ReadFailure& failure) {
-    auto& known = m_folders[read.folder];
-    if (known && known->StillThere()) return known;
-    known = nullptr;
-    for (const std::string& path : PrivateFolder::PathsFor(read.folder)) {
-        for (const auto& [near, folder] : m_folders) {
-            if (folder && folder->PathOf("") == path + "/" && folder->StillThere()) return known = folder;
-        }
-        auto opened = PrivateFolder::Open(path);
-        if (auto* folder = std::get_if<std::shared_ptr<PrivateFolder>>(&opened)) return known = *folder;
-        failure = std::move(std::get<ReadFailure>(opened));
-    }
-    return nullptr;
 }
 
 void TransferThread::Request(Transfer& transfer) {

@@ -68,7 +68,6 @@ class TransferThread {
     void StepLocalWork();
     bool HasLocalWork() const { return !m_fileReads.empty() || !m_checks.empty(); }
     int CheckTimes();
-    std::shared_ptr<PrivateFolder> FolderFor(const Read& read, ReadFailure& failure);
 
     std::mutex m_mutex;
     std::vector<Command> m_commands;  // guarded by m_mutex, like the three below
@@ -95,7 +94,7 @@ class TransferThread {
     Clock::time_point m_closeAt = Clock::time_point::max();  // the connections, if no request begins before
     std::unordered_map<std::uint64_t, FinishedFile> m_finished;  // whose owner has not heard of it yet
     std::size_t m_held = 0;                                      // of those, with their metadata
-    std::unordered_map<std::string, std::shared_ptr<PrivateFolder>> m_folders;  // by the folder they are near
+    PrivateFolders m_folders;
 };
 
 }  // namespace tsasync::platform::reader

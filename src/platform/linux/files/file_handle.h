@@ -21,6 +21,8 @@ class FileHandle {
 
     explicit operator bool() const { return m_descriptor >= 0; }
     int Get() const { return m_descriptor; }
+    // Gives it up to the caller.
+    int Release() { return std::exchange(m_descriptor, -1); }
     // 0 or the system's error number: some file systems tell only here what they could not write.
     int Close() {
         if (m_descriptor < 0 || close(std::exchange(m_descriptor, -1)) == 0 || errno == EINTR) return 0;

@@ -1,9 +1,11 @@
-#include "platform/linux/curl/partial_meta.h"
+#include "platform/reader/partial_meta.h"
 
-#include <glib.h>
+#include "platform/hash.h"
 
 #include <algorithm>
 #include <charconv>
+#include <cstddef>
+#include <span>
 
 namespace tsasync::platform::reader {
 
@@ -13,12 +15,27 @@ constexpr std::string_view kFirstLine = "QMASYN10 partial file 1\n";
 constexpr std::string_view kSum = "sum ";
 constexpr std::string_view kYes = "yes";
 
+bool IsAlphanumeric(char c) {
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
+// The SHA-256 of `text` in hexadecimal digits.
+std::string HashOf(std::string_view text) {
+    constexpr std::string_view kDigits = "0123456789abcdef";
+    std::string digits;
+    for (const std::uint8_t byte : Sha256(std::as_bytes(std::span(text)))) {
+        digits.push_back(kDigits[byte >> 4]);
+        digits.push_back(kDigits[byte & 15]);
+    }
+    return digits;
+}
+
 // "<session>/<number>": letters and digits only, so that no name leads out of the private folder.
 bool IsDataName(std::string_view name) {
     const std::size_t slash = name.find('/');
     if (slash == name.npos || slash == 0 || slash + 1 == name.size()) return false;
     return std::all_of(name.begin(), name.end(),
-                       [&](const char& c) { return g_ascii_isalnum(c) || &c == name.data() + slash; });
+                       [&](const char& c) { return IsAlphanumeric(c) || &c == name.data() + slash; });
 }
 
 void SetField(PartialMeta& meta, std::string_view name, std::string_view value) {
@@ -36,12 +53,8 @@ void SetField(PartialMeta& meta, std::string_view name, std::string_view value) 
 
 }  // namespace
 
-std::string HashOf(std::string_view text) {
-    gchar* hash = g_compute_checksum_for_data(G_CHECKSUM_SHA256, reinterpret_cast<const guchar*>(text.data()),
-                                              text.size());
-    std::string result(hash);
-    g_free(hash);
-    return result;
+std::string SourceOf(const std::string& url, const std::string& user, const std::string& password) {
+    return HashOf(user.empty() && password.empty() ? url : url + "\n" + user + "\n" + password);
 }
 
 std::string FormatPartialMeta(const PartialMeta& meta) {

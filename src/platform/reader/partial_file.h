@@ -1,9 +1,8 @@
 #pragma once
 
-#include "platform/linux/curl/partial_meta.h"
-#include "platform/linux/curl/private_folder.h"
-#include "platform/linux/curl/source_url.h"
-#include "platform/linux/files/file_handle.h"
+#include "platform/reader/own_files.h"
+#include "platform/reader/partial_meta.h"
+#include "platform/reader/private_folder.h"
 
 #include <cstdint>
 #include <memory>
@@ -21,7 +20,7 @@ class MetadataFile {
     MetadataFile() = default;
     // Holds the file `name` of the private folder `folder`; `create`: also when it doesn't exist yet. Holds
     // nothing when that can't be, among other reasons because another reader holds it.
-    static MetadataFile Hold(int folder, const std::string& name, bool create);
+    static MetadataFile Hold(const OwnFolder& folder, const std::string& name, bool create);
 
     explicit operator bool() const { return static_cast<bool>(m_file); }
     std::optional<PartialMeta> Load() const;
@@ -29,16 +28,16 @@ class MetadataFile {
     void Remove();
 
   private:
-    int m_folder = -1;
+    const OwnFolder* m_folder = nullptr;
     std::string m_name;
-    FileHandle m_file;
+    OwnFile m_file;
 };
 
 // `source`: as in PartialMeta.
 std::string MetadataName(const std::string& source);
 bool IsMetadataName(std::string_view name);
-// What a metadata file says, whoever holds it.
-std::optional<PartialMeta> LoadMetadata(int folder, const std::string& name);
+// What a metadata file says, whoever holds it; nothing when it is malformed. 0 or the system's error number.
+int LoadMetadata(const OwnFolder& folder, const std::string& name, std::optional<PartialMeta>& meta);
 
 // A finished file that its receiver has not heard of, or has left where it was.
 struct FinishedFile {
@@ -61,7 +60,8 @@ struct FinishedFile {
 // number.
 class PartialFile {
   public:
-    PartialFile(std::shared_ptr<PrivateFolder> folder, const SourceUrl& source);
+    // `source`: as in PartialMeta.
+    PartialFile(std::shared_ptr<PrivateFolder> folder, std::string source);
     ~PartialFile();
     PartialFile(const PartialFile&) = delete;
     PartialFile& operator=(const PartialFile&) = delete;
@@ -70,17 +70,17 @@ class PartialFile {
     void FindEarlier();
     // A redirection leads to `source`: what FindEarlier has found stays where it is, since validators belong
     // to the source that sent them. What that one's reads have left may be found by another call.
-    void Follow(const SourceUrl& source);
+    void Follow(std::string source);
     // Set after FindEarlier found something, until StartOver; `whole` only where nothing is missing.
     const std::optional<PartialMeta>& Earlier() const { return m_earlier; }
 
     std::int64_t Size() const { return m_size; }
-    int Descriptor() const { return m_data.Get(); }
+    const OwnFile& Data() const { return m_data; }
     std::string Path() const { return m_folder->PathOf(m_dataName); }
 
     // The first bytes of the data, `count` at most.
     std::string Beginning(std::size_t count) const;
-    int Write(const char* bytes, std::size_t count);
+    int Write(std::string_view bytes);
     // Drops all data.
     void StartOver();
     // From now on the data is worth continuing: it stays when the read breaks or the process dies. Does
@@ -106,7 +106,7 @@ class PartialFile {
     std::shared_ptr<PrivateFolder> m_folder;
     std::string m_source;  // as in PartialMeta
     std::string m_dataName;
-    FileHandle m_data;
+    OwnFile m_data;
     MetadataFile m_metadata;
     std::optional<PartialMeta> m_earlier;
     std::int64_t m_size = 0;

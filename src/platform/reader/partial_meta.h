@@ -9,7 +9,7 @@ namespace tsasync::platform::reader {
 
 // What is remembered beside a partial file, so that a later read can continue it.
 struct PartialMeta {
-    std::string source;     // HashOf what names the answering source; no text, which may hold a password
+    std::string source;     // SourceOf the source that answers; no text, which may hold a password
     std::string data;       // the data file, relative to the private folder: "<session>/<number>"
     std::string validator;  // for If-Range: a strong ETag or a date; empty: the data is not to be used again
     std::string mediaType;  // the effective one
@@ -17,8 +17,9 @@ struct PartialMeta {
     bool whole = false;  // all of it is there, and agreed with whatever digests its server sent
 };
 
-// The SHA-256 of `text` in hexadecimal digits.
-std::string HashOf(std::string_view text);
+// What names a source in metadata: a hash of its URL, which is without user and fragment, and of the user
+// that is told to it, since another user may be shown other content.
+std::string SourceOf(const std::string& url, const std::string& user, const std::string& password);
 
 // Lines of text with a checksum at the end, so that a half-written one is recognised.
 std::string FormatPartialMeta(const PartialMeta& meta);
