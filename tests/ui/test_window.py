@@ -122,12 +122,12 @@ class WindowTest(HostTest):
         self.url = f"{self.serve(self.server)}/photo.jpg"
         self.addCleanup(self.server.go_on.set)
 
-    def start(self, host, *more, stderr=subprocess.PIPE, **environment):
-        return self.launch([HOSTS / host, self.url, self.assets, "1033", *more], stderr, environment)
+    def start(self, host, *more, stderr=subprocess.PIPE, stdin=None, **environment):
+        return self.launch([HOSTS / host, self.url, self.assets, "1033", *more], stderr, environment, stdin)
 
-    def launch(self, command, stderr, environment):
-        return self.start_program(command, env=self.variables(environment), stdout=subprocess.PIPE, stderr=stderr,
-                                  text=True)
+    def launch(self, command, stderr, environment, stdin=None):
+        return self.start_program(command, env=self.variables(environment), stdin=stdin, stdout=subprocess.PIPE,
+                                  stderr=stderr, text=True)
 
     def variables(self, more):
         """The environment of a process of this test; None takes a variable away."""
@@ -252,6 +252,14 @@ class WindowTest(HostTest):
                 process = self.start("glib_host")
                 close(self.dialog())
                 self.check_cancelled(process)
+
+    def test_the_dialog_is_gone_when_the_call_has_returned(self):
+        process = self.start("glib_host", "busy", stdin=subprocess.PIPE)
+        dialog = self.dialog()
+        self.server.go_on.set()
+        self.assertRegex(process.stdout.readline(), "handle=.+")
+        self.assertNotIn(dialog, self.display.xdotool("search", "--onlyvisible", "--name", "").split())
+        self.outcome(process)
 
     def test_assistive_programs_are_told_everything(self):
         bus = subprocess.Popen(["dbus-daemon", "--session", "--nofork", "--print-address"], stdout=subprocess.PIPE,

@@ -34,6 +34,12 @@ int main(int argc, char** argv) {
     const testhost::Order order = testhost::OrderFrom(argv);
     if (argc < 5) return RunOn(nullptr, order);
     const std::string_view mode = argv[4];
+    if (mode == "busy") {
+        const int done = RunOn(nullptr, order);
+        std::fflush(stdout);
+        std::getchar();
+        return done;
+    }
     GMainContext* const own = g_main_context_new();
     const auto push = [&] { g_main_context_push_thread_default(own); };
     int status = 1;

@@ -285,6 +285,7 @@ void GtkProgressWindow::Unload() {
     m_unloaded = true;
     m_animation.Stop();
     m_window.hide();
+    m_window.get_display()->sync();  // the host may work on without its loop
     m_loop->quit();
 }
 
