@@ -239,18 +239,29 @@ class WindowTest(HostTest):
                 self.click(self.dialog(), 40, 25)
                 self.check_cancelled(process)
 
-    def test_the_close_box_escape_and_the_focused_button_cancel(self):
+    def test_the_close_box_and_the_window_managers_key_cancel(self):
         ways = {
             "close box": lambda window: self.click(window, 10),
             "Alt+F4": lambda window: self.display.xdotool("key", "alt+F4"),
-            "Escape": lambda window: self.display.xdotool("key", "Escape"),
-            "Return": lambda window: self.display.xdotool("key", "Return"),
         }
         for name, close in ways.items():
             with self.subTest(name):
                 self.server.broken.clear()
                 process = self.start("glib_host")
                 close(self.dialog())
+                self.check_cancelled(process)
+
+    def test_escape_and_the_focused_button_cancel_but_not_with_a_key_held_since_before(self):
+        for key in ("Escape", "Return", "space"):
+            with self.subTest(key):
+                self.server.broken.clear()
+                self.addCleanup(self.display.xdotool, "keyup", key)
+                self.display.xdotool("keydown", key)
+                process = self.start("glib_host")
+                self.dialog()
+                time.sleep(1)  # in which the key is repeated
+                self.assertIsNone(process.poll())
+                self.display.xdotool("keyup", key, "key", key)
                 self.check_cancelled(process)
 
     def test_the_dialog_is_gone_when_the_call_has_returned(self):

@@ -6,7 +6,9 @@
 #include <commctrl.h>
 
 #include <fstream>
+#include <functional>
 #include <string>
+#include <utility>
 
 namespace tsasync::windowstest {
 namespace {
@@ -94,60 +96,84 @@ INSTANTIATE_TEST_SUITE_P(Languages, ComponentDialog,
                                          Language{1034, L"Cancelar"}, Language{1036, L"Annuler"},
                                          Language{1040, L"Annulla"}, Language{1043, L"Annuleren"}));
 
-HWND g_host = nullptr;
+// A step of a user or of the host that a timer takes again and again while the calls of a test wait.
+class Steps {
+  public:
+    explicit Steps(std::function<void(HWND dialog)> step) : m_step(std::move(step)) {
+        s_running = this;
+        m_timer = SetTimer(nullptr, 0, 100, [](HWND, UINT, UINT_PTR, DWORD) {
+            const HWND dialog = Dialog();
+            if (dialog != nullptr && IsWindowVisible(dialog) != FALSE) s_running->m_step(dialog);
+        });
+    }
+    ~Steps() { KillTimer(nullptr, m_timer); }
+    Steps(const Steps&) = delete;
+    Steps& operator=(const Steps&) = delete;
 
-VOID CALLBACK LookAtHostAndClose(HWND, UINT, UINT_PTR timer, DWORD) {
-    const HWND dialog = Dialog();
-    if (dialog == nullptr || IsWindowVisible(dialog) == FALSE) return;
-    KillTimer(nullptr, timer);
-    EXPECT_EQ(IsWindowEnabled(g_host), FALSE);
-    PostMessageW(dialog, WM_SYSCOMMAND, SC_CLOSE, 0);
+  private:
+    static inline Steps* s_running = nullptr;
+    std::function<void(HWND)> m_step;
+    UINT_PTR m_timer;
+};
+
+void Close(HWND dialog) { PostMessageW(dialog, WM_SYSCOMMAND, SC_CLOSE, 0); }
+
+void Press(WORD key) {
+    INPUT input[2]{};
+    input[0].type = input[1].type = INPUT_KEYBOARD;
+    input[0].ki.wVk = input[1].ki.wVk = key;
+    input[1].ki.dwFlags = KEYEVENTF_KEYUP;
+    SendInput(2, input, sizeof input[0]);
 }
+
+// A component with a window of its host.
+class ComponentHost : public Component {
+  protected:
+    void SetUp() override {
+        Component::SetUp();
+        host = CreateWindowExW(0, L"STATIC", L"host", WS_OVERLAPPEDWINDOW, 0, 0, 100, 100, nullptr, nullptr,
+                               nullptr, nullptr);
+        ShowWindow(host, SW_SHOWNOACTIVATE);
+    }
+    void TearDown() override {
+        EXPECT_NE(IsWindowEnabled(host), FALSE);
+        EXPECT_EQ(Dialog(), nullptr);
+        DestroyWindow(host);
+        Component::TearDown();
+    }
+
+    HWND host = nullptr;
+};
 
 // The dialog is modal for all windows of its thread, though none is active when it comes.
-TEST_F(Component, ShowsItsDialogModally) {
-    g_host = CreateWindowExW(0, L"STATIC", L"host", WS_OVERLAPPEDWINDOW, 0, 0, 100, 100, nullptr, nullptr,
-                             nullptr, nullptr);
-    ShowWindow(g_host, SW_SHOWNOACTIVATE);
-    SetTimer(nullptr, 0, 100, &LookAtHostAndClose);
+TEST_F(ComponentHost, IsDisabledWhileTheDialogIsShown) {
+    const Steps steps([&](HWND dialog) {
+        EXPECT_EQ(IsWindowEnabled(host), FALSE);
+        Close(dialog);
+    });
     EXPECT_EQ(Add(Url(L"/slow-modal"), true), L"");
-    EXPECT_NE(IsWindowEnabled(g_host), FALSE);
-    DestroyWindow(g_host);
 }
 
-// What ends the dialog beside the mouse: a key, or the close command (0).
-WORD g_key = 0;
+class ComponentKeys : public ComponentHost, public testing::WithParamInterface<WORD> {};
 
-VOID CALLBACK PressKeyOrClose(HWND, UINT, UINT_PTR timer, DWORD) {
-    const HWND dialog = Dialog();
-    if (dialog == nullptr || IsWindowVisible(dialog) == FALSE) return;
-    KillTimer(nullptr, timer);
-    if (g_key == 0) {
-        PostMessageW(dialog, WM_SYSCOMMAND, SC_CLOSE, 0);
-        return;
-    }
-    SetFocus(dialog);  // which passes it on to Cancel
-    EXPECT_EQ(GetFocus(), GetDlgItem(dialog, IDCANCEL));
-    INPUT keys[2]{};
-    keys[0].type = keys[1].type = INPUT_KEYBOARD;
-    keys[0].ki.wVk = keys[1].ki.wVk = g_key;
-    keys[1].ki.dwFlags = KEYEVENTF_KEYUP;
-    SendInput(2, keys, sizeof keys[0]);
-}
-
-class ComponentKeys : public Component, public testing::WithParamInterface<WORD> {};
-
+// But what the user typed before the dialog came, or holds down since then, is not for it.
 TEST_P(ComponentKeys, EndAForcedDownload) {
-    g_key = GetParam();
-    SetTimer(nullptr, 0, 500, &PressKeyOrClose);
-    EXPECT_EQ(Add(Url((L"/slow-key-" + std::to_wstring(g_key)).c_str()), true), L"");
-    SHORT active = -1;
-    manager->get_ActiveJobs(&active);
-    EXPECT_EQ(active, 0);
-    EXPECT_EQ(Dialog(), nullptr);
+    SetForegroundWindow(host);
+    SetFocus(host);
+    Press(GetParam());
+    int step = 0;
+    const Steps steps([&](HWND dialog) {
+        EXPECT_EQ(GetFocus(), GetDlgItem(dialog, IDCANCEL));
+        if (step++ >= 10) return Press(GetParam());
+        PostMessageW(GetFocus(), WM_KEYDOWN, GetParam(), MAKELPARAM(1, KF_REPEAT));
+        PostMessageW(GetFocus(), WM_KEYUP, GetParam(), MAKELPARAM(1, KF_REPEAT | KF_UP));
+    });
+    EXPECT_EQ(Add(Url((L"/slow-key-" + std::to_wstring(GetParam())).c_str()), true), L"");
+    EXPECT_GT(step, 10);
 }
 
-INSTANTIATE_TEST_SUITE_P(All, ComponentKeys, testing::Values(WORD{VK_ESCAPE}, WORD{VK_RETURN}, WORD{0}));
+INSTANTIATE_TEST_SUITE_P(All, ComponentKeys,
+                         testing::Values(WORD{VK_ESCAPE}, WORD{VK_RETURN}, WORD{VK_SPACE}));
 
 }  // namespace
 }  // namespace tsasync::windowstest

@@ -2,7 +2,9 @@
 
 #include "base/AutomationError.h"
 #include "base/Utf8.h"
+#include "platform/dialog/key_pause.h"
 #include "platform/linux/gtk/clip_data.h"
+#include "platform/linux/gtk/display.h"
 #include "platform/linux/ui/path_ellipsis.h"
 
 #include <atkmm/object.h>
@@ -77,10 +79,19 @@ GtkProgressWindow::GtkProgressWindow(IProgressWindowEvents& events, void (*logEn
             m_window.get_window()->set_decorations(Gdk::DECOR_BORDER | Gdk::DECOR_TITLE);
         });
     m_window.signal_delete_event().connect([this](GdkEventAny*) { return CloseByUser(); });
-    m_window.signal_key_press_event().connect(
+    m_window.signal_map_event().connect([this](GdkEventAny*) {
+        if (!m_shown) m_shown = display::Now(m_window.get_window());
+        return false;
+    });
+    m_window.signal_focus_in_event().connect([this](GdkEventFocus*) {
+        m_keysDown = display::KeysDown();
+        return false;
+    });
+    m_window.signal_key_press_event().connect([this](GdkEventKey* key) { return KeyPressed(*key); }, false);
+    m_window.signal_key_release_event().connect(
         [this](GdkEventKey* key) {
-            if (key->keyval == GDK_KEY_Escape) m_cancel.clicked();
-            return key->keyval == GDK_KEY_Escape;
+            m_keysDown.erase(key->hardware_keycode);
+            return false;
         },
         false);
     m_window.signal_style_updated().connect([this] { Arrange(); });
@@ -277,6 +288,15 @@ void GtkProgressWindow::ShowModal() {
     m_animation.Start();
     m_window.present();
     m_loop->run();
+}
+
+// True for a key that goes no further.
+bool GtkProgressWindow::KeyPressed(const GdkEventKey& key) {
+    const bool repeated = !m_keysDown.insert(key.hardware_keycode).second;
+    if (!m_shown || !KeyActs(*m_shown, display::TimeOf(key), repeated)) return true;
+    if (key.keyval != GDK_KEY_Escape) return false;
+    m_cancel.clicked();
+    return true;
 }
 
 void GtkProgressWindow::Refresh() { m_window.queue_draw(); }

@@ -12,7 +12,10 @@
 #include <gtkmm/window.h>
 
 #include <array>
+#include <cstdint>
 #include <functional>
+#include <optional>
+#include <set>
 #include <string>
 
 namespace tsasync::platform {
@@ -48,6 +51,7 @@ class GtkProgressWindow final : public ProgressWindow {
     int NeededHeight(ProgressControl control) const;
     int ValueLeft(const Place& value) const;
     void ComeBefore();
+    bool KeyPressed(const GdkEventKey& key);
     // Runs one operation of the receiver and writes its error to the log.
     void Tell(const std::function<void()>& operation) const;
     bool CloseByUser();
@@ -70,6 +74,8 @@ class GtkProgressWindow final : public ProgressWindow {
     Glib::RefPtr<Gtk::CssProvider> m_style;
     Glib::RefPtr<Glib::MainLoop> m_loop;
     int m_clientWidth = 0;
+    std::optional<std::uint32_t> m_shown;  // since when the window is on the screen, on the clock of its keys
+    std::set<unsigned> m_keysDown;
     bool m_unloaded = false;
 };
 

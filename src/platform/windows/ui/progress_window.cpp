@@ -4,6 +4,7 @@
 // after windows.h, whose types it uses
 #include "base/AutomationError.h"
 #include "platform/app_log.h"
+#include "platform/dialog/key_pause.h"
 #include "platform/windows/base/own_module.h"
 #include "platform/windows/base/wide.h"
 
@@ -102,6 +103,7 @@ class Win32ProgressWindow final : public ProgressWindow {
     static LRESULT CALLBACK OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
     std::optional<LRESULT> Handle(UINT message, WPARAM wParam, LPARAM lParam);
     static BOOL CALLBACK Disable(HWND window, LPARAM self);
+    bool IsIdleKey(const MSG& message) const;
     void LeaveScreen();
     void MakeControls();
     HWND Control(ProgressControl control) const { return m_controls.at(static_cast<std::size_t>(control)); }
@@ -121,6 +123,7 @@ class Win32ProgressWindow final : public ProgressWindow {
     std::array<HWND, kProgressLayout.size()> m_controls{};
     int m_clientWidth = 0;
     std::vector<HWND> m_disabled;  // the thread's other windows, while the dialog is shown
+    DWORD m_shown = 0;             // since when the dialog is shown
     bool m_unloaded = false;
 };
 
@@ -357,16 +360,25 @@ void Win32ProgressWindow::ShowModal() {
     CentreOnScreen();
     ShowWindow(m_window, SW_SHOW);
     SetFocus(Control(ProgressControl::Cancel));
+    m_shown = GetTickCount();
     MSG message{};
     while (!m_unloaded) {
         const BOOL more = GetMessageW(&message, nullptr, 0, 0);
         if (more == 0) PostQuitMessage(static_cast<int>(message.wParam));  // for the host's own loop
         if (more <= 0) break;
-        if (IsDialogMessageW(m_window, &message) != FALSE) continue;
+        if (IsIdleKey(message) || IsDialogMessageW(m_window, &message) != FALSE) continue;
         TranslateMessage(&message);
         DispatchMessageW(&message);
     }
     LeaveScreen();
+}
+
+// A key that goes down in the dialog and does not act.
+bool Win32ProgressWindow::IsIdleKey(const MSG& message) const {
+    if (message.message != WM_KEYDOWN && message.message != WM_SYSKEYDOWN) return false;
+    if (message.hwnd != m_window && IsChild(m_window, message.hwnd) == FALSE) return false;
+    const bool repeated = (HIWORD(message.lParam) & KF_REPEAT) != 0;
+    return !KeyActs(m_shown, message.time, repeated);
 }
 
 BOOL CALLBACK Win32ProgressWindow::Disable(HWND window, LPARAM self) {
