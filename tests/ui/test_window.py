@@ -236,7 +236,11 @@ class WindowTest(HostTest):
             with self.subTest(host):
                 self.server.broken.clear()
                 process = self.start(host)
-                self.click(self.dialog(), 40, 25)
+                dialog = self.dialog()
+                for window in self.display.xdotool("search", "--onlyvisible", "--name", "^Host$").split():
+                    self.display.xdotool("windowmove", "--sync", window, "10", "30",  # below the dialog
+                                         "windowsize", "--sync", window, "1200", "700", "windowraise", window)
+                self.click(dialog, 40, 25)
                 self.check_cancelled(process)
 
     def test_the_close_box_and_the_window_managers_key_cancel(self):

@@ -26,6 +26,7 @@ int main(int argc, char** argv) {
     const testhost::Order order = testhost::OrderFrom(argv);
     const QApplication application(argc, argv);
     Window window(QStringLiteral("Host"));
+    window.setWindowTitle(QStringLiteral("Host"));
     window.show();
     QTimer timer;
     QObject::connect(&timer, &QTimer::timeout, [&] { window.update(); });

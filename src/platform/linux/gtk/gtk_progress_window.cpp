@@ -73,11 +73,13 @@ GtkProgressWindow::GtkProgressWindow(IProgressWindowEvents& events, void (*logEn
     NameForAssistants();
     m_window.add(m_client);
     m_client.show_all();
-    m_window.signal_realize().connect(
-        [this] {  // a small title bar: nothing to do there but to move and to close
-            m_window.get_window()->set_functions(Gdk::FUNC_MOVE | Gdk::FUNC_CLOSE);
-            m_window.get_window()->set_decorations(Gdk::DECOR_BORDER | Gdk::DECOR_TITLE);
-        });
+    m_window.signal_realize().connect([this] {
+        const auto window = m_window.get_window();
+        // A small title bar: nothing to do there but to move and to close.
+        window->set_functions(Gdk::FUNC_MOVE | Gdk::FUNC_CLOSE);
+        window->set_decorations(Gdk::DECOR_BORDER | Gdk::DECOR_TITLE);
+        if (m_hostWindow) window->set_transient_for(m_hostWindow);
+    });
     m_window.signal_delete_event().connect([this](GdkEventAny*) { return CloseByUser(); });
     m_window.signal_map_event().connect([this](GdkEventAny*) {
         if (!m_shown) m_shown = display::Now(m_window.get_window());
@@ -275,11 +277,12 @@ void GtkProgressWindow::Arrange() {
     m_client.set_size_request(m_clientWidth, ArrangeRows(m_clientWidth));
 }
 
-// Before the host's active window, if that is one of GTK's.
+// Before the host's active window, of whatever toolkit that is.
 void GtkProgressWindow::ComeBefore() {
     for (Gtk::Window* const window : Gtk::Window::list_toplevels()) {
-        if (window != &m_window && window->is_active()) m_window.set_transient_for(*window);
+        if (window != &m_window && window->is_active()) return m_window.set_transient_for(*window);
     }
+    m_hostWindow = display::ActiveWindow();
 }
 
 void GtkProgressWindow::ShowModal() {

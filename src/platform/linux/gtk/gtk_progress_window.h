@@ -73,6 +73,7 @@ class GtkProgressWindow final : public ProgressWindow {
     std::array<Gtk::Widget*, kProgressLayout.size()> m_widgets{};
     Glib::RefPtr<Gtk::CssProvider> m_style;
     Glib::RefPtr<Glib::MainLoop> m_loop;
+    Glib::RefPtr<Gdk::Window> m_hostWindow;  // before which this one stands; null where it is one of GTK's
     int m_clientWidth = 0;
     std::optional<std::uint32_t> m_shown;  // since when the window is on the screen, on the clock of its keys
     std::set<unsigned> m_keysDown;
