@@ -154,6 +154,29 @@ TEST_F(ComponentHost, IsDisabledWhileTheDialogIsShown) {
     EXPECT_EQ(Add(Url(L"/slow-modal"), true), L"");
 }
 
+TEST_F(ComponentHost, StaysDisabledUnderTheInnerOfTwoDialogsWhenTheOuterGoesFirst) {
+    BSTR outer = nullptr;
+    manager->GetHDL(Text(Url(L"/slow-outer")).value, &outer);
+    int step = 0;
+    const Steps steps([&](HWND dialog) {
+        switch (step++) {
+            case 0:
+                Add(Url(L"/slow-inner"), true);
+                break;
+            case 1:
+                EXPECT_EQ(manager->RemoveURL(outer), S_OK);
+                break;
+            default:
+                EXPECT_EQ(IsWindowEnabled(host), FALSE);
+                EXPECT_NE(IsWindowEnabled(dialog), FALSE);
+                Close(dialog);
+        }
+    });
+    Add(Url(L"/slow-outer"), true);
+    EXPECT_GE(step, 3);
+    SysFreeString(outer);
+}
+
 class ComponentKeys : public ComponentHost, public testing::WithParamInterface<WORD> {};
 
 // But what the user typed before the dialog came, or holds down since then, is not for it.

@@ -79,6 +79,10 @@ void Tell(const auto& operation) {
     }
 }
 
+class Win32ProgressWindow;
+thread_local std::vector<Win32ProgressWindow*>
+    g_shown;  // the thread's dialogs on the screen, each within the last
+
 class Win32ProgressWindow final : public ProgressWindow {
   public:
     explicit Win32ProgressWindow(IProgressWindowEvents& events);
@@ -357,6 +361,7 @@ void Win32ProgressWindow::CentreOnScreen() {
 void Win32ProgressWindow::ShowModal() {
     if (m_unloaded) return;
     EnumThreadWindows(GetCurrentThreadId(), &Disable, reinterpret_cast<LPARAM>(this));
+    g_shown.push_back(this);
     CentreOnScreen();
     ShowWindow(m_window, SW_SHOW);
     SetFocus(Control(ProgressControl::Cancel));
@@ -389,9 +394,18 @@ BOOL CALLBACK Win32ProgressWindow::Disable(HWND window, LPARAM self) {
     return TRUE;
 }
 
-// The others are enabled before the dialog goes, so that its owner becomes active.
+// The others are enabled before the dialog goes, so that its owner becomes active. Those that a dialog within
+// this one stands before go over to that one.
 void Win32ProgressWindow::LeaveScreen() {
-    for (const HWND window : std::exchange(m_disabled, {})) EnableWindow(window, TRUE);
+    const auto self = std::find(g_shown.begin(), g_shown.end(), this);
+    if (self == g_shown.end()) return;
+    const auto inner = g_shown.erase(self);
+    const std::vector<HWND> disabled = std::exchange(m_disabled, {});
+    if (inner != g_shown.end()) {
+        (*inner)->m_disabled.insert((*inner)->m_disabled.end(), disabled.begin(), disabled.end());
+    } else {
+        for (const HWND window : disabled) EnableWindow(window, TRUE);
+    }
     ShowWindow(m_window, SW_HIDE);
 }
 
