@@ -126,6 +126,38 @@ void Press(WORD key) {
     SendInput(2, input, sizeof input[0]);
 }
 
+LONG LineHeight(HWND control) {
+    const HDC device = GetDC(control);
+    SelectObject(device, reinterpret_cast<HGDIOBJ>(SendMessageW(control, WM_GETFONT, 0, 0)));
+    TEXTMETRICW font{};
+    GetTextMetricsW(device, &font);
+    ReleaseDC(control, device);
+    return font.tmHeight;
+}
+
+TEST_F(Component, ItsRowsGrowWithTheMessageFont) {
+    NONCLIENTMETRICSW metrics{};
+    metrics.cbSize = sizeof metrics;
+    SystemParametersInfoW(SPI_GETNONCLIENTMETRICS, sizeof metrics, &metrics, 0);
+    const LONG before = std::exchange(metrics.lfMessageFont.lfHeight, -40);
+    SystemParametersInfoW(SPI_SETNONCLIENTMETRICS, sizeof metrics, &metrics, 0);
+    const Steps steps([](HWND dialog) {
+        int labels = 0;
+        HWND label = nullptr;
+        while ((label = FindWindowExW(dialog, label, L"STATIC", nullptr)) != nullptr) {
+            RECT area{};
+            GetClientRect(label, &area);
+            EXPECT_GE(area.bottom, LineHeight(label));
+            ++labels;
+        }
+        EXPECT_EQ(labels, 8);
+        Close(dialog);
+    });
+    EXPECT_EQ(Add(Url(L"/slow-font"), true), L"");
+    metrics.lfMessageFont.lfHeight = before;
+    SystemParametersInfoW(SPI_SETNONCLIENTMETRICS, sizeof metrics, &metrics, 0);
+}
+
 // A component with a window of its host.
 class ComponentHost : public Component {
   protected:

@@ -3,6 +3,7 @@
 #include "base/AutomationError.h"
 #include "base/Utf8.h"
 #include "platform/dialog/key_pause.h"
+#include "platform/dialog/layout.h"
 #include "platform/linux/gtk/clip_data.h"
 #include "platform/linux/gtk/display.h"
 #include "platform/linux/ui/path_ellipsis.h"
@@ -16,34 +17,14 @@
 #include <algorithm>
 #include <cmath>
 #include <exception>
+#include <limits>
 
 namespace tsasync::platform {
 
 namespace {
 
-constexpr int kGap = 8;  // pixels between a caption and its value
-constexpr int kMaxGrowth = 2;
 constexpr int kScreenMargin = 40;
 constexpr const char* kStyle = "progressbar trough, progressbar progress { min-height: 11px; }";
-
-struct Pair {
-    ProgressControl caption;
-    ProgressControl value;
-};
-
-constexpr std::array kPairs{
-    Pair{ProgressControl::Estimated, ProgressControl::TimeLeft},
-    Pair{ProgressControl::Download, ProgressControl::Dest},
-    Pair{ProgressControl::Transfer, ProgressControl::Rate},
-};
-
-int Pixels(std::int32_t twips) {
-    return static_cast<int>(std::lround(static_cast<double>(twips) / kTwipsPerPixel));
-}
-
-const ProgressPlace& PlaceOf(ProgressControl control) {
-    return kProgressLayout.at(static_cast<std::size_t>(control));
-}
 
 // Valid UTF-8 whatever `text` holds: a shortened title may have lost half a character.
 Glib::ustring Shown(std::u16string_view text) {
@@ -122,7 +103,7 @@ void GtkProgressWindow::MakeControls() {
             label->set_max_width_chars(1);  // its text asks for no room of its own
             widget = label++;
         }
-        m_client.put(*widget, Pixels(place.left), Pixels(place.top));
+        m_client.put(*widget, 0, 0);
     }
 }
 
@@ -133,7 +114,7 @@ void GtkProgressWindow::NameForAssistants() {
         atk_object_add_relationship(value, ATK_RELATION_LABELLED_BY, caption);
         atk_object_add_relationship(caption, ATK_RELATION_LABEL_FOR, value);
     };
-    for (const Pair& pair : kPairs) label(pair.caption, pair.value);
+    for (const DialogPair& pair : kDialogPairs) label(pair.caption, pair.value);
     label(ProgressControl::Saving, ProgressControl::AssetName);
     label(ProgressControl::AssetName, ProgressControl::Progress);
     m_window.get_accessible()->set_role(Atk::ROLE_DIALOG);
@@ -188,93 +169,37 @@ std::optional<std::u16string> GtkProgressWindow::FitPath(std::u16string_view pat
 
 ScreenDepth GtkProgressWindow::ScreenColors() const { return {Gdk::Visual::get_system()->get_depth(), 1}; }
 
-// A value begins at its place, or behind a caption that is longer than its own.
-int GtkProgressWindow::ValueLeft(const Place& value) const {
-    int left = Pixels(value.left);
-    for (const Pair& pair : kPairs) {
-        if (pair.value != value.control) continue;
-        const int captionEnd = Pixels(PlaceOf(pair.caption).left) +
-                               TextWidth(Widget(pair.caption), Label(pair.caption)->get_text());
-        left = std::max(left, captionEnd + kGap);
-    }
-    return left;
-}
-
-// The width of the client area in which no label is cut, up to what the screen has. A name or a path, which
-// may have any length, widens it to twice the layout's and no more.
-int GtkProgressWindow::NeededWidth() const {
-    const Place& whole = PlaceOf(ProgressControl::AssetName);
-    const int design = Pixels(kProgressClientWidth);
-    const int rightMargin = design - Pixels(whole.left) - Pixels(whole.width);
-    int width = design;
-    for (const Place& place : kProgressLayout) {
-        const Gtk::Label* const label = Label(place.control);
-        if (!label) continue;
-        const bool anyLength =
-            place.control == ProgressControl::AssetName || place.control == ProgressControl::Dest;
-        const int needed = ValueLeft(place) + TextWidth(*label, label->get_text()) + rightMargin;
-        width = std::max(width, anyLength ? std::min(needed, kMaxGrowth * design) : needed);
-        // Behind a longer caption a path keeps its room, which tells how it is shortened.
-        if (place.control == ProgressControl::Dest)
-            width = std::max(width, ValueLeft(place) + place.width / kTwipsPerPixel + rightMargin);
-    }
-    if (const auto monitor = m_window.get_display()->get_primary_monitor()) {
-        Gdk::Rectangle area;
-        monitor->get_workarea(area);
-        width = std::min(width, std::max(area.get_width() - kScreenMargin, design));
-    }
-    return width;
-}
-
-int GtkProgressWindow::NeededHeight(ProgressControl control) const {
-    const int design = Pixels(PlaceOf(control).height);
-    int minimum = 0;
-    int natural = 0;
-    if (control != ProgressControl::Animation) Widget(control).get_preferred_height(minimum, natural);
-    return control == ProgressControl::Progress ? std::max(design, minimum) : std::max(design, natural);
-}
-
-// Gives every control its place for this width and returns the height of the client area.
-int GtkProgressWindow::ArrangeRows(int clientWidth) {
-    const int growth = clientWidth - Pixels(kProgressClientWidth);
-    int shift = 0;    // how far this row has come down
-    int bottom = 0;   // of the rows above
-    int rowTop = -1;  // in the layout
-    int rowBottom =
-        0;  // the lowest of this row's controls, which may share its pixels with the next in the layout
-    for (const Place& place : kProgressLayout) {
-        if (place.top != rowTop) bottom = rowBottom;
-        rowTop = place.top;
-        shift = std::max(shift, bottom - Pixels(place.top));
-        const int height = NeededHeight(place.control);
-        const int top = Pixels(place.top) + shift;
-        int left = ValueLeft(place);
-        int width = Pixels(place.left) + Pixels(place.width) + growth - left;
-        if (place.control == ProgressControl::Cancel) {
-            int minimum = 0;
-            int natural = 0;
-            m_cancel.get_preferred_width(minimum, natural);
-            width = std::max(Pixels(place.width), natural);
-            left += growth + Pixels(place.width) - width;
-        } else if (place.tag != 0 && Label(place.control)) {
-            width = std::max(Pixels(place.width),
-                             TextWidth(Widget(place.control), Label(place.control)->get_text()));
-            for (const Pair& pair : kPairs) {
-                if (pair.caption == place.control) width = ValueLeft(PlaceOf(pair.value)) - kGap / 2 - left;
-            }
-        }
-        Gtk::Widget& widget = Widget(place.control);
-        m_client.move(widget, left, top);
-        widget.set_size_request(width, height);
-        rowBottom = std::max(rowBottom, top + height);
-    }
-    const Place& last = kProgressLayout.back();
-    return rowBottom + Pixels(kProgressClientHeight - last.top - last.height);
+// What the control needs to show its text whole. A label asks for no width of its own.
+DialogSize GtkProgressWindow::Needs(ProgressControl control) const {
+    if (control == ProgressControl::Animation) return {};
+    Gtk::Requisition minimum;
+    Gtk::Requisition natural;
+    Widget(control).get_preferred_size(minimum, natural);
+    if (control == ProgressControl::Progress) return {0, minimum.height};
+    if (const Gtk::Label* const label = Label(control))
+        return {TextWidth(*label, label->get_text()), natural.height};
+    return {natural.width, natural.height};
 }
 
 void GtkProgressWindow::Arrange() {
-    m_clientWidth = std::max(m_clientWidth, NeededWidth());
-    m_client.set_size_request(m_clientWidth, ArrangeRows(m_clientWidth));
+    DialogSizes sizes;
+    sizes.width = m_clientWidth;
+    sizes.widest = std::numeric_limits<int>::max();
+    if (const auto monitor = m_window.get_display()->get_primary_monitor()) {
+        Gdk::Rectangle area;
+        monitor->get_workarea(area);
+        sizes.widest = area.get_width() - kScreenMargin;
+    }
+    for (const Place& place : kProgressLayout)
+        sizes.needs.at(static_cast<std::size_t>(place.control)) = Needs(place.control);
+    const DialogLayout layout = LayOutDialog(sizes);
+    for (const Place& place : kProgressLayout) {
+        const DialogRectangle& area = layout.places.at(static_cast<std::size_t>(place.control));
+        m_client.move(Widget(place.control), area.left, area.top);
+        Widget(place.control).set_size_request(area.width, area.height);
+    }
+    m_clientWidth = layout.client.width;
+    m_client.set_size_request(layout.client.width, layout.client.height);
 }
 
 // Before the host's active window, of whatever toolkit that is.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/dialog/layout.h"
 #include "platform/linux/gtk/clip_view.h"
 #include "platform/progress_window.h"
 
@@ -45,11 +46,8 @@ class GtkProgressWindow final : public ProgressWindow {
 
     void MakeControls();
     void NameForAssistants();
+    DialogSize Needs(ProgressControl control) const;
     void Arrange();
-    int ArrangeRows(int clientWidth);
-    int NeededWidth() const;
-    int NeededHeight(ProgressControl control) const;
-    int ValueLeft(const Place& value) const;
     void ComeBefore();
     bool KeyPressed(const GdkEventKey& key);
     // Runs one operation of the receiver and writes its error to the log.

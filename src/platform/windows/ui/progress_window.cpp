@@ -5,6 +5,7 @@
 #include "base/AutomationError.h"
 #include "platform/app_log.h"
 #include "platform/dialog/key_pause.h"
+#include "platform/dialog/layout.h"
 #include "platform/windows/base/own_module.h"
 #include "platform/windows/base/wide.h"
 
@@ -20,28 +21,10 @@ namespace tsasync::platform {
 namespace {
 
 constexpr int kTwipsPerInch = 1440;
-constexpr int kMaxGrowth = 2;  // times the layout's width
+constexpr int kButtonPadding = 120;  // twips beside a button's text, and above and below it together
+constexpr int kScreenMargin = 600;   // twips
 constexpr wchar_t kWindowClass[] = L"QMASYN10.Progress";
 constexpr UINT kPathEllipsis = DT_SINGLELINE | DT_PATH_ELLIPSIS | DT_MODIFYSTRING;
-
-// A caption that stands before its value on one line.
-struct Pair {
-    ProgressControl caption;
-    ProgressControl value;
-};
-constexpr std::array<Pair, 3> kPairs{{{ProgressControl::Estimated, ProgressControl::TimeLeft},
-                                      {ProgressControl::Download, ProgressControl::Dest},
-                                      {ProgressControl::Transfer, ProgressControl::Rate}}};
-
-const ProgressPlace& PlaceOf(ProgressControl control) {
-    return *std::find_if(kProgressLayout.begin(), kProgressLayout.end(),
-                         [&](const ProgressPlace& place) { return place.control == control; });
-}
-
-bool IsLabel(ProgressControl control) {
-    return control != ProgressControl::Animation && control != ProgressControl::Progress &&
-           control != ProgressControl::Cancel;
-}
 
 const wchar_t* ClassOf(ProgressControl control) {
     switch (control) {
@@ -113,10 +96,10 @@ class Win32ProgressWindow final : public ProgressWindow {
     HWND Control(ProgressControl control) const { return m_controls.at(static_cast<std::size_t>(control)); }
     int Pixels(int twips) const { return MulDiv(twips, m_dotsPerInch, kTwipsPerInch); }
     std::wstring TextOf(ProgressControl control) const;
-    int TextWidth(ProgressControl control) const;
-    int ValueLeft(const ProgressPlace& place) const;
-    int NeededWidth() const;
+    DialogSize Needs(ProgressControl control) const;
     void Arrange();
+    void Grow();
+    RECT Screen() const;
     void CentreOnScreen();
 
     IProgressWindowEvents& m_events;
@@ -125,7 +108,7 @@ class Win32ProgressWindow final : public ProgressWindow {
     HWND m_window = nullptr;
     HWND m_tooltip = nullptr;
     std::array<HWND, kProgressLayout.size()> m_controls{};
-    int m_clientWidth = 0;
+    DialogSize m_client;
     std::vector<HWND> m_disabled;  // the thread's other windows, while the dialog is shown
     DWORD m_shown = 0;             // since when the dialog is shown
     bool m_unloaded = false;
@@ -288,66 +271,58 @@ std::wstring Win32ProgressWindow::TextOf(ProgressControl control) const {
     return text;
 }
 
-int Win32ProgressWindow::TextWidth(ProgressControl control) const {
+// What the control needs to show its text whole.
+DialogSize Win32ProgressWindow::Needs(ProgressControl control) const {
+    if (control == ProgressControl::Animation || control == ProgressControl::Progress) return {};
     const std::wstring text = TextOf(control);
     const HDC device = GetDC(m_window);
     const HGDIOBJ before = SelectObject(device, m_font);
     SIZE size{};
     GetTextExtentPoint32W(device, text.c_str(), static_cast<int>(text.size()), &size);
+    TEXTMETRICW font{};
+    GetTextMetricsW(device, &font);
     SelectObject(device, before);
     ReleaseDC(m_window, device);
-    return size.cx;
-}
-
-// A value begins at its place, or behind a caption that is longer than its own.
-int Win32ProgressWindow::ValueLeft(const ProgressPlace& place) const {
-    int left = Pixels(place.left);
-    for (const Pair& pair : kPairs) {
-        if (pair.value != place.control) continue;
-        const int captionEnd = Pixels(PlaceOf(pair.caption).left) + TextWidth(pair.caption);
-        left = std::max(left, captionEnd + Pixels(120));
-    }
-    return left;
-}
-
-// The width of the client area in which no label is cut, up to twice the layout's and what the screen has.
-int Win32ProgressWindow::NeededWidth() const {
-    const int design = Pixels(kProgressClientWidth);
-    const ProgressPlace& asset = PlaceOf(ProgressControl::AssetName);
-    const int margin = design - Pixels(asset.left + asset.width);
-    int width = design;
-    for (const ProgressPlace& place : kProgressLayout) {
-        if (IsLabel(place.control))
-            width = std::max(width, ValueLeft(place) + TextWidth(place.control) + margin);
-    }
-    const int limit = std::min(kMaxGrowth * design, GetSystemMetrics(SM_CXSCREEN) - 2 * margin);
-    return std::min(width, std::max(limit, design));
+    if (control != ProgressControl::Cancel) return {size.cx, font.tmHeight};
+    return {size.cx + 2 * Pixels(kButtonPadding), font.tmHeight + Pixels(kButtonPadding)};
 }
 
 void Win32ProgressWindow::Arrange() {
-    const int width = std::max(m_clientWidth, NeededWidth());
-    const int growth = width - Pixels(kProgressClientWidth);
+    const RECT screen = Screen();
+    DialogSizes sizes{m_dotsPerInch, m_client.width, screen.right - screen.left - Pixels(kScreenMargin), {}};
+    for (const ProgressPlace& place : kProgressLayout)
+        sizes.needs.at(static_cast<std::size_t>(place.control)) = Needs(place.control);
+    const DialogLayout layout = LayOutDialog(sizes);
     for (const ProgressPlace& place : kProgressLayout) {
-        int left = ValueLeft(place);
-        int right = Pixels(place.left + place.width) + growth;
-        if (place.control == ProgressControl::Cancel) {
-            left = right - std::max(Pixels(place.width), TextWidth(place.control) + 2 * Pixels(120));
-        } else if (place.tag != 0) {
-            right = left + std::max(Pixels(place.width), TextWidth(place.control));
-            for (const Pair& pair : kPairs) {
-                if (pair.caption == place.control) right = ValueLeft(PlaceOf(pair.value));
-            }
-        }
-        SetWindowPos(Control(place.control), nullptr, left, Pixels(place.top), right - left,
-                     Pixels(place.height), SWP_NOZORDER | SWP_NOACTIVATE);
+        const DialogRectangle& area = layout.places.at(static_cast<std::size_t>(place.control));
+        SetWindowPos(Control(place.control), nullptr, area.left, area.top, area.width, area.height,
+                     SWP_NOZORDER | SWP_NOACTIVATE);
     }
-    if (width == m_clientWidth) return;
-    m_clientWidth = width;
-    RECT area{0, 0, width, Pixels(kProgressClientHeight)};
+    if (layout.client == m_client) return;
+    m_client = layout.client;
+    Grow();
+}
+
+// To the size that the client area asks for, and away from the edge of the screen that it would go over.
+void Win32ProgressWindow::Grow() {
+    RECT area{0, 0, m_client.width, m_client.height};
     AdjustWindowRectEx(&area, WS_POPUP | WS_CAPTION | WS_SYSMENU, FALSE,
                        WS_EX_TOOLWINDOW | WS_EX_CONTROLPARENT);
-    SetWindowPos(m_window, nullptr, 0, 0, area.right - area.left, area.bottom - area.top,
-                 SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);
+    const LONG width = area.right - area.left;
+    const LONG height = area.bottom - area.top;
+    const RECT screen = Screen();
+    GetWindowRect(m_window, &area);
+    SetWindowPos(m_window, nullptr, std::max(screen.left, std::min(area.left, screen.right - width)),
+                 std::max(screen.top, std::min(area.top, screen.bottom - height)), width, height,
+                 SWP_NOZORDER | SWP_NOACTIVATE);
+}
+
+// The part of the window's screen that is free for windows.
+RECT Win32ProgressWindow::Screen() const {
+    MONITORINFO monitor{};
+    monitor.cbSize = sizeof monitor;
+    GetMonitorInfoW(MonitorFromWindow(m_window, MONITOR_DEFAULTTOPRIMARY), &monitor);
+    return monitor.rcWork;
 }
 
 void Win32ProgressWindow::CentreOnScreen() {
