@@ -1,5 +1,5 @@
 // Opens any bytes as a clip and plays a round of it.
-#include "platform/linux/ui/avi_clip.h"
+#include "platform/linux/gtk/avi_clip.h"
 
 #include <cstddef>
 #include <cstdint>

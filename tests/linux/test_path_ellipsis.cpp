@@ -1,4 +1,4 @@
-#include "platform/linux/ui/path_ellipsis.h"
+#include "platform/linux/gtk/path_ellipsis.h"
 
 #include <gtest/gtest.h>
 

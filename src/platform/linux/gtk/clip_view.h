@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/linux/ui/avi_clip.h"
+#include "platform/linux/gtk/avi_clip.h"
 
 #include <gtkmm/drawingarea.h>
 

@@ -6,7 +6,7 @@
 #include "platform/dialog/layout.h"
 #include "platform/linux/gtk/clip_data.h"
 #include "platform/linux/gtk/display.h"
-#include "platform/linux/ui/path_ellipsis.h"
+#include "platform/linux/gtk/path_ellipsis.h"
 
 #include <atkmm/object.h>
 #include <gdkmm/monitor.h>

@@ -1,4 +1,4 @@
-#include "platform/linux/ui/avi_clip.h"
+#include "platform/linux/gtk/avi_clip.h"
 
 #include "platform/linux/files/little_endian.h"
 
