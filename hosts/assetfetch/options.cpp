@@ -3,7 +3,6 @@
 #include "text.h"
 
 #include <CLI/CLI.hpp>
-#include <glib.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -98,8 +97,7 @@ std::string PrepareFolder(const std::string& path) {
     const std::filesystem::path folder = std::filesystem::absolute(path, error).lexically_normal();
     if (error) throw UsageError(shown + error.message());
     // The component takes the name as text and cuts blanks off its ends.
-    if (folder.native().ends_with(' ') || g_utf8_validate(folder.c_str(), -1, nullptr) == FALSE)
-        throw UsageError(shown + "a name that ends in a blank or is not UTF-8 can't be used");
+    if (folder.native().ends_with(' ')) throw UsageError(shown + "a name that ends in a blank can't be used");
     std::filesystem::create_directories(folder, error);
     if (error) throw UsageError(shown + "can't be made: " + error.message());
     if (!std::filesystem::is_directory(folder, error)) throw UsageError(shown + Reason(ENOTDIR));

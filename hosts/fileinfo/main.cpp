@@ -28,7 +28,8 @@ using tsasync::CFileVersionInfo;
 constexpr int kExitFailure = 1;
 constexpr int kExitUsage = 2;
 
-// Names and texts come from anywhere: what could steer a terminal or turn its text around is shown as "?".
+// Names and texts come from anywhere: what could steer a terminal or turn its text around is shown as "?",
+// what is no text as U+FFFD.
 bool IsSafe(char16_t unit) {
     const bool control = unit < 0x20 || (unit >= 0x7F && unit < 0xA0);
     const bool direction = (unit >= 0x202A && unit <= 0x202E) || (unit >= 0x2066 && unit <= 0x2069);
@@ -36,7 +37,7 @@ bool IsSafe(char16_t unit) {
 }
 
 std::string Shown(std::u16string_view text) {
-    std::u16string safe(text);
+    std::u16string safe = tsasync::FromUtf8(tsasync::platform::ToNativeBytes(text));
     for (char16_t& unit : safe) {
         if (!IsSafe(unit)) unit = u'?';
     }
@@ -134,10 +135,8 @@ bool Describe(const std::string& file) {
     if (!std::filesystem::exists(status) && error != std::errc::filename_too_long) {
         return Fail(file, error ? error.message() : MessageOf(ENOENT));
     }
-    const std::u16string name = tsasync::FromUtf8(file);
-    if (tsasync::ToUtf8(name) != file) return Fail(file, "its name is not UTF-8");
     CFileInfo info;
-    info.SetFullPathName(name);
+    info.SetFullPathName(tsasync::platform::FromNativeBytes(file));
     if (!info.FileExists()) return Fail(file, error ? error.message() : MessageOf(ENOENT));
     PrintFile(info);
     CFileVersionInfo version;

@@ -18,18 +18,22 @@ namespace tsasync::host {
 
 // --- text --------------------------------------------------------------------------------------------------
 
-// UTF-8 from UTF-16 and back. What is malformed becomes U+FFFD.
+// UTF-8 from UTF-16 and back. A byte that is no part of a character, as a path on Linux may have it, stands
+// as the unit U+DC00 and its number, and comes back from it; other halves of a character become U+FFFD.
 inline std::string Utf8(std::u16string_view text) {
     std::string result;
     for (std::size_t i = 0; i < text.size(); ++i) {
         char32_t point = text[i];
         if (point >= 0xD800 && point < 0xE000) {
             const bool pair = point < 0xDC00 && i + 1 < text.size() && (text[i + 1] & 0xFC00) == 0xDC00;
-            point = pair ? 0x10000 + ((point & 0x3FF) << 10) + (text[++i] & 0x3FFu) : 0xFFFD;
+            if (pair)
+                point = 0x10000 + ((point & 0x3FF) << 10) + (text[++i] & 0x3FFu);
+            else if (point < 0xDC80 || point > 0xDCFF)
+                point = 0xFFFD;
         }
         const auto put = [&result](char32_t byte) { result.push_back(static_cast<char>(byte)); };
-        if (point < 0x80) {
-            put(point);
+        if (point < 0x80 || (point & 0xFFFFFF00) == 0xDC00) {
+            put(point & 0xFF);
             continue;
         }
         const int trail = point < 0x800 ? 1 : point < 0x10000 ? 2 : 3;
@@ -44,6 +48,7 @@ inline std::u16string Utf16(std::string_view text) {
     constexpr char32_t kSmallest[] = {0, 0x80, 0x800, 0x10000};
     std::u16string result;
     for (std::size_t i = 0; i < text.size();) {
+        const std::size_t start = i;
         const auto lead = static_cast<unsigned char>(text[i++]);
         const int trail = lead < 0x80   ? 0
                           : lead < 0xC0 ? -1
@@ -58,9 +63,10 @@ inline std::u16string Utf16(std::string_view text) {
             ++read;
         }
         const bool surrogate = point >= 0xD800 && point < 0xE000;
-        if (trail < 0 || read < trail || point < kSmallest[trail] || surrogate || point > 0x10FFFF)
-            point = 0xFFFD;
-        if (point >= 0x10000) {
+        if (trail < 0 || read < trail || point < kSmallest[trail] || surrogate || point > 0x10FFFF) {
+            for (const char byte : text.substr(start, i - start))
+                result.push_back(static_cast<char16_t>(0xDC00 + static_cast<unsigned char>(byte)));
+        } else if (point >= 0x10000) {
             result.push_back(static_cast<char16_t>(0xD7C0 + (point >> 10)));
             result.push_back(static_cast<char16_t>(0xDC00 + (point & 0x3FF)));
         } else {

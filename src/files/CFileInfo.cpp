@@ -40,7 +40,6 @@ struct LongFolder {
 LongFolder LongFolderPath(std::u16string_view path) {
     if (IsDriveRoot(path)) return {UpperCase(path)};
     if (path.ends_with(platform::kPathSeparator)) path.remove_suffix(1);
-    if (!platform::kPathsHaveDrives) return {std::u16string(path)};  // names have one form there
     if (IsNetworkRoot(path)) return {std::u16string(path)};
     const std::size_t separator = path.rfind(platform::kPathSeparator);
     if (separator == std::u16string_view::npos) return {UpperCase(path)};

@@ -46,7 +46,11 @@ std::optional<double> NumberOf(std::u16string_view text) {
     double value = 0;
     const auto [end, error] = std::from_chars(first, last, value);
     if (end != last || error == std::errc::invalid_argument) return std::nullopt;
-    return error == std::errc::result_out_of_range ? std::numeric_limits<double>::infinity() : value;
+    if (error != std::errc::result_out_of_range) return value;
+    // Too large or too small: a name is too short to get there by its digits alone.
+    return ascii.find("e-") == ascii.npos && ascii.find("E-") == ascii.npos
+               ? std::numeric_limits<double>::infinity()
+               : 0;
 }
 
 // Where the numbering goes on: the number in brackets at the end of the name, else 0.

@@ -21,7 +21,8 @@ std::u16string DecimalSeparator();
 std::u16string FormatLongDate(double date);
 std::u16string FormatLongTime(double date);
 
-// The name of a Windows language identifier in the user's language; empty when unknown.
+// The name of a Windows language identifier in the user's language; 0, which is no language, and unknown ones
+// have the name that the system gives to all of these.
 std::u16string LanguageName(std::uint16_t language);
 
 }  // namespace tsasync::platform

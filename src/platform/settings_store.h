@@ -28,9 +28,9 @@ bool DeleteSettingValue(std::int32_t root, std::u16string_view keyPath, std::u16
 
 bool SettingKeyExists(std::int32_t root, std::u16string_view keyPath);
 
-// Deletes the key `name` below `parentPath` (empty: the root itself) with its values. False when there is
-// none, when it has keys below it, or when the store refuses. Its parent stays, unless that is a key of the
-// classes root that has nothing in it and the store is our own.
+// Deletes the key `name` (never empty) below `parentPath` (empty: the root itself) with its values. False
+// when there is none, when it has keys below it, or when the store refuses. Its parent stays, unless that is
+// a key of the classes root that has nothing in it and the store is our own.
 bool DeleteSettingKey(std::int32_t root, std::u16string_view parentPath, std::u16string_view name);
 
 }  // namespace tsasync::platform

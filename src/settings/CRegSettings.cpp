@@ -22,6 +22,7 @@ void CRegSettings::SetAppName(std::u16string_view NewVal) { m_sAppName = Trimmed
 
 bool CRegSettings::DeleteSetting(std::u16string_view Section, std::u16string_view Key,
                                  std::int32_t ROOT) const {
+    if (Key.empty() && Section.empty()) return false;  // never the application's own key
     if (Key.empty()) return platform::DeleteSettingKey(ROOT, KeyPath({}), Section);
     return platform::DeleteSettingValue(ROOT, KeyPath(Section), ValueName(Key));
 }

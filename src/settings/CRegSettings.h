@@ -20,7 +20,7 @@ class CRegSettings {
     const std::u16string& AppName() const { return m_sAppName; }
 
     // `Key` "*" is the section's default value in all three. An empty `Key` deletes the whole section, which
-    // must hold no sections of its own.
+    // must hold no sections of its own; without a section nothing is deleted.
     bool DeleteSetting(std::u16string_view Section, std::u16string_view Key, std::int32_t ROOT) const;
     std::u16string GetSetting(std::u16string_view Section, std::u16string_view Key,
                               std::u16string_view Default, std::int32_t ROOT) const;

@@ -109,6 +109,7 @@ TEST_F(ModFileOps, BuildsTheNextFreeName) {
         {{u"a[-inf].b"}, u"a[-inf].b", u"a[-inf][1].b"},
         {{u"a[+-3].b"}, u"a[+-3].b", u"a[+-3][1].b"},
         {{u"a[+.5e1].b"}, u"a[+.5e1].b", u"a[+.5e1][6].b"},
+        {{u"a[1e-999].b"}, u"a[1e-999].b", u"a[1e-999][1].b"},
         {{u"a]b[4].c"}, u"a]b[4].c", u"a]b[4][5].c"},
         {{u"Photo.JPG"}, u"pHOTO.jpg", u"Photo[1].JPG"},  // the case of what is stored
     };

@@ -3,7 +3,7 @@ import random
 import unittest
 import urllib.parse
 
-from hosts_support import Handler, HostTest
+from hosts_support import ASSETFETCH, Handler, HostTest
 
 JPEG = b"\xff\xd8\xff\xe0\x00\x10JFIF\x00\x01"
 NOISE = bytes(range(256)) * 100
@@ -44,6 +44,15 @@ class FetchTest(HostTest):
             self.assertRegex(name, r'\A[^\x00-\x1f\x7f-\x9f\u202a-\u202e\\/:*?"<>|]+\.png\Z')
             self.assertNotRegex(name, r"(?i)\A(con|nul|com1)\.|\A[. ]|[. ]\.png\Z")
             self.assertLess(len(name.encode()), 256)
+
+    def test_a_home_that_is_no_utf8(self):
+        home = self.root / "home\udcff"
+        self.environment["HOME"] = str(home)
+        photo = self.write("photo.png", NOISE)
+        self.command = lambda *arguments: [ASSETFETCH, *arguments]
+        result = self.fetch("--no-retry", f"{self.serve_site()}/photo.png")
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        self.assertEqual((home / "Quillmark Assets/photo.png").read_bytes(), photo)
 
     def test_what_comes_of_urls(self):
         """Each row begins with some files in the assets folder and ends with one of these contents."""

@@ -1,5 +1,6 @@
 #include "platform/file_system.h"
 
+#include "platform/linux/files/native_path.h"
 #include "platform/shell_info.h"
 #include "tests/linux/sandbox.h"
 
@@ -71,6 +72,12 @@ TEST_F(FileSystem, KeepsNamesBeyondAnyBuffer) {
     const auto found = FindFirst(FromUtf8(path + name));
     ASSERT_TRUE(found);
     EXPECT_EQ(found->name, u"\U0001F4F7 \u00E4.jpg");
+    for (const std::string bytes : {"/\xE9", "/\xED\xB2\x80", "/\xED\xA0\x80\xB0", "/\xC3"}) {
+        Write(path + bytes, "");  // no UTF-8
+        const std::u16string units = platform::FromNativeBytes(path + bytes);
+        ASSERT_TRUE(FindFirst(units));
+        EXPECT_EQ(FindFirst(units)->name, units.substr(units.rfind(u'/') + 1));
+    }
     EXPECT_EQ(platform::CreateNewFile(At(std::string(300, 'z'))), platform::CreateResult::Refused);
     EXPECT_EQ(platform::CreateFolder(At("no/way")), platform::CreateResult::Refused);
 }
@@ -181,13 +188,18 @@ TEST_F(FileSystem, KeepsDosAttributesWhereTheVolumeDoes) {
                  {"0x20\0\3\0\3\0rest"sv, 0x20, false},
                  {"rubbish"sv, 0x80, false},
                  {""sv, 0x80, false},
+                 {"0x1"sv, 0x1, true},
                  {"0xZZ"sv, 0x80, true}};
     for (const auto& c : cases) {
         std::filesystem::remove(file);  // which is read-only
         Write(file, "");
         ASSERT_EQ(setxattr(file.c_str(), "user.DOSATTRIB", c.stored.data(), c.stored.size(), 0), 0);
         EXPECT_EQ(FindFirst(At("f"))->attributes, c.attributes) << c.stored;
-        EXPECT_EQ(platform::WriteAttributes(At("f"), 0x4), c.writable) << c.stored;
+        for (const std::uint32_t wanted : {0x80U, 0x4U}) {
+            const bool change = wanted != c.attributes;
+            EXPECT_EQ(platform::WriteAttributes(At("f"), wanted), c.writable || !change) << c.stored;
+            EXPECT_EQ(FindFirst(At("f"))->attributes, c.writable ? wanted : c.attributes) << c.stored;
+        }
     }
 }
 

@@ -93,8 +93,8 @@ TEST_F(Locale, NamesLanguages) {
     EXPECT_EQ(LanguageName(1031), u"German (Germany)");
     Set("de_DE", nullptr, nullptr);
     EXPECT_EQ(LanguageName(1036), u"Franz\u00F6sisch (Frankreich)");
-    EXPECT_EQ(LanguageName(0), u"");
-    EXPECT_EQ(LanguageName(0x3FF), u"");
+    EXPECT_EQ(LanguageName(0), u"Language Neutral");
+    EXPECT_EQ(LanguageName(0x3FF), u"Language Neutral");
 }
 
 }  // namespace

@@ -66,7 +66,6 @@ TEST_F(SettingsStore, DeletesOnlyWhatIsThereAndHoldsNoKeys) {
     WriteSetting(kCurrentUserRoot, u"A\\B\\C", u"x", u"1");
     EXPECT_FALSE(DeleteSettingKey(kCurrentUserRoot, u"A", u"B"));
     EXPECT_FALSE(DeleteSettingKey(kCurrentUserRoot, u"A", u"nothing"));
-    EXPECT_FALSE(DeleteSettingKey(kCurrentUserRoot, u"", u""));
     EXPECT_FALSE(DeleteSettingValue(kCurrentUserRoot, u"A\\B", u"x"));
     EXPECT_TRUE(DeleteSettingKey(kCurrentUserRoot, u"A\\B", u"C"));
     EXPECT_TRUE(DeleteSettingKey(kCurrentUserRoot, u"A", u"B"));  // was left when its only key went
@@ -152,6 +151,8 @@ TEST_F(SettingsStore, CarriesTheApplicationsSettings) {
     EXPECT_TRUE(settings.DeleteSetting(u"Assets", u"*", kCurrentUserRoot));
     EXPECT_TRUE(settings.DeleteSetting(u"Assets", u"", kCurrentUserRoot));
     EXPECT_FALSE(settings.DeleteSetting(u"Assets", u"Location", kCurrentUserRoot));
+    EXPECT_FALSE(settings.DeleteSetting(u"", u"", kCurrentUserRoot));
+    EXPECT_TRUE(SettingKeyExists(kCurrentUserRoot, u"Software\\Corvane\\Quillmark"));
     settings.SetCompany(u"   ");
     EXPECT_EQ(settings.Company(), u"");
     settings.SetCompany(u"");

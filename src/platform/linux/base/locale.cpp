@@ -132,7 +132,8 @@ std::u16string LanguageName(std::uint16_t language) {
     std::array<char, ULOC_FULLNAME_CAPACITY> name{};
     UErrorCode status = U_ZERO_ERROR;
     uloc_getLocaleForLCID(language, name.data(), static_cast<std::int32_t>(name.size() - 1), &status);
-    if (language == 0 || U_FAILURE(status) || name[0] == '\0') return {};
+    if (language == 0 || U_FAILURE(status) || name[0] == '\0')
+        return u"Language Neutral";  // as Windows says it
     icu::UnicodeString text;
     icu::Locale(name.data()).getDisplayName(FormatLocale(kMessages), text);
     return Text(text);

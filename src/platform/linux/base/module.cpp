@@ -1,6 +1,6 @@
 #include "platform/module.h"
 
-#include "base/Utf8.h"
+#include "platform/linux/files/native_path.h"
 
 #include <dlfcn.h>
 #include <stdlib.h>
@@ -14,7 +14,7 @@ std::u16string ModulePath() {
     Dl_info module{};
     if (dladdr(&address, &module) == 0 || module.dli_fname == nullptr) return {};
     const std::unique_ptr<char, void (*)(void*)> path(realpath(module.dli_fname, nullptr), &free);
-    return path ? FromUtf8(path.get()) : std::u16string();
+    return path ? FromNativeBytes(path.get()) : std::u16string();
 }
 
 }  // namespace tsasync::platform

@@ -2,6 +2,7 @@
 
 #include "base/Utf8.h"
 #include "platform/linux/curl/mailbox.h"
+#include "platform/linux/files/native_path.h"
 
 #include <algorithm>
 #include <iterator>
@@ -57,7 +58,7 @@ void Report::SendBytes(Clock::time_point now) {
 void Report::Succeed(const std::string& path) {
     if (m_held) SendBytes(m_next);
     Status(kStatusEndDownload, m_read->url);
-    m_outbox.Add({m_read, 0, {}, FromUtf8(path)});
+    m_outbox.Add({m_read, 0, {}, FromNativeBytes(path)});
 }
 
 void Report::Fail(ReadFailure failure) {

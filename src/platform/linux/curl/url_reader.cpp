@@ -7,6 +7,7 @@
 #include "platform/linux/curl/mailbox.h"
 #include "platform/linux/curl/source_url.h"
 #include "platform/linux/curl/transfer_thread.h"
+#include "platform/linux/files/native_path.h"
 #include "platform/reader/read_rules.h"
 
 #include <exception>
@@ -48,7 +49,8 @@ class UrlReader::Impl final : public reader::NoticeReceiver {
 void UrlReader::Impl::PlaceNear(std::u16string_view folder) {
     // The process may have gone to another folder when the read begins.
     std::error_code nowhere;  // the folder where the process is may be gone
-    m_folder = folder.empty() ? std::string() : std::filesystem::absolute(ToUtf8(folder), nowhere).string();
+    m_folder =
+        folder.empty() ? std::string() : std::filesystem::absolute(ToNativeBytes(folder), nowhere).string();
 }
 
 std::int32_t UrlReader::Impl::Start(std::u16string_view target, std::u16string_view name) {

@@ -1,8 +1,8 @@
 #include "platform/file_system.h"
 
-#include "base/Utf8.h"
 #include "platform/linux/files/dos_attributes.h"
 #include "platform/linux/files/native_path.h"
+#include "platform/linux/files/stored_name.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -78,6 +78,13 @@ std::uint32_t AttributesOf(const std::string& path, const struct statx& entry, s
     return attributes == 0 ? kAttributeNormal : attributes;
 }
 
+// Some file systems accept every mode and keep their own.
+bool ChangeMode(const NativePath& path, mode_t mode) {
+    struct stat entry {};
+    return chmod(path.c_str(), mode) == 0 && stat(path.c_str(), &entry) == 0 &&
+           ((entry.st_mode & kWriteBits) == 0) == ((mode & kWriteBits) == 0);
+}
+
 }  // namespace
 
 std::optional<FindData> FindFirst(std::u16string_view path) {
@@ -87,7 +94,7 @@ std::optional<FindData> FindFirst(std::u16string_view path) {
     if (!entry) return std::nullopt;
 
     FindData result;
-    result.name = LastComponent(path);
+    result.name = StoredName(WithoutTrailingSeparators(path));
     result.size = S_ISDIR(entry->stx_mode) ? 0 : entry->stx_size;
     result.attributes = AttributesOf(native->Text(), *entry, result.name);
     result.lastAccessTime = AutomationDate(entry->stx_atime.tv_sec);
@@ -100,7 +107,7 @@ std::optional<FindData> FindFirst(std::u16string_view path) {
 std::u16string FullPath(std::u16string_view path) {
     if (path.find(u'\0') != path.npos) return {};
     std::error_code error;
-    auto absolute = std::filesystem::absolute(ToUtf8(path), error);
+    auto absolute = std::filesystem::absolute(ToNativeBytes(path), error);
     if (error) return {};
     // Behind a link ".." leads elsewhere than the text tells.
     if (std::find(absolute.begin(), absolute.end(), "..") != absolute.end()) {
@@ -109,7 +116,7 @@ std::u16string FullPath(std::u16string_view path) {
             std::filesystem::weakly_canonical(name.empty() ? absolute : absolute.parent_path(), error);
         if (!error) absolute = folder / name;
     }
-    return std::u16string(WithoutTrailingSeparators(FromUtf8(absolute.lexically_normal().native())));
+    return std::u16string(WithoutTrailingSeparators(FromNativeBytes(absolute.lexically_normal().native())));
 }
 
 std::u16string ShortPath(std::u16string_view path) {
@@ -148,14 +155,19 @@ bool WriteAttributes(std::u16string_view path, std::uint32_t attributes) {
     const mode_t mode = entry->stx_mode & 07777;
     const bool readOnly = (attributes & kAttributeReadOnly) != 0;
     const mode_t wanted = readOnly ? mode & ~kWriteBits : ((mode & kWriteBits) == 0 ? mode | S_IWUSR : mode);
-    if (((current ^ attributes) & kStored) == 0) return wanted == mode || chmod(native->c_str(), wanted) == 0;
+    if (wanted != mode && !ChangeMode(*native, wanted)) return false;
 
-    // The others can be stored only while the owner may write. Who may not change that is refused before
-    // anything is stored.
-    const bool changesMode = wanted != mode || (mode & S_IWUSR) == 0;
-    if (changesMode && chmod(native->c_str(), mode | S_IWUSR) != 0) return false;
-    const bool stored = WriteDosAttributes(native->Text(), attributes & kStored);
-    return (!changesMode || chmod(native->c_str(), stored ? wanted : mode) == 0) && stored;
+    // Read-only can be stored, too, by whoever shares the folder with Windows clients.
+    const std::uint32_t stored = ReadDosAttributes(native->Text()).value_or(0);
+    if (((current ^ attributes) & kStored) == 0 && (readOnly || (stored & kAttributeReadOnly) == 0))
+        return true;
+    // Only while the owner may write can anything be stored.
+    const bool sealed = (wanted & S_IWUSR) == 0;
+    if (sealed && !ChangeMode(*native, wanted | S_IWUSR)) return false;
+    const bool written = WriteDosAttributes(native->Text(), attributes & kStored);
+    const mode_t now = sealed ? wanted | S_IWUSR : wanted;
+    const mode_t after = written ? wanted : mode;
+    return (after == now || ChangeMode(*native, after)) && written;
 }
 
 CreateResult CreateFolder(std::u16string_view path) {

@@ -165,7 +165,6 @@ bool DeleteSettingKey(std::int32_t root, std::u16string_view parentPath, std::u1
     auto key = KeyNames(root, parentPath);
     if (!key) return false;
     const auto below = KeyNames(root, name);
-    if (below->size() == 1) return false;  // no name: the root itself is never deleted
     key->insert(key->end(), below->begin() + 1, below->end());
     const bool parentStays = root != kClassesRoot;
     return Change([&](SettingsFile& file) { return file.DeleteKey(*key, parentStays); });

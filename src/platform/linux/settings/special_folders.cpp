@@ -1,6 +1,6 @@
 #include "platform/special_folders.h"
 
-#include "base/Utf8.h"
+#include "platform/linux/files/native_path.h"
 
 #include <glib.h>
 
@@ -54,7 +54,7 @@ std::u16string SpecialFolder(std::int32_t number) {
     if (path == nullptr) return {};
     std::string_view text = path;
     while (text.size() > 1 && text.ends_with('/')) text.remove_suffix(1);
-    return FromUtf8(text);
+    return FromNativeBytes(text);
 }
 
 }  // namespace tsasync::platform
