@@ -24,9 +24,8 @@ enum class ProgressControl : std::uint8_t {
     Cancel,
 };
 
-// A control's place at 96 dots per inch, in twips (15 to the pixel), and the number of the text that becomes
-// its caption when the dialog is loaded (0 none). A window may move and widen what a text needs more room
-// for.
+// A control's place in twips, 15 to the pixel at 96 dots per inch, and the number of the text that becomes
+// its caption when the dialog is loaded (0 none). LayOutDialog gives more room to what needs it.
 struct ProgressPlace {
     ProgressControl control;
     std::int32_t left;

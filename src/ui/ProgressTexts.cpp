@@ -31,7 +31,7 @@ std::u16string Rounded(double value, int decimals) {
     auto units = static_cast<std::int64_t>(RoundHalfEven(value * static_cast<double>(scale)));
     for (; scale > 1 && units % 10 == 0; scale /= 10) units /= 10;
     if (scale == 1) return Decimal(units);
-    const std::u16string fraction = Decimal(scale + units % scale).substr(1);  // with its leading zeros
+    const std::u16string fraction = Decimal(scale + units % scale).substr(1);  // the 1 in front keeps zeros
     return Decimal(units / scale) + platform::DecimalSeparator() + fraction;
 }
 

@@ -7,7 +7,7 @@
 
 namespace tsasync {
 
-// The words of the progress dialog in the language that was chosen when it was created, and the figures
+// The words of the progress dialog, in the language of the moment of its creation, and the figures that are
 // written with them.
 class ProgressTexts {
   public:
@@ -22,8 +22,7 @@ class ProgressTexts {
     // The text of a status code of the reader; empty for a code that the dialog does not show.
     std::u16string_view Status(std::int32_t code) const;
 
-    // "1 hr 5 min 30 sec ": every part that is not zero, each with a space behind it; empty for no time or
-    // less.
+    // "1 hr 5 min 30 sec ": every part above zero, each with a space behind it; empty when there is none.
     std::u16string FormatTime(std::int32_t seconds) const;
     // "1.5 KB": at most one decimal.
     std::u16string FormatSize(std::int32_t bytes) const;

@@ -158,8 +158,7 @@ void frmProgress::Impl::SetTotalSize(std::int32_t ts) {
 }
 
 void frmProgress::Impl::UpdateDisplay() {
-    // A figure that can't be shown ends the update; what is already set stays, the rest waits for the next
-    // one.
+    // A figure that can't be shown ends the update: what is set stays, the rest waits for the next one.
     try {
         m_lElapsed = ToLong(SecondCount(platform::Now()) - SecondCount(m_dtStart.value_or(0)));
         UpdateTimeLeft();
@@ -188,7 +187,7 @@ void frmProgress::Impl::UpdateTitle() {
         const std::int64_t pct = std::int64_t{m_lSizeSoFar} * 100 / m_lTotalSize;
         m_sTitle =
             Decimal(pct) + u"%  " + m_texts.Of() + u" " + m_oUrl.FileName() + u" " + m_texts.Completed();
-        const std::int64_t value = pct % 100;  // a whole bar is an empty one
+        const std::int64_t value = pct % 100;  // at 100 % the bar is empty again
         if (value < 0) Raise(kErrInvalidPropertyValue);
         Window().SetProgress(static_cast<float>(value));
     } else if (m_sTitle.empty()) {
@@ -217,8 +216,7 @@ void frmProgress::Impl::ShowModal() { Window().ShowModal(); }
 
 void frmProgress::Impl::Unload() { Close(m_bCancelled); }
 
-// The window goes even when the receiver of Cancel fails, and while that runs the dialog is as good as
-// closed.
+// The window goes even when the receiver of Cancel fails. A receiver that unloads the dialog finds it closed.
 void frmProgress::Impl::Close(bool bRaiseCancel) {
     if (m_bClosing) return;
     m_bClosing = true;

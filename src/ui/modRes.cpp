@@ -39,8 +39,7 @@ char16_t UnitAt(Block bytes, std::size_t offset) {
                                  std::to_integer<unsigned>(bytes[offset + 1]) << 8);
 }
 
-// The entry at the front of `bytes`, which is cut off there; empty, and so is the rest, when it runs over the
-// end.
+// Takes the entry at the front of `bytes`. One that runs over the end is empty and leaves nothing behind it.
 std::u16string TakeEntry(Block& bytes) {
     if (bytes.size() < 2 || bytes.size() < 2 + 2 * std::size_t{UnitAt(bytes, 0)}) {
         bytes = {};

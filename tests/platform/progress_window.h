@@ -11,8 +11,7 @@
 
 namespace tsasync::testplatform {
 
-// What the latest progress window of this thread was told. It stays readable after the window's end, until
-// the next window is made.
+// What the latest progress window of this thread was told, readable until the next one is made.
 struct ProgressWindowRecord {
     std::map<platform::ProgressControl, std::u16string> captions;
     std::map<platform::ProgressControl, std::u16string> tooltips;
@@ -28,9 +27,8 @@ struct ProgressWindowRecord {
 
 // How the windows of this thread behave. Reset by ResetProgressWindows.
 struct ProgressWindowScript {
-    // Runs inside the modal show, in place of the user and of the message loop: once, or again and again
-    // until the window is unloaded. A window that is still there when it returns false is a failure of the
-    // test.
+    // Runs inside the modal show, in place of the user and of the message loop: again and again until it
+    // returns false or the window is unloaded. A window that is left then is a failure of the test.
     std::function<bool()> whileShown;
     // Shortens paths; nothing fits without it.
     std::function<std::optional<std::u16string>(std::u16string_view path, std::int32_t width)> fitPath;

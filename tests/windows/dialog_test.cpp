@@ -1,5 +1,4 @@
-// The dialog of the registered component, as its user meets it. TSASYNC_SCREENSHOTS is a folder for pictures
-// of it.
+// The dialog of the registered component, as its user meets it. Its pictures go to TSASYNC_SCREENSHOTS.
 #include "tests/windows/component.h"
 
 // after windows.h, whose types it uses

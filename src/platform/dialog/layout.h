@@ -42,6 +42,7 @@ struct DialogSizes {
     int dotsPerInch = 96;
     int width = 0;   // of the client area so far: it never shrinks
     int widest = 0;  // that the screen has room for; the layout's own width is always taken
+
     // What each control needs to show its text whole, 0 where it takes what it is given.
     PerControl<DialogSize> needs{};
 };

@@ -183,6 +183,10 @@ def to_indices(frames, palette):
     return [[index(colour) for colour in frame] for frame in frames]
 
 
+def starts_run(pixels, at):
+    return at + 3 <= len(pixels) and len(set(pixels[at : at + 3])) == 1
+
+
 def encode_pixels(pixels):
     """Runs of one colour, and pieces of three or more pixels that hold no such run."""
     out, at = bytearray(), 0
@@ -195,7 +199,7 @@ def encode_pixels(pixels):
             at += run
             continue
         end = at
-        while end < len(pixels) and end - at < 255 and len(set(pixels[end : end + 3])) > (1 if end + 3 <= len(pixels) else 0):
+        while end < len(pixels) and end - at < 255 and not starts_run(pixels, end):
             end += 1
         piece = pixels[at:end]
         if len(piece) >= 3:

@@ -12,8 +12,7 @@ namespace tsasync::platform {
 // to it; what is broken is a clip that can't be opened or a frame that shows what came before it.
 class AviClip {
   public:
-    // Nothing when `file` is no such clip, or larger than 4096 pixels either way. The bytes must outlive the
-    // clip.
+    // Nothing when `file` is no such clip, or larger than 4096 pixels either way. It must outlive the clip.
     static std::optional<AviClip> Open(std::span<const std::byte> file);
 
     int Width() const { return m_width; }

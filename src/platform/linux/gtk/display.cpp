@@ -4,6 +4,8 @@
 #include <gdkmm/display.h>
 #include <unistd.h>
 
+#include <array>
+#include <bitset>
 #include <memory>
 #include <optional>
 
@@ -45,11 +47,14 @@ std::uint32_t TimeOf(const GdkEventKey& press) { return X11Display() ? press.tim
 std::set<unsigned> KeysDown() {
     GdkDisplay* const display = X11Display();
     if (!display) return {};
-    std::array<char, 32> bits{};
-    XQueryKeymap(GDK_DISPLAY_XDISPLAY(display), bits.data());
+    std::array<char, 32> bytes{};  // a bit for each key
+    XQueryKeymap(GDK_DISPLAY_XDISPLAY(display), bytes.data());
     std::set<unsigned> keys;
-    for (unsigned key = 0; key < 8 * bits.size(); ++key) {
-        if ((static_cast<unsigned char>(bits[key / 8]) >> (key % 8) & 1) != 0) keys.insert(key);
+    for (unsigned i = 0; i < bytes.size(); ++i) {
+        const std::bitset<8> bits(static_cast<unsigned char>(bytes[i]));
+        for (unsigned bit = 0; bit < bits.size(); ++bit) {
+            if (bits[bit]) keys.insert(8 * i + bit);
+        }
     }
     return keys;
 }

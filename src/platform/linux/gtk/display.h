@@ -13,8 +13,8 @@ std::uint32_t Now(const Glib::RefPtr<Gdk::Window>& window);
 // When the key went down, in milliseconds.
 std::uint32_t TimeOf(const GdkEventKey& press);
 
-// The hardware codes of the keys that are down. None but on X11: others repeat no key that went down
-// elsewhere.
+// The hardware codes of the keys that are down. Known on X11 alone; no other display repeats a key that went
+// down in another window.
 std::set<unsigned> KeysDown();
 
 // The window that the user works with, if it is one of this process, of whatever toolkit. Null but on X11.

@@ -11,8 +11,7 @@ namespace tsasync::platform {
 
 namespace {
 
-// Opens the display without taking anything over from the host: its locale stays, and a missing display is an
-// answer.
+// Opens the display and takes nothing over from the host: its locale stays. False where there is none.
 bool GtkIsReady() {
     if (!gdk_display_get_default()) {
         // GTK takes this before its first start only, which may have found no display.

@@ -9,8 +9,7 @@ constexpr std::u16string_view kEllipsis = u"...";
 
 bool IsLowSurrogate(char16_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
 
-// The largest number of units from 0 to `limit` for which `fits` holds, given that it holds for all smaller
-// ones too.
+// The largest number from 0 to `limit` for which `fits` holds. It holds for all smaller ones too.
 template <typename Fits>
 std::size_t LargestThatFits(std::size_t limit, Fits fits) {
     std::size_t low = 0;

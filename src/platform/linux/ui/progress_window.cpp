@@ -40,8 +40,8 @@ bool GtkCouldRunHere() {
     return reader::Mailbox::OfThisThread()->Context() == g_main_context_default();
 }
 
-// The loader takes the process down with a module that was cut off. What stands at the end of such a file is
-// its table of sections.
+// A module that was cut off would end the process as it is loaded. A whole one has its table of sections at
+// the end.
 bool IsWhole(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     ElfW(Ehdr) header{};
