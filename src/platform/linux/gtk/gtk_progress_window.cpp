@@ -15,7 +15,6 @@
 #include <gtkmm/stylecontext.h>
 
 #include <algorithm>
-#include <cmath>
 #include <exception>
 #include <limits>
 
@@ -170,8 +169,9 @@ std::optional<std::u16string> GtkProgressWindow::FitPath(std::u16string_view pat
 ScreenDepth GtkProgressWindow::ScreenColors() const { return {Gdk::Visual::get_system()->get_depth(), 1}; }
 
 // What the control needs to show its text whole. A label asks for no width of its own.
-DialogSize GtkProgressWindow::Needs(ProgressControl control) const {
+DialogSize GtkProgressWindow::Needs(ProgressControl control) {
     if (control == ProgressControl::Animation) return {};
+    Widget(control).set_size_request(-1, -1);  // which would count as its own need
     Gtk::Requisition minimum;
     Gtk::Requisition natural;
     Widget(control).get_preferred_size(minimum, natural);

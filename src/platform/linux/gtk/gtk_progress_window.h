@@ -46,7 +46,7 @@ class GtkProgressWindow final : public ProgressWindow {
 
     void MakeControls();
     void NameForAssistants();
-    DialogSize Needs(ProgressControl control) const;
+    DialogSize Needs(ProgressControl control);
     void Arrange();
     void ComeBefore();
     bool KeyPressed(const GdkEventKey& key);
