@@ -1,8 +1,7 @@
 #include "platform/app_log.h"
 
+#include "platform/windows/base/handles.h"
 #include "platform/windows/base/wide.h"
-
-#include <windows.h>
 
 #include <mutex>
 #include <string>
@@ -37,19 +36,15 @@ Log& TheLog() {
     return log;
 }
 
-HANDLE OpenForAppending(const std::u16string& path, DWORD disposition) {
-    return CreateFileW(Wide(path), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, disposition,
-                       FILE_ATTRIBUTE_NORMAL, nullptr);
+FileHandle OpenForAppending(const std::u16string& path, DWORD disposition) {
+    return FileHandle(CreateFileW(Wide(path), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                  disposition, FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
 // 0, or the runtime error of a file that can't be written.
 std::int32_t TryFile(const std::u16string& path, bool overwrite) {
     if (path.empty()) return kErrFileNotFound;
-    const HANDLE file = OpenForAppending(path, overwrite ? CREATE_ALWAYS : OPEN_ALWAYS);
-    if (file != INVALID_HANDLE_VALUE) {
-        CloseHandle(file);
-        return 0;
-    }
+    if (OpenForAppending(path, overwrite ? CREATE_ALWAYS : OPEN_ALWAYS)) return 0;
     switch (GetLastError()) {
         case ERROR_ACCESS_DENIED:
         case ERROR_SHARING_VIOLATION:
@@ -70,20 +65,18 @@ std::string Utf8(const std::wstring& text) {
 }
 
 void AppendToFile(const std::u16string& path, const std::wstring& entry) {
-    const HANDLE file = OpenForAppending(path, OPEN_ALWAYS);
-    if (file == INVALID_HANDLE_VALUE) return;  // there is no place left to tell it
+    const FileHandle file = OpenForAppending(path, OPEN_ALWAYS);
+    if (!file) return;  // there is no place left to tell it
     const std::string bytes = Utf8(entry + L"\r\n");
     DWORD written = 0;
-    WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
-    CloseHandle(file);
+    WriteFile(file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
 }
 
 void WriteToEventLog(const std::wstring& entry) {
-    const HANDLE source = RegisterEventSourceW(nullptr, L"QMASYN10");
-    if (source == nullptr) return;
+    const EventSourceHandle source(RegisterEventSourceW(nullptr, L"QMASYN10"));
+    if (!source) return;
     const wchar_t* text = entry.c_str();
-    ReportEventW(source, EVENTLOG_INFORMATION_TYPE, 0, 0, nullptr, 1, 0, &text, nullptr);
-    DeregisterEventSource(source);
+    ReportEventW(source.Get(), EVENTLOG_INFORMATION_TYPE, 0, 0, nullptr, 1, 0, &text, nullptr);
 }
 
 }  // namespace

@@ -1,8 +1,7 @@
 #include "platform/file_system.h"
 
+#include "platform/windows/base/handles.h"
 #include "platform/windows/base/wide.h"
-
-#include <windows.h>
 
 #include <array>
 #include <cmath>
@@ -62,9 +61,8 @@ std::u16string Ask(const Function& function) {
 
 std::optional<FindData> FindFirst(std::u16string_view path) {
     WIN32_FIND_DATAW found{};
-    const HANDLE search = FindFirstFileW(Wide(std::u16string(path)), &found);
-    if (search == INVALID_HANDLE_VALUE) return std::nullopt;
-    FindClose(search);
+    const SearchHandle search(FindFirstFileW(Wide(std::u16string(path)), &found));
+    if (!search) return std::nullopt;
     FindData result;
     result.attributes = found.dwFileAttributes;
     result.creationTime = AutomationDate(found.ftCreationTime);
@@ -97,15 +95,13 @@ std::optional<std::uint64_t> SizeOnDisk(std::u16string_view path) {
 bool WriteFileTime(std::u16string_view path, FileTime which, double date) {
     const auto time = FileTimeOf(date);
     if (!time) return false;
-    const HANDLE file = CreateFileW(Wide(std::u16string(path)), GENERIC_READ | GENERIC_WRITE,
-                                    FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
-                                    FILE_FLAG_BACKUP_SEMANTICS, nullptr);  // folders, too
-    if (file == INVALID_HANDLE_VALUE) return false;
-    const BOOL written = SetFileTime(file, which == FileTime::Creation ? &*time : nullptr,
-                                     which == FileTime::LastAccess ? &*time : nullptr,
-                                     which == FileTime::LastWrite ? &*time : nullptr);
-    CloseHandle(file);
-    return written != FALSE;
+    const FileHandle file(CreateFileW(Wide(std::u16string(path)), GENERIC_READ | GENERIC_WRITE,
+                                      FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+                                      FILE_FLAG_BACKUP_SEMANTICS, nullptr));  // folders, too
+    if (!file) return false;
+    return SetFileTime(file.Get(), which == FileTime::Creation ? &*time : nullptr,
+                       which == FileTime::LastAccess ? &*time : nullptr,
+                       which == FileTime::LastWrite ? &*time : nullptr) != FALSE;
 }
 
 bool WriteAttributes(std::u16string_view path, std::uint32_t attributes) {
@@ -118,13 +114,10 @@ CreateResult CreateFolder(std::u16string_view path) {
 }
 
 CreateResult CreateNewFile(std::u16string_view path) {
-    const HANDLE file = CreateFileW(Wide(std::u16string(path)), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
-                                    FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE) {
-        return GetLastError() == ERROR_FILE_EXISTS ? CreateResult::Exists : CreateResult::Refused;
-    }
-    CloseHandle(file);
-    return CreateResult::Created;
+    const FileHandle file(CreateFileW(Wide(std::u16string(path)), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+                                      FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (file) return CreateResult::Created;
+    return GetLastError() == ERROR_FILE_EXISTS ? CreateResult::Exists : CreateResult::Refused;
 }
 
 }  // namespace tsasync::platform
