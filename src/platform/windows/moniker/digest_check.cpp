@@ -31,37 +31,28 @@ DigestCheck::DigestCheck(const ResponseHead& head) {
     Expect(BCRYPT_MD5_ALGORITHM, 16, head.contentMd5);
 }
 
-DigestCheck::~DigestCheck() {
-    for (const Expected& one : m_expected) {
-        BCryptDestroyHash(one.hash);
-        BCryptCloseAlgorithmProvider(one.algorithm, 0);
-    }
-}
-
 // What is no base64, or of another size, is no digest.
 void DigestCheck::Expect(const wchar_t* algorithmName, std::size_t size, const std::u16string& base64) {
     std::vector<unsigned char> digest = DecodeBase64(base64);
     if (digest.size() != size) return;
-    BCRYPT_ALG_HANDLE algorithm = nullptr;
-    BCRYPT_HASH_HANDLE hash = nullptr;
-    if (BCryptOpenAlgorithmProvider(&algorithm, algorithmName, nullptr, 0) < 0) return;
-    if (BCryptCreateHash(algorithm, &hash, nullptr, 0, nullptr, 0, 0) < 0) {
-        BCryptCloseAlgorithmProvider(algorithm, 0);
-        return;
-    }
-    m_expected.push_back({algorithm, hash, std::move(digest)});
+    AlgorithmHandle algorithm;
+    HashHandle hash;
+    if (BCryptOpenAlgorithmProvider(algorithm.Put(), algorithmName, nullptr, 0) < 0) return;
+    if (BCryptCreateHash(algorithm.Get(), hash.Put(), nullptr, 0, nullptr, 0, 0) < 0) return;
+    m_expected.push_back({std::move(algorithm), std::move(hash), std::move(digest)});
 }
 
 void DigestCheck::Add(std::span<std::byte> data) {
     for (const Expected& one : m_expected) {
-        BCryptHashData(one.hash, reinterpret_cast<UCHAR*>(data.data()), static_cast<ULONG>(data.size()), 0);
+        BCryptHashData(one.hash.Get(), reinterpret_cast<UCHAR*>(data.data()), static_cast<ULONG>(data.size()),
+                       0);
     }
 }
 
 bool DigestCheck::Agrees() {
     return std::all_of(m_expected.begin(), m_expected.end(), [](const Expected& one) {
         std::vector<unsigned char> digest(one.digest.size());
-        return BCryptFinishHash(one.hash, digest.data(), static_cast<ULONG>(digest.size()), 0) == 0 &&
+        return BCryptFinishHash(one.hash.Get(), digest.data(), static_cast<ULONG>(digest.size()), 0) == 0 &&
                digest == one.digest;
     });
 }

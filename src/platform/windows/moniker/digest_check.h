@@ -1,10 +1,7 @@
 #pragma once
 
-#include <windows.h>
-// after windows.h, whose types it uses
+#include "platform/windows/base/handles.h"
 #include "platform/windows/moniker/http_fields.h"
-
-#include <bcrypt.h>
 
 #include <cstddef>
 #include <span>
@@ -18,9 +15,6 @@ class DigestCheck {
   public:
     // `head`: of the HTTP response that the data belongs to.
     explicit DigestCheck(const ResponseHead& head);
-    ~DigestCheck();
-    DigestCheck(const DigestCheck&) = delete;
-    DigestCheck& operator=(const DigestCheck&) = delete;
 
     void Add(std::span<std::byte> data);
     // After all data, once: whether it agrees with every digest that the system can make.
@@ -28,8 +22,8 @@ class DigestCheck {
 
   private:
     struct Expected {
-        BCRYPT_ALG_HANDLE algorithm;
-        BCRYPT_HASH_HANDLE hash;
+        AlgorithmHandle algorithm;  // outlives its hash
+        HashHandle hash;
         std::vector<unsigned char> digest;
     };
     void Expect(const wchar_t* algorithmName, std::size_t size, const std::u16string& base64);

@@ -25,12 +25,12 @@ std::u16string VolumeOf(const std::u16string& path) {
     return FromWide(volume.data());
 }
 
-HANDLE CreateFileIn(const std::u16string& folder, std::u16string& path) {
+FileHandle CreateFileIn(const std::u16string& folder, std::u16string& path) {
     std::array<wchar_t, MAX_PATH + 1> name{};
-    if (GetTempFileNameW(Wide(folder), L"qma", 0, name.data()) == 0) return INVALID_HANDLE_VALUE;
+    if (GetTempFileNameW(Wide(folder), L"qma", 0, name.data()) == 0) return {};
     path = FromWide(name.data());
-    return CreateFileW(Wide(path), GENERIC_WRITE, FILE_SHARE_READ, nullptr, TRUNCATE_EXISTING,
-                       FILE_ATTRIBUTE_NORMAL, nullptr);
+    return FileHandle(CreateFileW(Wide(path), GENERIC_WRITE, FILE_SHARE_READ, nullptr, TRUNCATE_EXISTING,
+                                  FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
 }  // namespace
@@ -43,14 +43,15 @@ std::u16string DownloadFolder(std::u16string_view goal) {
     return folder.substr(0, end) + u"\\.QMASYN10";
 }
 
-HANDLE CreateDownloadFile(std::u16string_view folder, std::u16string& path) {
+FileHandle CreateDownloadFile(std::u16string_view folder, std::u16string& path) {
     const std::u16string temporary = TemporaryFolder();
     const std::u16string wanted(folder);
     if (wanted != temporary && CreateDirectoryW(Wide(wanted), nullptr) != FALSE) {
         SetFileAttributesW(Wide(wanted), FILE_ATTRIBUTE_HIDDEN);
     }
-    const HANDLE file = wanted == temporary ? INVALID_HANDLE_VALUE : CreateFileIn(wanted, path);
-    if (file != INVALID_HANDLE_VALUE) return file;
+    if (wanted != temporary) {
+        if (FileHandle file = CreateFileIn(wanted, path)) return file;
+    }
     CreateFolder(temporary);
     return CreateFileIn(temporary, path);
 }
@@ -62,14 +63,13 @@ void RemoveDownloadFolder(const std::u16string& folder) {
 
 void SweepDownloadFiles(const std::u16string& folder) {
     WIN32_FIND_DATAW found{};
-    const HANDLE search = FindFirstFileW(Wide(folder + u"\\qma*.tmp"), &found);
-    if (search == INVALID_HANDLE_VALUE) return;
+    const SearchHandle search(FindFirstFileW(Wide(folder + u"\\qma*.tmp"), &found));
+    if (!search) return;
     do {
         const std::u16string path = folder + u"\\" + FromWide(found.cFileName);
         const auto entry = FindFirst(path);
         if (entry && entry->lastWriteTime < Now() - kDaysToKeep) DeleteFileW(Wide(path));
-    } while (FindNextFileW(search, &found) != FALSE);
-    FindClose(search);
+    } while (FindNextFileW(search.Get(), &found) != FALSE);
 }
 
 }  // namespace tsasync::platform

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <windows.h>
+#include "platform/windows/base/handles.h"
 
 #include <string>
 #include <string_view>
@@ -12,9 +12,9 @@ namespace tsasync::platform {
 std::u16string DownloadFolder(std::u16string_view goal);
 
 // Creates an empty file of its own for the data of a read in a download folder and opens it for writing.
-// Takes that of the temporary files when the folder can't be made. INVALID_HANDLE_VALUE, and the reason in
-// GetLastError, when there can be none.
-HANDLE CreateDownloadFile(std::u16string_view folder, std::u16string& path);
+// Takes that of the temporary files when the folder can't be made. None, and the reason in GetLastError, when
+// there can be none.
+FileHandle CreateDownloadFile(std::u16string_view folder, std::u16string& path);
 
 // Deletes what reads left in a download folder more than seven days ago.
 void SweepDownloadFiles(const std::u16string& folder);

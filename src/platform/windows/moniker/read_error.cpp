@@ -4,6 +4,7 @@
 // after windows.h, whose types it uses
 #include "base/Text.h"
 #include "platform/reader/read_rules.h"
+#include "platform/windows/base/handles.h"
 #include "platform/windows/base/wide.h"
 
 #include <urlmon.h>
@@ -91,16 +92,13 @@ HRESULT CauseOfFile(std::u16string_view url, HRESULT result) {
                                   static_cast<DWORD>(path.size()), &length, 0))) {
         return result;
     }
-    const HANDLE file =
-        CreateFileW(path.data(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE) {
-        const DWORD error = GetLastError();
-        const bool isMissing = error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
-        return isMissing ? INET_E_OBJECT_NOT_FOUND : INET_E_CANNOT_LOAD_DATA;
-    }
-    CloseHandle(file);
-    return result;
+    const FileHandle file(CreateFileW(path.data(), GENERIC_READ,
+                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                      OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (file) return result;
+    const DWORD error = GetLastError();
+    const bool isMissing = error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
+    return isMissing ? INET_E_OBJECT_NOT_FOUND : INET_E_CANNOT_LOAD_DATA;
 }
 
 bool IsSuccess(DWORD status) { return status == 200; }

@@ -19,6 +19,8 @@ namespace tsasync::platform {
 
 namespace {
 
+using host::ComPtr;
+
 constexpr int kMaxRedirections = 20;
 
 // In lower case, without the colon; empty when there is none.
@@ -75,11 +77,6 @@ HRESULT Guarded(const auto& operation) {
 UrlBinding::UrlBinding(std::u16string url, std::u16string folder, Report report)
     : m_url(std::move(url)), m_folder(std::move(folder)), m_target(m_url), m_report(std::move(report)) {}
 
-UrlBinding::~UrlBinding() {
-    if (m_binding != nullptr) m_binding->Release();
-    CloseFile();
-}
-
 void UrlBinding::Start() {
     if (!m_report) return;
     m_waits = false;
@@ -92,8 +89,8 @@ void UrlBinding::Start() {
     } else if (scheme == u"ftp" && NamesFolder(m_url)) {
         Finish(Failure(kErrObjectNotFound, u"A folder, not a file", m_url));
     } else {
-        if (m_file == INVALID_HANDLE_VALUE) m_file = CreateDownloadFile(m_folder, m_path);
-        if (m_file == INVALID_HANDLE_VALUE) {
+        if (!m_file) m_file = CreateDownloadFile(m_folder, m_path);
+        if (!m_file) {
             Finish(FileFailure(GetLastError(), m_path));
         } else if (const HRESULT started = Bind(); FAILED(started) && !m_waits) {
             Finish(BindingFailure(CauseOf(started), m_url));
@@ -102,25 +99,20 @@ void UrlBinding::Start() {
 }
 
 HRESULT UrlBinding::Bind() {
-    IMoniker* moniker = nullptr;
-    HRESULT result = CreateURLMonikerEx(nullptr, Wide(m_url), &moniker, URL_MK_UNIFORM);
+    ComPtr<IMoniker> moniker;
+    HRESULT result = CreateURLMonikerEx(nullptr, Wide(m_url), moniker.Put(), URL_MK_UNIFORM);
     if (FAILED(result)) return result;
-    IBindCtx* context = nullptr;
-    result = CreateAsyncBindCtx(0, this, nullptr, &context);
-    if (SUCCEEDED(result)) {
-        IStream* stream = nullptr;
-        result = moniker->BindToStorage(context, nullptr, IID_IStream, reinterpret_cast<void**>(&stream));
-        if (stream != nullptr) stream->Release();
-        context->Release();
-    }
-    moniker->Release();
-    return result;
+    ComPtr<IBindCtx> context;
+    result = CreateAsyncBindCtx(0, this, nullptr, context.Put());
+    if (FAILED(result)) return result;
+    ComPtr<IStream> stream;
+    return moniker->BindToStorage(context.Get(), nullptr, IID_IStream, stream.PutVoid());
 }
 
 void UrlBinding::Abort() {
     m_report = nullptr;
     StopBinding();
-    CloseFile();
+    m_file.Reset();
     if (!m_path.empty()) DeleteFileW(Wide(m_path));
 }
 
@@ -143,15 +135,8 @@ void UrlBinding::FailSilent() {
 
 // May be answered by OnStopBinding before it returns: whoever has something to tell does it first.
 void UrlBinding::StopBinding() {
-    IBinding* const binding = std::exchange(m_binding, nullptr);
-    if (binding == nullptr) return;
-    binding->Abort();
-    binding->Release();
-}
-
-void UrlBinding::CloseFile() {
-    if (m_file != INVALID_HANDLE_VALUE) CloseHandle(m_file);
-    m_file = INVALID_HANDLE_VALUE;
+    const ComPtr<IBinding> binding = std::exchange(m_binding, {});
+    if (binding) binding->Abort();
 }
 
 void UrlBinding::Tell(std::int32_t code, std::u16string text) {
@@ -160,7 +145,7 @@ void UrlBinding::Tell(std::int32_t code, std::u16string text) {
 
 void UrlBinding::Finish(std::variant<std::u16string, ReadFailure> result) {
     const Report report = std::exchange(m_report, nullptr);
-    CloseFile();
+    m_file.Reset();
     if (!report) return;
     if (std::holds_alternative<ReadFailure>(result) && !m_path.empty()) DeleteFileW(Wide(m_path));
     report({0, {}, m_target, m_received, m_max, std::nullopt, std::move(result)});
@@ -189,8 +174,7 @@ ULONG UrlBinding::Release() {
 
 HRESULT UrlBinding::OnStartBinding(DWORD, IBinding* binding) {
     if (!m_report) return E_ABORT;
-    m_binding = binding;
-    m_binding->AddRef();
+    m_binding = ComPtr(binding);
     return S_OK;
 }
 
@@ -247,7 +231,7 @@ HRESULT UrlBinding::GetBindInfo(DWORD* flags, BINDINFO* info) {
 
 HRESULT UrlBinding::OnDataAvailable(DWORD, DWORD, FORMATETC*, STGMEDIUM* medium) {
     m_lastSign = GetTickCount64();
-    if (m_file == INVALID_HANDLE_VALUE || medium->tymed != TYMED_ISTREAM) return E_ABORT;
+    if (!m_file || medium->tymed != TYMED_ISTREAM) return E_ABORT;
     return Guarded([&] { return Receive(*medium->pstm); });
 }
 
@@ -272,7 +256,7 @@ HRESULT UrlBinding::Receive(IStream& data) {
         m_written += count;
         DWORD written = 0;
         if (count > 0 &&
-            (WriteFile(m_file, buffer.data(), count, &written, nullptr) == FALSE || written != count)) {
+            (WriteFile(m_file.Get(), buffer.data(), count, &written, nullptr) == FALSE || written != count)) {
             Fail(FileFailure(GetLastError(), m_path));
             return E_ABORT;
         }
@@ -283,7 +267,7 @@ HRESULT UrlBinding::Receive(IStream& data) {
 HRESULT UrlBinding::OnObjectAvailable(REFIID, IUnknown*) { return S_OK; }
 
 HRESULT UrlBinding::OnStopBinding(HRESULT result, LPCWSTR) {
-    if (IBinding* const binding = std::exchange(m_binding, nullptr)) binding->Release();
+    m_binding.Reset();
     return Guarded([&] { return End(result); });
 }
 
@@ -344,8 +328,8 @@ void UrlBinding::BeginAgain(std::uint32_t wait) {
     m_head = {};
     m_refusal.reset();
     m_digests.reset();
-    SetFilePointer(m_file, 0, nullptr, FILE_BEGIN);
-    SetEndOfFile(m_file);
+    SetFilePointer(m_file.Get(), 0, nullptr, FILE_BEGIN);
+    SetEndOfFile(m_file.Get());
     m_report({0, {}, m_target, 0, 0, wait, std::nullopt});
 }
 

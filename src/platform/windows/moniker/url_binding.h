@@ -1,9 +1,9 @@
 #pragma once
 
-#include <windows.h>
-// after windows.h, whose types it uses
 #include "platform/url_reader.h"
+#include "platform/windows/base/handles.h"
 #include "platform/windows/moniker/digest_check.h"
+#include "tsasync/com_ptr.hpp"
 
 #include <urlmon.h>
 
@@ -72,7 +72,7 @@ class UrlBinding final : public IBindStatusCallback, public IHttpNegotiate {
     STDMETHOD(OnResponse)(DWORD status, LPCWSTR headers, LPCWSTR requestHeaders, LPWSTR* additional) override;
 
   private:
-    ~UrlBinding();
+    ~UrlBinding() = default;
 
     HRESULT Bind();
     HRESULT Progress(ULONG progress, ULONG progressMax, ULONG code, LPCWSTR text);
@@ -90,14 +90,13 @@ class UrlBinding final : public IBindStatusCallback, public IHttpNegotiate {
     std::optional<std::u16string> OwnRedirection() const;
     void BeginAgain(std::uint32_t wait);
     void StopBinding();
-    void CloseFile();
 
     std::u16string m_url;  // as asked for, or as the reader itself was redirected
     std::u16string m_folder;
     std::u16string m_target;  // after redirections
     Report m_report;          // empty once the end is told
-    IBinding* m_binding = nullptr;
-    HANDLE m_file = INVALID_HANDLE_VALUE;
+    host::ComPtr<IBinding> m_binding;
+    FileHandle m_file;
     std::u16string m_path;
     DWORD m_status = 0;                    // of the last HTTP response
     ResponseHead m_head;                   // likewise

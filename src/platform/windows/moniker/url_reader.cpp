@@ -6,6 +6,7 @@
 #include "platform/app_log.h"
 #include "platform/reader/connection_gate.h"
 #include "platform/reader/read_rules.h"
+#include "platform/windows/base/handles.h"
 #include "platform/windows/base/own_module.h"
 #include "platform/windows/base/wide.h"
 #include "platform/windows/moniker/download_file.h"
@@ -27,6 +28,8 @@ namespace tsasync::platform {
 
 namespace {
 
+using host::ComPtr;
+
 // Bindings at a time; the others wait. The system opens few connections to a server, and what waits inside it
 // can't be told from what is silent.
 constexpr std::size_t kBindingsPerHost = 6;
@@ -43,14 +46,10 @@ constexpr wchar_t kWindowClass[] = L"QMASYN10.UrlReader";
 // What the gate knows the URL's host by, whatever the scheme, the port and the letter case. Files of this
 // machine count as one host, and so does what has none.
 std::string HostOf(const std::u16string& url) {
-    IUri* uri = nullptr;
-    BSTR host = nullptr;
-    if (SUCCEEDED(CreateUri(Wide(url), Uri_CREATE_ALLOW_RELATIVE, 0, &uri))) {
-        uri->GetHost(&host);
-        uri->Release();
-    }
-    const std::u16string folded = FoldKey(FromWide(host));
-    SysFreeString(host);
+    ComPtr<IUri> uri;
+    TextHandle host;
+    if (SUCCEEDED(CreateUri(Wide(url), Uri_CREATE_ALLOW_RELATIVE, 0, uri.Put()))) uri->GetHost(host.Put());
+    const std::u16string folded = FoldKey(FromWide(host.Get()));
     return {reinterpret_cast<const char*>(folded.data()), folded.size() * sizeof(char16_t)};
 }
 
@@ -83,7 +82,7 @@ class UrlReader::Impl {
         std::u16string folder;  // of its data
         std::string host;       // for the gate
         std::uint64_t id = 0;
-        UrlBinding* binding = nullptr;       // null while the read waits for its place
+        ComPtr<UrlBinding> binding;          // null while the read waits for its place
         std::optional<BindingNotice> bytes;  // the newest byte progress that is not told yet
         bool bytesQueued = false;            // whether its turn to be told is in the queue
         std::uint64_t bytesTold = 0;         // when the one before was told, in ticks of the system
@@ -94,20 +93,20 @@ class UrlReader::Impl {
     };
 
     static LRESULT CALLBACK OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
-    void Post(UINT message) { PostMessageW(m_window, message, 0, 0); }
+    void Post(UINT message) { PostMessageW(m_window.Get(), message, 0, 0); }
     void StartNext();
     void Queue(std::uint64_t id, BindingNotice notice);
     void QueueBytes(Read& read, bool atOnce);
     void DeliverOne();
     void Deliver(Entry entry);
     void CallHandler(bool completion, const AsyncProperty& property);
-    UrlBinding* TakeBinding(Read& read);
+    ComPtr<UrlBinding> TakeBinding(Read& read);
     void Abort(Read& read);
     void OnTimer(UINT_PTR timer);
     void FailSilent();
 
     IReadEvents& m_events;
-    HWND m_window = nullptr;
+    WindowHandle m_window;
     std::u16string m_goal;                         // where that is wanted
     std::u16string m_folder = DownloadFolder({});  // of the data of reads from now on
     std::unordered_map<std::uint64_t, Read> m_reads;
@@ -126,21 +125,20 @@ UrlReader::Impl::Impl(IReadEvents& events) : m_events(events) {
     type.hInstance = OwnModule();
     type.lpszClassName = kWindowClass;
     RegisterClassW(&type);  // fails for the second reader, whose class is there
-    m_window =
-        CreateWindowExW(0, kWindowClass, nullptr, 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, OwnModule(), nullptr);
-    if (m_window == nullptr) {
+    m_window = WindowHandle(CreateWindowExW(0, kWindowClass, nullptr, 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr,
+                                            OwnModule(), nullptr));
+    if (!m_window) {
         throw AutomationError{
             HRESULT_FROM_WIN32(GetLastError()), {}, u"No window for the reader's messages", {}, 0};
     }
-    SetWindowLongPtrW(m_window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
+    SetWindowLongPtrW(m_window.Get(), GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
     SweepDownloadFiles(m_folder);
 }
 
 UrlReader::Impl::~Impl() {
     if (m_ended != nullptr) *m_ended = true;
-    SetWindowLongPtrW(m_window, GWLP_USERDATA, 0);  // no message arrives from inside the aborts
+    SetWindowLongPtrW(m_window.Get(), GWLP_USERDATA, 0);  // no message arrives from inside the aborts
     for (auto& [id, read] : m_reads) Abort(read);
-    DestroyWindow(m_window);
     RemoveDownloadFolder(m_folder);
 }
 
@@ -197,18 +195,15 @@ std::int32_t UrlReader::Impl::Cancel(std::u16string_view name) {
 
 void UrlReader::Impl::Abort(Read& read) {
     m_gate.Leave(read.id);
-    if (UrlBinding* const binding = TakeBinding(read)) {
-        binding->Abort();
-        binding->Release();
-    }
+    if (const ComPtr<UrlBinding> binding = TakeBinding(read)) binding->Abort();
 }
 
-// Takes the read's binding, to be released by the caller, and its place; null when it waits for one.
-UrlBinding* UrlReader::Impl::TakeBinding(Read& read) {
-    UrlBinding* const binding = std::exchange(read.binding, nullptr);
-    if (binding == nullptr) return nullptr;
+// Takes the read's binding and its place; null when it waits for one.
+ComPtr<UrlBinding> UrlReader::Impl::TakeBinding(Read& read) {
+    ComPtr<UrlBinding> binding = std::exchange(read.binding, {});
+    if (!binding) return binding;
     m_gate.Release(read.host);
-    if (--m_bindings == 0) KillTimer(m_window, kWatchTimer);
+    if (--m_bindings == 0) KillTimer(m_window.Get(), kWatchTimer);
     Post(kStartNext);
     return binding;
 }
@@ -217,20 +212,19 @@ UrlBinding* UrlReader::Impl::TakeBinding(Read& read) {
 void UrlReader::Impl::StartNext() {
     const auto id = m_gate.Next();
     if (!id) return;
-    auto* const binding =
-        new UrlBinding(m_reads.at(*id).url, m_reads.at(*id).folder,
-                       [this, id = *id](BindingNotice notice) { Queue(id, std::move(notice)); });
-    m_reads.at(*id).binding = binding;
-    if (m_bindings++ == 0) SetTimer(m_window, kWatchTimer, kWatchInterval, nullptr);
+    Read& read = m_reads.at(*id);
+    ComPtr<UrlBinding> binding;
+    *binding.Put() = new UrlBinding(read.url, read.folder,
+                                    [this, id = *id](BindingNotice notice) { Queue(id, std::move(notice)); });
+    read.binding = binding;
+    if (m_bindings++ == 0) SetTimer(m_window.Get(), kWatchTimer, kWatchInterval, nullptr);
     Post(kStartNext);
-    binding->AddRef();
     binding->Start();
-    binding->Release();
 }
 
 void UrlReader::Impl::Queue(std::uint64_t id, BindingNotice notice) {
     if (notice.wait) {
-        SetTimer(m_window, static_cast<UINT_PTR>(id), *notice.wait, nullptr);
+        SetTimer(m_window.Get(), static_cast<UINT_PTR>(id), *notice.wait, nullptr);
         return;
     }
     Read& read = m_reads.at(id);
@@ -248,7 +242,7 @@ void UrlReader::Impl::Queue(std::uint64_t id, BindingNotice notice) {
 void UrlReader::Impl::QueueBytes(Read& read, bool atOnce) {
     if (!read.bytes || read.bytesQueued) return;
     if (!atOnce && GetTickCount64() - read.bytesTold < kBytesInterval) {
-        SetTimer(m_window, kBytesTimer, kBytesInterval, nullptr);
+        SetTimer(m_window.Get(), kBytesTimer, kBytesInterval, nullptr);
         return;
     }
     read.bytesQueued = true;
@@ -292,7 +286,7 @@ void UrlReader::Impl::Deliver(Entry entry) {
     const bool completion = notice.result.has_value();
     if (completion) {
         std::visit([&](const auto& value) { property.Value = value; }, *notice.result);
-        if (UrlBinding* const binding = TakeBinding(read)) binding->Release();
+        TakeBinding(read);
         m_ids.erase(FoldKey(read.name));  // free before the handler, which may read under the name again
         m_reads.erase(found);
     }
@@ -326,23 +320,21 @@ void UrlReader::Impl::CallHandler(bool completion, const AsyncProperty& property
 
 void UrlReader::Impl::OnTimer(UINT_PTR timer) {
     if (timer == kWatchTimer) return FailSilent();
-    KillTimer(m_window, timer);
+    KillTimer(m_window.Get(), timer);
     if (timer == kBytesTimer) {
         for (auto& [id, read] : m_reads) QueueBytes(read, true);
         return;
     }
     const auto found = m_reads.find(timer);
-    UrlBinding* const binding = found == m_reads.end() ? nullptr : found->second.binding;
-    if (binding == nullptr) return;
-    binding->AddRef();
-    binding->Start();
-    binding->Release();
+    if (found == m_reads.end()) return;
+    const ComPtr<UrlBinding> binding = found->second.binding;  // may be the last to hold it
+    if (binding) binding->Start();
 }
 
 void UrlReader::Impl::FailSilent() {
     std::vector<std::uint64_t> silent;
     for (const auto& [id, read] : m_reads) {
-        if (read.binding != nullptr && read.binding->IsSilent()) silent.push_back(id);
+        if (read.binding && read.binding->IsSilent()) silent.push_back(id);
     }
     for (const std::uint64_t id : silent) m_reads.at(id).binding->FailSilent();
 }
