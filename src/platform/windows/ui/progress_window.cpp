@@ -6,6 +6,7 @@
 #include "platform/app_log.h"
 #include "platform/dialog/key_pause.h"
 #include "platform/dialog/layout.h"
+#include "platform/windows/base/handles.h"
 #include "platform/windows/base/own_module.h"
 #include "platform/windows/base/wide.h"
 
@@ -69,7 +70,7 @@ thread_local std::vector<Win32ProgressWindow*>
 class Win32ProgressWindow final : public ProgressWindow {
   public:
     explicit Win32ProgressWindow(IProgressWindowEvents& events);
-    ~Win32ProgressWindow() override;
+    ~Win32ProgressWindow() override = default;
     Win32ProgressWindow(const Win32ProgressWindow&) = delete;
     Win32ProgressWindow& operator=(const Win32ProgressWindow&) = delete;
 
@@ -104,8 +105,8 @@ class Win32ProgressWindow final : public ProgressWindow {
 
     IProgressWindowEvents& m_events;
     int m_dotsPerInch = USER_DEFAULT_SCREEN_DPI;
-    HFONT m_font = nullptr;
-    HWND m_window = nullptr;
+    FontHandle m_font;
+    WindowHandle m_window;
     HWND m_tooltip = nullptr;
     std::array<HWND, kProgressLayout.size()> m_controls{};
     DialogSize m_client;
@@ -125,45 +126,37 @@ Win32ProgressWindow::Win32ProgressWindow(IProgressWindowEvents& events) : m_even
     type.hbrBackground = GetSysColorBrush(COLOR_BTNFACE);
     type.lpszClassName = kWindowClass;
     RegisterClassW(&type);  // fails for the second dialog, whose class is there
-    m_window = CreateWindowExW(WS_EX_TOOLWINDOW | WS_EX_CONTROLPARENT, kWindowClass,
-                               Wide(std::u16string(kProgressDesignTitle)), WS_POPUP | WS_CAPTION | WS_SYSMENU,
-                               0, 0, 0, 0, GetActiveWindow(), nullptr, OwnModule(), nullptr);
-    if (m_window == nullptr) {
+    m_window = WindowHandle(CreateWindowExW(
+        WS_EX_TOOLWINDOW | WS_EX_CONTROLPARENT, kWindowClass, Wide(std::u16string(kProgressDesignTitle)),
+        WS_POPUP | WS_CAPTION | WS_SYSMENU, 0, 0, 0, 0, GetActiveWindow(), nullptr, OwnModule(), nullptr));
+    if (!m_window) {
         throw AutomationError{
             HRESULT_FROM_WIN32(GetLastError()), {}, u"The dialog's window can't be made", {}, 0};
     }
-    SetWindowLongPtrW(m_window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
+    SetWindowLongPtrW(m_window.Get(), GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
     MakeControls();
     Arrange();
     CentreOnScreen();
 }
 
-Win32ProgressWindow::~Win32ProgressWindow() {
-    SetWindowLongPtrW(m_window, GWLP_USERDATA, 0);
-    DestroyWindow(m_window);
-    DeleteObject(m_font);
-}
-
 void Win32ProgressWindow::MakeControls() {
-    const HDC screen = GetDC(nullptr);
-    m_dotsPerInch = GetDeviceCaps(screen, LOGPIXELSX);
-    ReleaseDC(nullptr, screen);
+    m_dotsPerInch = GetDeviceCaps(DeviceContext(nullptr).Get(), LOGPIXELSX);
     NONCLIENTMETRICSW metrics{};
     metrics.cbSize = sizeof metrics;
     SystemParametersInfoW(SPI_GETNONCLIENTMETRICS, sizeof metrics, &metrics, 0);
-    m_font = CreateFontIndirectW(&metrics.lfMessageFont);
+    m_font = FontHandle(CreateFontIndirectW(&metrics.lfMessageFont));
     for (const ProgressPlace& place : kProgressLayout) {
         const auto id = static_cast<LONG_PTR>(place.control == ProgressControl::Cancel ? IDCANCEL : 0);
-        const HWND control = CreateWindowExW(0, ClassOf(place.control), nullptr,
-                                             WS_CHILD | WS_VISIBLE | StyleOf(place.control), 0, 0, 0, 0,
-                                             m_window, reinterpret_cast<HMENU>(id), OwnModule(), nullptr);
-        SendMessageW(control, WM_SETFONT, reinterpret_cast<WPARAM>(m_font), FALSE);
+        const HWND control = CreateWindowExW(
+            0, ClassOf(place.control), nullptr, WS_CHILD | WS_VISIBLE | StyleOf(place.control), 0, 0, 0, 0,
+            m_window.Get(), reinterpret_cast<HMENU>(id), OwnModule(), nullptr);
+        SendMessageW(control, WM_SETFONT, reinterpret_cast<WPARAM>(m_font.Get()), FALSE);
         m_controls.at(static_cast<std::size_t>(place.control)) = control;
     }
     SendMessageW(Control(ProgressControl::Progress), PBM_SETRANGE32, 0, 100);
     m_tooltip =
         CreateWindowExW(WS_EX_TOPMOST, TOOLTIPS_CLASSW, nullptr, WS_POPUP | TTS_ALWAYSTIP | TTS_NOPREFIX, 0,
-                        0, 0, 0, m_window, nullptr, OwnModule(), nullptr);
+                        0, 0, 0, m_window.Get(), nullptr, OwnModule(), nullptr);
 }
 
 LRESULT CALLBACK Win32ProgressWindow::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
@@ -198,7 +191,7 @@ std::optional<LRESULT> Win32ProgressWindow::Handle(UINT message, WPARAM wParam, 
 }
 
 void Win32ProgressWindow::SetTitle(std::u16string_view title) {
-    SetWindowTextW(m_window, Wide(std::u16string(title)));
+    SetWindowTextW(m_window.Get(), Wide(std::u16string(title)));
 }
 
 void Win32ProgressWindow::SetCaption(ProgressControl control, std::u16string_view caption) {
@@ -213,7 +206,7 @@ void Win32ProgressWindow::SetTooltip(ProgressControl control, std::u16string_vie
     TTTOOLINFOW tool{};
     tool.cbSize = TTTOOLINFOW_V1_SIZE;
     tool.uFlags = TTF_IDISHWND | TTF_SUBCLASS;
-    tool.hwnd = m_window;
+    tool.hwnd = m_window.Get();
     tool.uId = reinterpret_cast<UINT_PTR>(Control(control));
     tool.lpszText = Wide(text);
     SendMessageW(m_tooltip, TTM_DELTOOLW, 0, reinterpret_cast<LPARAM>(&tool));
@@ -238,7 +231,7 @@ double Win32ProgressWindow::ControlWidth(ProgressControl control) const {
 
 double Win32ProgressWindow::OuterWidth() const {
     RECT area{};
-    GetWindowRect(m_window, &area);
+    GetWindowRect(m_window.Get(), &area);
     return area.right - area.left;
 }
 
@@ -247,21 +240,16 @@ std::optional<std::u16string> Win32ProgressWindow::FitPath(std::u16string_view p
     std::u16string text(path);
     text.resize(path.size() + 4);  // room that the system asks for
     RECT area{0, 0, width, 0};
-    const HDC device = GetDC(m_window);
-    const HGDIOBJ before = SelectObject(device, m_font);
-    DrawTextW(device, Wide(text), static_cast<int>(path.size()), &area, kPathEllipsis);
-    SelectObject(device, before);
-    ReleaseDC(m_window, device);
+    const DeviceContext device(m_window.Get(), m_font.Get());
+    DrawTextW(device.Get(), Wide(text), static_cast<int>(path.size()), &area, kPathEllipsis);
     text.resize(std::min(text.find(u'\0'), text.size()));
     if (text == path) return std::nullopt;
     return text;
 }
 
 ScreenDepth Win32ProgressWindow::ScreenColors() const {
-    const HDC screen = GetDC(nullptr);
-    const ScreenDepth depth{GetDeviceCaps(screen, BITSPIXEL), GetDeviceCaps(screen, PLANES)};
-    ReleaseDC(nullptr, screen);
-    return depth;
+    const DeviceContext screen(nullptr);
+    return {GetDeviceCaps(screen.Get(), BITSPIXEL), GetDeviceCaps(screen.Get(), PLANES)};
 }
 
 std::wstring Win32ProgressWindow::TextOf(ProgressControl control) const {
@@ -275,14 +263,11 @@ std::wstring Win32ProgressWindow::TextOf(ProgressControl control) const {
 DialogSize Win32ProgressWindow::Needs(ProgressControl control) const {
     if (control == ProgressControl::Animation || control == ProgressControl::Progress) return {};
     const std::wstring text = TextOf(control);
-    const HDC device = GetDC(m_window);
-    const HGDIOBJ before = SelectObject(device, m_font);
+    const DeviceContext device(m_window.Get(), m_font.Get());
     SIZE size{};
-    GetTextExtentPoint32W(device, text.c_str(), static_cast<int>(text.size()), &size);
+    GetTextExtentPoint32W(device.Get(), text.c_str(), static_cast<int>(text.size()), &size);
     TEXTMETRICW font{};
-    GetTextMetricsW(device, &font);
-    SelectObject(device, before);
-    ReleaseDC(m_window, device);
+    GetTextMetricsW(device.Get(), &font);
     if (control != ProgressControl::Cancel) return {size.cx, font.tmHeight};
     return {size.cx + 2 * Pixels(kButtonPadding), font.tmHeight + Pixels(kButtonPadding)};
 }
@@ -311,8 +296,8 @@ void Win32ProgressWindow::Grow() {
     const LONG width = area.right - area.left;
     const LONG height = area.bottom - area.top;
     const RECT screen = Screen();
-    GetWindowRect(m_window, &area);
-    SetWindowPos(m_window, nullptr, std::max(screen.left, std::min(area.left, screen.right - width)),
+    GetWindowRect(m_window.Get(), &area);
+    SetWindowPos(m_window.Get(), nullptr, std::max(screen.left, std::min(area.left, screen.right - width)),
                  std::max(screen.top, std::min(area.top, screen.bottom - height)), width, height,
                  SWP_NOZORDER | SWP_NOACTIVATE);
 }
@@ -321,14 +306,14 @@ void Win32ProgressWindow::Grow() {
 RECT Win32ProgressWindow::Screen() const {
     MONITORINFO monitor{};
     monitor.cbSize = sizeof monitor;
-    GetMonitorInfoW(MonitorFromWindow(m_window, MONITOR_DEFAULTTOPRIMARY), &monitor);
+    GetMonitorInfoW(MonitorFromWindow(m_window.Get(), MONITOR_DEFAULTTOPRIMARY), &monitor);
     return monitor.rcWork;
 }
 
 void Win32ProgressWindow::CentreOnScreen() {
     RECT area{};
-    GetWindowRect(m_window, &area);
-    SetWindowPos(m_window, nullptr, (GetSystemMetrics(SM_CXSCREEN) - (area.right - area.left)) / 2,
+    GetWindowRect(m_window.Get(), &area);
+    SetWindowPos(m_window.Get(), nullptr, (GetSystemMetrics(SM_CXSCREEN) - (area.right - area.left)) / 2,
                  (GetSystemMetrics(SM_CYSCREEN) - (area.bottom - area.top)) / 2, 0, 0,
                  SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
 }
@@ -338,7 +323,7 @@ void Win32ProgressWindow::ShowModal() {
     EnumThreadWindows(GetCurrentThreadId(), &Disable, reinterpret_cast<LPARAM>(this));
     g_shown.push_back(this);
     CentreOnScreen();
-    ShowWindow(m_window, SW_SHOW);
+    ShowWindow(m_window.Get(), SW_SHOW);
     SetFocus(Control(ProgressControl::Cancel));
     m_shown = GetTickCount();
     MSG message{};
@@ -346,7 +331,7 @@ void Win32ProgressWindow::ShowModal() {
         const BOOL more = GetMessageW(&message, nullptr, 0, 0);
         if (more == 0) PostQuitMessage(static_cast<int>(message.wParam));  // for the host's own loop
         if (more <= 0) break;
-        if (IsIdleKey(message) || IsDialogMessageW(m_window, &message) != FALSE) continue;
+        if (IsIdleKey(message) || IsDialogMessageW(m_window.Get(), &message) != FALSE) continue;
         TranslateMessage(&message);
         DispatchMessageW(&message);
     }
@@ -356,14 +341,14 @@ void Win32ProgressWindow::ShowModal() {
 // A key that goes down in the dialog and does not act.
 bool Win32ProgressWindow::IsIdleKey(const MSG& message) const {
     if (message.message != WM_KEYDOWN && message.message != WM_SYSKEYDOWN) return false;
-    if (message.hwnd != m_window && IsChild(m_window, message.hwnd) == FALSE) return false;
+    if (message.hwnd != m_window.Get() && IsChild(m_window.Get(), message.hwnd) == FALSE) return false;
     const bool repeated = (HIWORD(message.lParam) & KF_REPEAT) != 0;
     return !KeyActs(m_shown, message.time, repeated);
 }
 
 BOOL CALLBACK Win32ProgressWindow::Disable(HWND window, LPARAM self) {
     auto* const dialog = reinterpret_cast<Win32ProgressWindow*>(self);
-    const bool isOwn = window == dialog->m_window || window == dialog->m_tooltip;
+    const bool isOwn = window == dialog->m_window.Get() || window == dialog->m_tooltip;
     if (!isOwn && IsWindowVisible(window) != FALSE && EnableWindow(window, FALSE) == FALSE)
         dialog->m_disabled.push_back(window);
     return TRUE;
@@ -381,18 +366,18 @@ void Win32ProgressWindow::LeaveScreen() {
     } else {
         for (const HWND window : disabled) EnableWindow(window, TRUE);
     }
-    ShowWindow(m_window, SW_HIDE);
+    ShowWindow(m_window.Get(), SW_HIDE);
 }
 
 void Win32ProgressWindow::Refresh() {
-    RedrawWindow(m_window, nullptr, nullptr, RDW_UPDATENOW | RDW_ALLCHILDREN);
+    RedrawWindow(m_window.Get(), nullptr, nullptr, RDW_UPDATENOW | RDW_ALLCHILDREN);
 }
 
 // The message wakes the modal loop.
 void Win32ProgressWindow::Unload() {
     m_unloaded = true;
     LeaveScreen();
-    PostMessageW(m_window, WM_NULL, 0, 0);
+    PostMessageW(m_window.Get(), WM_NULL, 0, 0);
 }
 
 }  // namespace
