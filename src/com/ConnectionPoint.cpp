@@ -4,7 +4,6 @@
 #include "com/ErrorBoundary.h"
 
 #include <utility>
-#include <vector>
 
 namespace tsasync::com {
 
@@ -49,9 +48,7 @@ HRESULT ConnectionPoint::EnumConnections(IEnumConnections** connections) {
     if (connections == nullptr) return E_POINTER;
     *connections = nullptr;
     return Guarded(IID_NULL, [&] {
-        std::vector<CONNECTDATA> all;
-        for (const ConnectedSink& each : m_sinks.All()) all.push_back({each.sink.Get(), each.cookie});
-        *connections = new Enumerator<IEnumConnections, CONNECTDATA>(IID_IEnumConnections, std::move(all));
+        *connections = new Enumerator<IEnumConnections, ConnectedSink>(IID_IEnumConnections, m_sinks.All());
     });
 }
 

@@ -165,16 +165,8 @@ HRESULT InvokeMember(const MemberTable& table, IDispatch& object, DISPID id, WOR
         if (result != nullptr) invocation.MoveResult(*result);
         return S_OK;
     }
-    EXCEPINFO details{};
-    if (!TakeError(done, details)) return done;
-    if (error != nullptr) {
-        *error = details;
-        return DISP_E_EXCEPTION;
-    }
-    SysFreeString(details.bstrSource);
-    SysFreeString(details.bstrDescription);
-    SysFreeString(details.bstrHelpFile);
-    return DISP_E_EXCEPTION;
+    OwnedExcepInfo unwanted;
+    return TakeError(done, error != nullptr ? *error : unwanted) ? DISP_E_EXCEPTION : done;
 }
 
 }  // namespace tsasync::com

@@ -1,8 +1,10 @@
 #pragma once
 
 #include "com/ErrorBoundary.h"
+#include "com/EventSinks.h"
 #include "com/ModuleLock.h"
 #include "tsasync/com.h"
+#include "tsasync/host.hpp"
 
 #include <algorithm>
 #include <cstddef>
@@ -11,19 +13,24 @@
 
 namespace tsasync::com {
 
-inline void Retain(IConnectionPoint* point) { point->AddRef(); }
-inline void Retain(const CONNECTDATA& connection) { connection.pUnk->AddRef(); }
-inline void Drop(IConnectionPoint* point) { point->Release(); }
-inline void Drop(const CONNECTDATA& connection) { connection.pUnk->Release(); }
+// As the receiver gets it, counted for it.
+inline IConnectionPoint* Counted(const host::ComPtr<IConnectionPoint>& point) {
+    point->AddRef();
+    return point.Get();
+}
+inline CONNECTDATA Counted(const ConnectedSink& sink) {
+    sink.sink->AddRef();
+    return {sink.sink.Get(), sink.cookie};
+}
 
-// Walks over a copy of a list. The elements are counted while they are in it, and again for their receiver.
-template <typename Interface, typename Element>
+// Walks over a copy of a list.
+template <typename Interface, typename Held>
 class Enumerator final : public Interface {
   public:
-    Enumerator(REFIID iid, std::vector<Element> elements, std::size_t position = 0)
-        : m_iid(iid), m_elements(std::move(elements)), m_position(position) {
-        for (const Element& element : m_elements) Retain(element);
-    }
+    using Element = decltype(Counted(std::declval<const Held&>()));
+
+    Enumerator(REFIID iid, std::vector<Held> elements, std::size_t position = 0)
+        : m_iid(iid), m_elements(std::move(elements)), m_position(position) {}
     Enumerator(const Enumerator&) = delete;
     Enumerator& operator=(const Enumerator&) = delete;
 
@@ -45,10 +52,7 @@ class Enumerator final : public Interface {
     HRESULT STDMETHODCALLTYPE Next(ULONG count, Element* elements, ULONG* fetched) override {
         if (elements == nullptr || (fetched == nullptr && count != 1)) return E_POINTER;
         const auto given = static_cast<ULONG>(std::min<std::size_t>(count, m_elements.size() - m_position));
-        for (ULONG i = 0; i < given; ++i) {
-            elements[i] = m_elements[m_position++];
-            Retain(elements[i]);
-        }
+        for (ULONG i = 0; i < given; ++i) elements[i] = Counted(m_elements[m_position++]);
         if (fetched != nullptr) *fetched = given;
         return given == count ? S_OK : S_FALSE;
     }
@@ -68,13 +72,11 @@ class Enumerator final : public Interface {
     }
 
   private:
-    ~Enumerator() {
-        for (const Element& element : m_elements) Drop(element);
-    }
+    ~Enumerator() = default;
 
     LiveObject m_live;
     const IID m_iid;
-    std::vector<Element> m_elements;
+    std::vector<Held> m_elements;
     std::size_t m_position;
     ULONG m_references = 1;
 };

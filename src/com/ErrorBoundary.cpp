@@ -54,12 +54,6 @@ void Publish(const AutomationError& error, REFIID iid) {
     if (SUCCEEDED(details->QueryInterface(IID_IErrorInfo, info.PutVoid()))) SetErrorInfo(0, info.Get());
 }
 
-std::u16string TakeText(BSTR& string) {
-    std::u16string text = Text(string);
-    SysFreeString(std::exchange(string, nullptr));
-    return text;
-}
-
 }  // namespace
 
 HRESULT ResultOf(std::int32_t number) noexcept {
@@ -84,9 +78,9 @@ HRESULT ReportError(const AutomationError& error, REFIID iid) noexcept {
 }
 
 bool TakeError(HRESULT result, EXCEPINFO& info) noexcept {
-    info = EXCEPINFO{};
     ComPtr<IErrorInfo> error;
     if (GetErrorInfo(0, error.Put()) != S_OK) return false;
+    info = EXCEPINFO{};
     error->GetSource(&info.bstrSource);
     error->GetDescription(&info.bstrDescription);
     error->GetHelpFile(&info.bstrHelpFile);
@@ -99,10 +93,8 @@ AutomationError ErrorOf(HRESULT result, EXCEPINFO& info) {
     if (result != DISP_E_EXCEPTION) return {NumberOf(result), {}, {}, {}, 0};
     if (info.pfnDeferredFillIn != nullptr) info.pfnDeferredFillIn(&info);
     const std::int32_t number = info.wCode != 0 ? info.wCode : NumberOf(info.scode);
-    AutomationError error{number, TakeText(info.bstrSource), TakeText(info.bstrDescription), {}, 0};
-    error.helpFile = TakeText(info.bstrHelpFile);
-    error.helpContext = static_cast<std::int32_t>(info.dwHelpContext);
-    return error;
+    return {number, Text(info.bstrSource), Text(info.bstrDescription), Text(info.bstrHelpFile),
+            static_cast<std::int32_t>(info.dwHelpContext)};
 }
 
 }  // namespace tsasync::com

@@ -19,11 +19,20 @@ std::int32_t NumberOf(HRESULT result) noexcept;
 // without a description gets the generic text of its number.
 HRESULT ReportError(const AutomationError& error, REFIID iid) noexcept;
 
+// What a call tells of its failure; frees its strings.
+struct OwnedExcepInfo : EXCEPINFO {
+    OwnedExcepInfo() : EXCEPINFO{} {}
+    OwnedExcepInfo(const OwnedExcepInfo&) = delete;
+    OwnedExcepInfo& operator=(const OwnedExcepInfo&) = delete;
+    ~OwnedExcepInfo() {
+        for (const BSTR text : {bstrSource, bstrDescription, bstrHelpFile}) SysFreeString(text);
+    }
+};
+
 // Moves the thread's error object into `info` where there is one. False when there is none.
 bool TakeError(HRESULT result, EXCEPINFO& info) noexcept;
 
-// The error of a host that answered a call with `result` and, where that is DISP_E_EXCEPTION, with `info`,
-// whose strings are freed.
+// The error of a host that answered a call with `result` and, where that is DISP_E_EXCEPTION, with `info`.
 AutomationError ErrorOf(HRESULT result, EXCEPINFO& info);
 
 // Runs `operation` for the interface `iid`. Nothing is thrown from here.

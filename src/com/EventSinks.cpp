@@ -37,7 +37,7 @@ void EventSinks::Raise(DISPID event, VARIANT* arguments, UINT count) {
         DISPPARAMS parameters{};
         parameters.rgvarg = arguments;
         parameters.cArgs = count;
-        EXCEPINFO details{};
+        OwnedExcepInfo details;
         const HRESULT answer = listener.sink->Invoke(event, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD,
                                                      &parameters, nullptr, &details, nullptr);
         if (SUCCEEDED(answer) || answer == DISP_E_MEMBERNOTFOUND) continue;

@@ -155,8 +155,9 @@ HRESULT ManagerObject::EnumConnectionPoints(IEnumConnectionPoints** points) {
     if (points == nullptr) return E_POINTER;
     *points = nullptr;
     return Guarded(IID_NULL, [&] {
-        *points = new Enumerator<IEnumConnectionPoints, IConnectionPoint*>(
-            IID_IEnumConnectionPoints, std::vector<IConnectionPoint*>{&m_connectionPoint});
+        using Point = host::ComPtr<IConnectionPoint>;
+        *points = new Enumerator<IEnumConnectionPoints, Point>(IID_IEnumConnectionPoints,
+                                                               {Point(&m_connectionPoint)});
     });
 }
 

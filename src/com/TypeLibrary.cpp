@@ -28,11 +28,9 @@ Library LoadOwn() {
 }
 
 bool IsRegistered() {
-    BSTR path = nullptr;
-    const HRESULT found = QueryPathOfRegTypeLib(LIBID_TSAsync, TSAsync_MajorVersion, TSAsync_MinorVersion,
-                                                kLibraryLocale, &path);
-    SysFreeString(path);
-    return SUCCEEDED(found);
+    host::Bstr path;
+    return SUCCEEDED(QueryPathOfRegTypeLib(LIBID_TSAsync, TSAsync_MajorVersion, TSAsync_MinorVersion,
+                                           kLibraryLocale, path.Put()));
 }
 
 }  // namespace

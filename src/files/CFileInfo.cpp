@@ -2,12 +2,12 @@
 
 #include "base/Text.h"
 #include "platform/locale.h"
-#include "platform/shell_info.h"
 #include "platform/text.h"
 
 #include <algorithm>
 #include <array>
 #include <limits>
+#include <utility>
 
 namespace tsasync {
 
@@ -79,10 +79,6 @@ constexpr std::array<SizeFormat, 7> kSizeFormats{{
 
 }  // namespace
 
-CFileInfo::~CFileInfo() {
-    if (m_hIcon != 0) platform::ReleaseIcon(m_hIcon);
-}
-
 void CFileInfo::SetFullPathName(std::u16string_view NewVal) {
     std::u16string resolved = platform::FullPath(NewVal);
     if (resolved.empty()) return;
@@ -136,11 +132,11 @@ void CFileInfo::TakeNames(const platform::FindData& found) {
 }
 
 void CFileInfo::TakeShellInfo() {
-    if (m_hIcon != 0) platform::ReleaseIcon(m_hIcon);
-    const platform::ShellInfo shell = platform::ReadShellInfo(m_sFullPathName);
-    m_sDisplayName = shell.displayName;
-    m_sTypeName = shell.typeName;
-    m_hIcon = shell.icon;
+    m_hIcon = {};
+    platform::ShellInfo shell = platform::ReadShellInfo(m_sFullPathName);
+    m_sDisplayName = std::move(shell.displayName);
+    m_sTypeName = std::move(shell.typeName);
+    m_hIcon = std::move(shell.icon);
     if (Trim(m_sTypeName).empty()) m_sTypeName = Trim(UpperCase(m_sFileExtension) + u" File");
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/file_system.h"
+#include "platform/shell_info.h"
 
 #include <cstdint>
 #include <string>
@@ -13,11 +14,6 @@ namespace tsasync {
 // "\" in these comments stands for the system's path separator.
 class CFileInfo {
   public:
-    CFileInfo() = default;
-    ~CFileInfo();  // releases the icon
-    CFileInfo(const CFileInfo&) = delete;
-    CFileInfo& operator=(const CFileInfo&) = delete;
-
     // Resolves the path and reads the entry; a path that can't be resolved changes nothing.
     void SetFullPathName(std::u16string_view NewVal);
     const std::u16string& FullPathName() const { return m_sFullPathName; }
@@ -68,7 +64,7 @@ class CFileInfo {
     void SetattrTemporary(bool) {}   // not to be had by wishing
     void SetattrCompressed(bool) {}  //
 
-    std::int32_t hIcon() const { return m_hIcon; }  // stays the object's own; 0 none
+    std::int32_t hIcon() const { return m_hIcon.Get(); }  // stays the object's own; 0 none
 
     void Refresh();
 
@@ -106,7 +102,7 @@ class CFileInfo {
     double m_dtCreationTime = 0;
     double m_dtLastAccessTime = 0;
     double m_dtModifyTime = 0;
-    std::int32_t m_hIcon = 0;
+    platform::Icon m_hIcon;
 };
 
 }  // namespace tsasync

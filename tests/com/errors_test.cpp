@@ -83,7 +83,7 @@ TEST(ErrorNumbers, NothingIsThrownAcrossTheBoundary) {
                                throw AutomationError{53, u"Source", u"Text", u"Help", 9};
                            }),
               static_cast<HRESULT>(0x800A0035u));
-    EXCEPINFO info{};
+    com::OwnedExcepInfo info;
     ASSERT_TRUE(com::TakeError(static_cast<HRESULT>(0x800A0035u), info));
     const AutomationError back = com::ErrorOf(DISP_E_EXCEPTION, info);
     EXPECT_EQ(back.number, 53);

@@ -242,17 +242,17 @@ TEST_F(FileSystem, SizeOnDiskCountsBlocks) {
 
 TEST_F(FileSystem, TheDesktopNamesTypesAndIcons) {
     Write(m_folder / "photo.jpg", "\xFF\xD8\xFF\xE0 and so on");
-    const auto first = platform::ReadShellInfo(At("photo.jpg"));
+    auto first = platform::ReadShellInfo(At("photo.jpg"));
     const auto second = platform::ReadShellInfo(At("photo.jpg"));
+    const std::int32_t icon = first.icon.Get();
     EXPECT_EQ(first.displayName, u"photo.jpg");
-    EXPECT_NE(first.icon, 0);
-    EXPECT_NE(first.icon, second.icon);
-    EXPECT_EQ(platform::IconName(first.icon), u"image-jpeg");
-    platform::ReleaseIcon(first.icon);
-    EXPECT_EQ(platform::IconName(first.icon), u"");
-    EXPECT_EQ(platform::IconName(second.icon), u"image-jpeg");
-    platform::ReleaseIcon(second.icon);
-    EXPECT_EQ(platform::ReadShellInfo(At("missing")).icon, 0);
+    EXPECT_NE(icon, 0);
+    EXPECT_NE(icon, second.icon.Get());
+    EXPECT_EQ(platform::IconName(icon), u"image-jpeg");
+    first.icon = {};
+    EXPECT_EQ(platform::IconName(icon), u"");
+    EXPECT_EQ(platform::IconName(second.icon.Get()), u"image-jpeg");
+    EXPECT_EQ(platform::ReadShellInfo(At("missing")).icon.Get(), 0);
 }
 
 }  // namespace

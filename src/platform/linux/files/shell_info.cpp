@@ -57,7 +57,7 @@ ShellInfo ReadShellInfo(std::u16string_view path) {
         const Owned<gchar> description(g_content_type_get_description(type));
         result.typeName = TextOf(description.get());
     }
-    result.icon = KeepIcon(g_file_info_get_icon(info.get()));
+    result.icon = Icon(KeepIcon(g_file_info_get_icon(info.get())));
     return result;
 }
 

@@ -15,8 +15,8 @@ ShellInfo ReadShellInfo(std::u16string_view path) {
         return {};
     }
     // Handles of icons have 32 significant bits in every process.
-    return {FromWide(info.szDisplayName), FromWide(info.szTypeName),
-            static_cast<std::int32_t>(reinterpret_cast<LONG_PTR>(info.hIcon))};
+    Icon icon(static_cast<std::int32_t>(reinterpret_cast<LONG_PTR>(info.hIcon)));
+    return {FromWide(info.szDisplayName), FromWide(info.szTypeName), std::move(icon)};
 }
 
 void ReleaseIcon(std::int32_t icon) { DestroyIcon(reinterpret_cast<HICON>(static_cast<LONG_PTR>(icon))); }
