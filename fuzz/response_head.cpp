@@ -1,5 +1,5 @@
 // The head of an HTTP response, and the parsers of its fields on their own.
-#include "platform/linux/curl/response_head.h"
+#include "platform/reader/response_head.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -17,6 +17,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         start = end;
     }
     if (head.contentLength && *head.contentLength < 0) std::abort();
+    for (const std::string& coding : head.contentCodings) {
+        if (coding.empty() || coding.find(',') != coding.npos) std::abort();
+    }
     for (const char c : head.mediaType) {
         if (c <= ' ' || c == 0x7F) std::abort();
     }

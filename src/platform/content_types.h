@@ -3,10 +3,17 @@
 #include <string>
 #include <string_view>
 
+// The system's database of content types. A type is "type/subtype" in lower case, without parameters; an
+// extension is in lower case and has its leading dot. Empty is what the database does not know.
 namespace tsasync::platform {
 
-// The file extension, with its leading dot, that the system's database of content types prefers for
-// `mimeType` (lower case, without parameters); empty when the database does not know the type.
-std::u16string ExtensionForContentType(std::u16string_view mimeType);
+// The extension that it prefers for a type.
+std::string ExtensionForContentType(std::string_view type);
+
+// The type of files with an extension.
+std::string ContentTypeForExtension(std::string_view extension);
+
+// The type that the beginning of a file's content tells.
+std::string ContentTypeOfData(std::string_view start);
 
 }  // namespace tsasync::platform

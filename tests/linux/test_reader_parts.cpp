@@ -1,8 +1,8 @@
 // The parts of the reader that can be commanded apart from it.
 #include "platform/linux/curl/digest_check.h"
 #include "platform/linux/curl/mailbox.h"
-#include "platform/linux/curl/source_url.h"
 #include "platform/reader/partial_file.h"
+#include "platform/reader/source_url.h"
 #include "tests/linux/reader_host.h"
 
 #include <fcntl.h>

@@ -1,7 +1,7 @@
 #include "base/AutomationError.h"
 #include "base/Utf8.h"
-#include "platform/linux/curl/source_url.h"
 #include "platform/reader/partial_file.h"
+#include "platform/reader/source_url.h"
 #include "tests/linux/reader_host.h"
 #include "tests/linux/web_server.h"
 

@@ -121,6 +121,18 @@ TEST(MimeExtensionMap, KnowsTypesHoweverTheyAreWritten) {
         {u"text/html;charset=\"a/b\"", u".html"},
         {u"text/markdown", u".md"},         // from the system
         {u"application/acrobat", u".pdf"},  // from the system
+        {u"image/apng", u".apng"},
+        {u"application/x-msdownload", u".exe"},
+        {u"application/x-sh", u".sh"},
+        {u"application/vnd.ms-fontobject", u".eot"},
+        {u"multipart/related; boundary=x", u".mht"},
+        {u"text/calendar", u".ics"},
+        {u"model/vrml", u".wrl"},
+        {u"Application/X-Extension-GGUF", u".gguf"},
+        {u"application/x-extension-", u""},
+        {u"application/x-extension-tar.gz", u""},
+        {u"application/x-extension-.", u""},
+        {u"application/x-extension-" + std::u16string(32, u'a'), u""},
         {u"application/octet-stream", u""},
         {u"no/such-type", u""},
         {u"", u""},

@@ -25,12 +25,6 @@ std::vector<Case> Lengths() {
          {Ask(), Send(Head(kLength + "Content-Length: 999\r\n") + Body())},
          "",
          kErrDownloadFailure},
-        {"the same length twice", {Ask(), Send(Head(kLength + kLength) + Body())}, Body()},
-        {"negative length", {Ask(), Send(Head("Content-Length: -1\r\n") + Body())}, "", kErrDownloadFailure},
-        {"endless length",
-         {Ask(), Send(Head("Content-Length: 99999999999999999999\r\n") + Body())},
-         "",
-         kErrDownloadFailure},
         {"one byte a second",
          {Ask(), Send(Head("Content-Length: 4\r\n")), Drip(Body().substr(0, 4), 1000)},
          Body().substr(0, 4)},
@@ -156,9 +150,6 @@ std::vector<Case> Statuses() {
                       Ask(), Send(Whole())},
                      Body()});
     cases.push_back({"503, again at once", {Ask(), after("503 Busy", "0"), Ask(), Send(Whole())}, Body()});
-    cases.push_back({"503, again at a time that is past",
-                     {Ask(), after("503 Busy", "Tue, 02 Jan 2024 10:00:00 GMT"), Ask(), Send(Whole())},
-                     Body()});
     cases.push_back({"429, then well", {Ask(), Send(Head(busy, "429 Slow")), Ask(), Send(Whole())}, Body()});
     cases.push_back(
         {"429, again in a second", {Ask(), after("429 Slow", "1"), Ask(), Send(Whole())}, Body()});
@@ -190,9 +181,13 @@ std::vector<Case> Redirections() {
         cases.push_back({status, {Ask(), moved, Ask("GET /x "), Send(Whole())}, Body()});
     }
     const std::vector<Case> targets = {
-        {"redirected by a relative name",
-         {Ask(), to("other?q"), Ask("GET /other?q "), Send(Whole())},
+        {"redirected by a fragment alone",
+         {Ask(), to("#part"), Ask("GET /file.bin "), Send(Whole())},
          Body()},
+        {"redirected to two places",
+         {Ask(), Send(Head("Content-Length: 0\r\nLocation: /x\r\nLocation: /y\r\n", "302 Found"))},
+         "",
+         kErrRedirectFailed},
         {"redirected by a path", {Ask(), to("/a b"), Ask("GET /a%20b "), Send(Whole())}, Body()},
         {"redirected without a scheme",
          {Ask(), to("//localhost:{port}/x"), Close(), Ask("GET /x \nHost: localhost:"), Send(Whole())},
@@ -204,12 +199,6 @@ std::vector<Case> Redirections() {
         {"a chain of 21", tooLong, "", kErrRedirectFailed},
         {"a loop", loop, "", kErrRedirectFailed},
         {"redirected to a file", {Ask(), to("file:///etc/hostname")}, "", kErrRedirectFailed},
-        {"redirected for good to a file",
-         {Ask(), Send(Head("Content-Length: 0\r\nLocation: file:///etc/hostname\r\n", "308 Permanent"))},
-         "",
-         kErrRedirectFailed},
-        {"redirected to ftp", {Ask(), to("ftp://127.0.0.1/x")}, "", kErrRedirectFailed},
-        {"redirected to nonsense", {Ask(), to("http://")}, "", kErrRedirectFailed},
         {"redirected to nowhere",
          {Ask(), Send(Head("Content-Length: 0\r\n", "301 Moved"))},
          "",
@@ -245,6 +234,11 @@ std::vector<Case> Heads() {
          {Ask(), Send("HTTP/1.1 200 OK\r\n" + manyLines), Silence()},
          "",
          kErrDownloadFailure},
+        {"a head of 2000 lines",
+         {Ask(), Send(Head(manyLines.substr(0, 12'000) + kLength) + Body())},
+         "",
+         kErrDownloadFailure},
+        {"CR in a header", {Ask(), Send(Head("X: a\rb\r\n" + kLength) + Body())}, "", kErrDownloadFailure},
         {"a line without colon",
          {Ask(), Send(Head("nonsense\r\n" + kLength) + Body())},
          "",
@@ -283,6 +277,8 @@ std::vector<Case> Contents() {
     const std::string five = "Content-Length: 5\r\n";
     const std::string packed(
         "\x1f\x8b\x08\0\0\0\0\0\0\x03\xcbH\xcd\xc9\xc9\x07\0\x86\xa6\x10\x36\x05\0\0\0"s);
+    const std::string packedTwice(
+        "\037\213\010\000\000\000\000\000\002\003\253\230\163\332\343\354\311\223\354\014\154\072\114\242\000\104\376\205\252\015\000\000\000"s);
     return {
         {"digest right", {Ask(), Send(Head(five + right) + "hello")}, "hello"},
         {"digest wrong", {Ask(), Send(Head(five + kTag + wrong) + "hello")}, "", kErrDownloadFailure},
@@ -343,6 +339,16 @@ std::vector<Case> Contents() {
          {Ask(),
           Send(Head("Content-Encoding: deflate\r\n") + "\x78\x9c\xcbH\xcd\xc9\xc9\x07\0\x06,\x02\x15"s)},
          "hello"},
+        {"deflated, without its wrapper",
+         {Ask(), Send(Head("Content-Encoding: deflate\r\n")), Drip("\313\110\315\311\311\007\000"s, 10)},
+         "hello"},
+        {"deflated, then compressed",
+         {Ask(), Send(Head("Content-Encoding: deflate\r\nContent-Encoding: gzip\r\n") + packedTwice)},
+         "hello"},
+        {"deflated, then compressed, in one list",
+         {Ask(), Send(Head("Content-Encoding: deflate, gzip\r\n") + packedTwice)},
+         "hello"},
+        {"in no coding", {Ask(), Send(Head("Content-Encoding: none\r\n" + five) + "hello")}, "hello"},
         {"compressed, cut",
          {Ask(),
           Send(Head("Content-Encoding: gzip\r\nContent-Length: 25\r\n" + kTag) + packed.substr(0, 15))},

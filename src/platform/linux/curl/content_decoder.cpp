@@ -1,16 +1,59 @@
 #include "platform/linux/curl/content_decoder.h"
 
+#include <algorithm>
+#include <utility>
+
 namespace tsasync::platform::reader {
 
-std::unique_ptr<ContentDecoder> ContentDecoder::For(std::string_view coding) {
-    if (coding == "gzip" || coding == "x-gzip")
-        return std::unique_ptr<ContentDecoder>(new ContentDecoder(G_ZLIB_COMPRESSOR_FORMAT_GZIP));
-    if (coding == "deflate")
-        return std::unique_ptr<ContentDecoder>(new ContentDecoder(G_ZLIB_COMPRESSOR_FORMAT_ZLIB));
-    return nullptr;
+namespace {
+
+constexpr std::size_t kMostCodings = 5;
+
+// Whether deflated content has the wrapper that it should have: many servers send it without, and every
+// browser reads it so.
+bool IsWrapped(std::string_view start) {
+    const auto first = static_cast<unsigned char>(start[0]);
+    const auto second = static_cast<unsigned char>(start[1]);
+    return (first & 0x0F) == 8 && (first << 8 | second) % 31 == 0;
 }
 
-bool ContentDecoder::Decode(std::string_view bytes, const std::function<bool(std::string_view)>& take) {
+}  // namespace
+
+std::unique_ptr<ContentDecoder> ContentDecoder::For(const std::vector<std::string>& codings) {
+    auto decoder = std::make_unique<ContentDecoder>();
+    if (codings.size() > kMostCodings) return nullptr;
+    for (auto coding = codings.rbegin(); coding != codings.rend(); ++coding) {
+        const bool isGzip = *coding == "gzip" || *coding == "x-gzip";
+        if (!isGzip && *coding != "deflate") return nullptr;
+        decoder->m_stages.emplace_back(isGzip);
+    }
+    return decoder;
+}
+
+bool ContentDecoder::DecodeFrom(std::size_t stage, std::string_view bytes, const Take& take) {
+    if (stage == m_stages.size()) return take(bytes);
+    return m_stages[stage].Decode(
+        bytes, [&](std::string_view decoded) { return DecodeFrom(stage + 1, decoded, take); });
+}
+
+bool ContentDecoder::AtEnd() const {
+    return std::all_of(m_stages.begin(), m_stages.end(), [](const Stage& stage) { return stage.AtEnd(); });
+}
+
+ContentDecoder::Stage::Stage(bool isGzip) {
+    if (isGzip) m_converter.reset(G_CONVERTER(g_zlib_decompressor_new(G_ZLIB_COMPRESSOR_FORMAT_GZIP)));
+}
+
+bool ContentDecoder::Stage::Decode(std::string_view bytes, const Take& take) {
+    std::string start;
+    if (!m_converter) {
+        m_start += bytes;
+        if (m_start.size() < 2) return true;
+        const auto format = IsWrapped(m_start) ? G_ZLIB_COMPRESSOR_FORMAT_ZLIB : G_ZLIB_COMPRESSOR_FORMAT_RAW;
+        m_converter.reset(G_CONVERTER(g_zlib_decompressor_new(format)));
+        start = std::exchange(m_start, {});
+        bytes = start;
+    }
     char piece[16 * 1024];
     bool full = false;  // the last piece: more may wait to be fetched
     while (!bytes.empty() || full) {

@@ -4,33 +4,48 @@
 
 #include <functional>
 #include <memory>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace tsasync::platform::reader {
 
-// Undoes the coding of content that comes encoded although none was asked for. A coding tells where its
+// Undoes the codings of content that comes encoded although none was asked for. A coding tells where its
 // stream ends, so that content cut inside is never taken for whole.
 class ContentDecoder {
   public:
-    // For `coding` (in lower case) of a Content-Encoding field: gzip, x-gzip or deflate. Null for others.
-    static std::unique_ptr<ContentDecoder> For(std::string_view coding);
+    using Take = std::function<bool(std::string_view)>;
+
+    // For the codings of a response, in the order in which they were applied: gzip, x-gzip or deflate. Null
+    // when there are others, or more than anybody means.
+    static std::unique_ptr<ContentDecoder> For(const std::vector<std::string>& codings);
 
     // Hands what `bytes`, the next ones of the stream, stand for to `take`, piece by piece. False when they
     // are not of the coding, or `take` says so.
-    bool Decode(std::string_view bytes, const std::function<bool(std::string_view)>& take);
+    bool Decode(std::string_view bytes, const Take& take) { return DecodeFrom(0, bytes, take); }
     // Whether the stream is complete.
-    bool AtEnd() const { return m_atEnd; }
+    bool AtEnd() const;
 
   private:
-    struct Release {
-        void operator()(GConverter* converter) const { g_object_unref(converter); }
+    // One coding, undone.
+    class Stage {
+      public:
+        explicit Stage(bool isGzip);
+        bool Decode(std::string_view bytes, const Take& take);
+        bool AtEnd() const { return m_atEnd; }
+
+      private:
+        struct Release {
+            void operator()(GConverter* converter) const { g_object_unref(converter); }
+        };
+        std::unique_ptr<GConverter, Release> m_converter;  // null until it is known which one
+        std::string m_start;                               // what came before that
+        bool m_atEnd = false;
     };
 
-    explicit ContentDecoder(GZlibCompressorFormat format)
-        : m_converter(G_CONVERTER(g_zlib_decompressor_new(format))) {}
+    bool DecodeFrom(std::size_t stage, std::string_view bytes, const Take& take);
 
-    std::unique_ptr<GConverter, Release> m_converter;
-    bool m_atEnd = false;
+    std::vector<Stage> m_stages;  // the coding applied last at the front
 };
 
 }  // namespace tsasync::platform::reader

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/linux/curl/response_head.h"
+#include "platform/reader/response_head.h"
 
 #include <glib.h>
 

@@ -1,7 +1,7 @@
 #include "platform/linux/curl/file_read.h"
 
-#include "platform/linux/curl/content_type.h"
 #include "platform/linux/curl/read_error.h"
+#include "platform/reader/media_types.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -31,6 +31,7 @@ bool FileRead::Fail(ReadFailure failure) {
 }
 
 bool FileRead::Begin() {
+    if (m_source.path.empty()) return Fail(Failure(why::kMalformedUrl, m_source.text));
     m_report.Status(kStatusFindingResource, m_source.path);
     // Not blocking: a pipe without a writer would hold up every transfer.
     m_from = FileHandle(open(m_source.path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
@@ -54,7 +55,7 @@ bool FileRead::Step() {
     if (count < 0) return Fail(FileFailure(errno, m_source.path));
     const auto bytes = std::string_view(m_buffer).substr(0, static_cast<std::size_t>(count));
     if (!m_report.HasBegun()) {
-        m_mediaType = GuessMediaType({}, m_source.text, bytes.substr(0, kSniffSize));
+        m_mediaType = EffectiveMediaType({}, m_source.text, bytes.substr(0, kSniffSize));
         m_report.Begin(m_mediaType);
     }
     if (count == 0) return End();

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "platform/linux/curl/report.h"
-#include "platform/linux/curl/source_url.h"
 #include "platform/linux/files/file_handle.h"
 #include "platform/reader/partial_file.h"
+#include "platform/reader/source_url.h"
 
 #include <memory>
 #include <optional>

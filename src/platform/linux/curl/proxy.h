@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/linux/curl/report.h"
-#include "platform/linux/curl/source_url.h"
+#include "platform/reader/source_url.h"
 
 #include <curl/curl.h>
 #include <gio/gio.h>

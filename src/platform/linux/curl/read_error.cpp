@@ -1,11 +1,6 @@
 #include "platform/linux/curl/read_error.h"
 
-#include "base/Utf8.h"
-#include "platform/reader/read_rules.h"
-
 #include <glib.h>
-
-#include <string>
 
 namespace tsasync::platform::reader {
 
@@ -51,16 +46,8 @@ std::int32_t NumberOf(CURLcode code) {
 
 }  // namespace
 
-ReadFailure Failure(std::int32_t number, std::string_view what, std::string_view culprit) {
-    return {number, FromUtf8(std::string(what) + ": " + std::string(culprit))};
-}
-
 ReadFailure TransportFailure(CURLcode code, std::string_view detail, std::string_view url) {
     return Failure(NumberOf(code), detail.empty() ? curl_easy_strerror(code) : detail, url);
-}
-
-ReadFailure StatusFailure(int status, std::string_view url) {
-    return Failure(FailureOfStatus(status), "The server answered with status " + std::to_string(status), url);
 }
 
 ReadFailure FileFailure(int systemError, std::string_view path) {

@@ -1,8 +1,8 @@
 #include "platform/linux/curl/transfer.h"
 
-#include "platform/linux/curl/content_type.h"
 #include "platform/linux/curl/read_error.h"
 #include "platform/linux/curl/timing.h"
+#include "platform/reader/media_types.h"
 
 #include <netdb.h>
 #include <sys/socket.h>
@@ -17,15 +17,12 @@ namespace tsasync::platform::reader {
 
 namespace {
 
-constexpr int kMaxRedirections = 20;
 constexpr std::int64_t kWorthKeeping =
     256 * 1024;                                 // bytes from which on a transfer shall outlive its process
 constexpr std::size_t kMaxIgnored = 64 * 1024;  // of an unwanted body, to keep the connection usable
 
 // A validator is an entity tag or a date.
 bool IsTag(std::string_view validator) { return validator.starts_with('"'); }
-
-bool IsWeb(const SourceUrl& source) { return source.scheme.starts_with("http"); }
 
 std::string AddressText(const curl_sockaddr& address) {
     char host[NI_MAXHOST] = {};
@@ -48,11 +45,10 @@ bool ProxyWantsUser(CURL* easy, CURLcode code) {
 Transfer::Transfer(std::shared_ptr<Read> read, SourceUrl source, std::shared_ptr<PrivateFolder> folder,
                    Outbox& outbox)
     : m_read(std::move(read)),
-      m_source(source),
-      m_asked(std::move(source)),
-      m_file(std::move(folder), SourceOf(m_asked)),
+      m_way(std::move(source)),
+      m_file(std::move(folder), SourceOf(m_way.Asked())),
       m_report(m_read, outbox) {
-    m_report.Status(kStatusFindingResource, m_source.host);
+    m_report.Status(kStatusFindingResource, Source().host);
 }
 
 Transfer::~Transfer() { KeepAtTheEnd(); }
@@ -60,7 +56,7 @@ Transfer::~Transfer() { KeepAtTheEnd(); }
 CURL* Transfer::Attach(EasyHandle easy, const ProxyChoice& proxy) {
     m_easy = std::move(easy);
     CURL* const handle = m_easy.get();
-    if (IsWeb(m_asked) && !std::exchange(m_lookedForEarlier, true)) m_file.FindEarlier();
+    if (m_way.Asked().IsWeb() && !std::exchange(m_lookedForEarlier, true)) m_file.FindEarlier();
     curl_easy_setopt(handle, CURLOPT_PRIVATE, this);
     curl_easy_setopt(handle, CURLOPT_ERRORBUFFER, m_error);
     curl_easy_setopt(handle, CURLOPT_HEADERFUNCTION, OnHeader);
@@ -88,13 +84,13 @@ CURL* Transfer::Attach(EasyHandle easy, const ProxyChoice& proxy) {
 }
 
 void Transfer::SetUrl() {
-    const bool named = m_source.NamesUser();
-    curl_easy_setopt(m_easy.get(), CURLOPT_URL, m_source.text.c_str());
+    const bool named = Source().NamesUser();
+    curl_easy_setopt(m_easy.get(), CURLOPT_URL, Source().text.c_str());
     // A secured server says when it is connected whether the connection can serve many reads; of another one
     // libcurl would wait for the first answer only to learn that it can't.
-    curl_easy_setopt(m_easy.get(), CURLOPT_PIPEWAIT, m_source.scheme == "https" ? 1L : 0L);
-    curl_easy_setopt(m_easy.get(), CURLOPT_USERNAME, named ? m_source.user.c_str() : nullptr);
-    curl_easy_setopt(m_easy.get(), CURLOPT_PASSWORD, named ? m_source.password.c_str() : nullptr);
+    curl_easy_setopt(m_easy.get(), CURLOPT_PIPEWAIT, Source().scheme == "https" ? 1L : 0L);
+    curl_easy_setopt(m_easy.get(), CURLOPT_USERNAME, named ? Source().user.c_str() : nullptr);
+    curl_easy_setopt(m_easy.get(), CURLOPT_PASSWORD, named ? Source().password.c_str() : nullptr);
 }
 
 // Asks for what is missing only, provided that the rest is still the same; a whole file is only asked to be
@@ -138,8 +134,7 @@ std::size_t Transfer::OnHeader(char* line, std::size_t size, std::size_t count, 
     // A file server's answers come here as well.
     if (transfer->m_head.Status() == 0 && !text.starts_with("HTTP/")) return text.size();
     if (!transfer->m_head.AddLine(text)) {
-        transfer->Stop(Failure(kErrDownloadFailure, "The server's answer contradicts itself or never ends",
-                               transfer->m_source.text));
+        transfer->Stop(Failure(why::kUntrustedHead, transfer->Source().text));
         return 0;
     }
     const bool decide = transfer->m_body == Body::Undecided && transfer->m_head.Complete();
@@ -165,13 +160,11 @@ bool Transfer::TakeHead() {
     m_head.End();
     if (status == 200) {
         m_file.StartOver();
-        const std::string& coding = m_head.contentEncoding;
-        if (!coding.empty() && !(m_decoder = ContentDecoder::For(coding))) {
-            return Stop(Failure(kErrDownloadFailure, "The content is encoded in a way that is not known",
-                                m_source.text));
-        }
+        const bool isEncoded = !m_head.contentCodings.empty();
+        if (isEncoded && !(m_decoder = ContentDecoder::For(m_head.contentCodings)))
+            return Stop(Failure(why::kUnknownCoding, Source().text));
         // The length is that of what is sent.
-        m_total = coding.empty() ? m_head.contentLength.value_or(0) : 0;
+        m_total = isEncoded ? 0 : m_head.contentLength.value_or(0);
         return BeginSaving();
     }
     if (status == 206 && earlier && !earlier->whole) {
@@ -192,7 +185,7 @@ bool Transfer::ContinuesOurs(const ContentRange& range) const {
     if (earlier.total && range.total && earlier.total != range.total) return false;
     if (!earlier.total && !range.total) return false;  // nobody could tell whether the rest is all of it
     // What is encoded is another representation than ours, which was not.
-    return m_head.contentEncoding.empty() && IsSameVersion();
+    return m_head.contentCodings.empty() && IsSameVersion();
 }
 
 // Whether the answer, as far as it says, is about the version that we have something of.
@@ -216,8 +209,8 @@ bool Transfer::BeginSaving() {
     m_start = m_file.Beginning(kSniffSize);  // of a file that is continued, which the type shall be told of
     m_firstData = m_lastByte;
     m_mediaType = m_head.mediaType;
-    if (SaysNothing(m_mediaType) && m_file.Earlier()) m_mediaType = m_file.Earlier()->mediaType;
-    if (!SaysNothing(m_mediaType)) m_report.Begin(m_mediaType);
+    if (WantsContent(m_mediaType) && m_file.Earlier()) m_mediaType = m_file.Earlier()->mediaType;
+    if (!WantsContent(m_mediaType)) m_report.Begin(m_mediaType);
     Announce(false);
     ReportBytes(m_lastByte);
     return true;
@@ -241,8 +234,7 @@ bool Transfer::TakeData(std::string_view bytes) {
     }
     if (!m_decoder) return Save(bytes);
     if (m_decoder->Decode(bytes, [this](std::string_view decoded) { return Save(decoded); })) return true;
-    return m_stopped ? false
-                     : Stop(Failure(kErrDownloadFailure, "The encoded content is broken", m_source.text));
+    return m_stopped ? false : Stop(Failure(why::kBrokenCoding, Source().text));
 }
 
 bool Transfer::Save(std::string_view bytes) {
@@ -266,16 +258,16 @@ Clock::time_point Transfer::AnnouncedAt() const {
 // Tells the media type as soon as enough of the content is there to know it, or with what is there.
 void Transfer::Announce(bool last) {
     if (m_report.HasBegun() || (!last && m_start.size() < kSniffSize)) return;
-    m_mediaType = GuessMediaType(m_mediaType, m_source.text, m_start);
+    m_mediaType = EffectiveMediaType(m_mediaType, Source().text, m_start);
     m_report.Begin(m_mediaType);
 }
 
 void Transfer::ReportBytes(Clock::time_point now) { m_report.Bytes(m_file.Size(), m_total, now); }
 
 void Transfer::KeepIfUseful() {
-    if (m_file.IsKept() || m_body != Body::Saved || !IsWeb(m_asked)) return;
+    if (m_file.IsKept() || m_body != Body::Saved || !m_way.Asked().IsWeb()) return;
     const std::string validator = m_head.StrongValidator();
-    if (validator.empty() || !m_head.contentEncoding.empty() || m_file.Size() == 0) return;
+    if (validator.empty() || !m_head.contentCodings.empty() || m_file.Size() == 0) return;
     m_file.Keep(validator, m_mediaType, m_total > 0 ? std::optional(m_total) : std::nullopt);
 }
 
@@ -321,28 +313,21 @@ Verdict Transfer::Judge(CURLcode code) {
         }
     }
     if (ProxyWantsUser(m_easy.get(), code)) code = CURLE_LOGIN_DENIED;
+    // libcurl's word for a line that is too long for it.
+    if (code == CURLE_OUT_OF_MEMORY) return Verdict::Fail(Failure(why::kUntrustedHead, Source().text));
     return Verdict::Fail(
-        TransportFailure(code == CURLE_OK ? CURLE_WEIRD_SERVER_REPLY : code, m_error, m_source.text));
+        TransportFailure(code == CURLE_OK ? CURLE_WEIRD_SERVER_REPLY : code, m_error, Source().text));
 }
 
 Verdict Transfer::JudgeSaved(CURLcode code) {
-    if (code != CURLE_OK) return Verdict::Fail(TransportFailure(code, m_error, m_source.text));
-    if (m_farewell.IsMissing()) {
-        return Verdict::Fail(Failure(kErrDownloadFailure,
-                                     "The connection ended, but the server did not say that this is the end",
-                                     m_source.text));
-    }
-    if (m_decoder && !m_decoder->AtEnd()) {
-        return Verdict::Fail(
-            Failure(kErrDownloadFailure, "The encoded content ends in the middle", m_source.text));
-    }
-    if (m_total > 0 && m_file.Size() != m_total) {
-        return Verdict::Fail(Failure(kErrDownloadFailure,
-                                     "The server sent another number of bytes than it said", m_source.text));
-    }
+    if (code != CURLE_OK) return Verdict::Fail(TransportFailure(code, m_error, Source().text));
+    if (m_farewell.IsMissing()) return Verdict::Fail(Failure(why::kNoEnd, Source().text));
+    if (m_decoder && !m_decoder->AtEnd()) return Verdict::Fail(Failure(why::kCutCoding, Source().text));
+    if (m_total > 0 && m_file.Size() != m_total)
+        return Verdict::Fail(Failure(why::kOtherLength, Source().text));
     // Repr-Digest is of the whole, Content-MD5 of what was sent; both of the content as it was encoded.
     if (m_head.Status() == 206) m_head.digests.md5.clear();
-    if (!m_head.digests.Any() || !m_head.contentEncoding.empty()) return {};
+    if (!m_head.digests.Any() || !m_head.contentCodings.empty()) return {};
     if (const int error = m_file.Write({})) return Verdict::Fail(FileFailure(error, m_file.Path()));
     m_check.emplace(static_cast<int>(m_file.Data().Native()), m_head.digests);
     return {Verdict::Next::Check, {}, {}};
@@ -356,9 +341,7 @@ std::optional<Verdict> Transfer::CheckStep() {
     } else if (!m_check->Agrees()) {
         m_file.StartOver();
         m_body = Body::Ignored;  // nothing of it is worth keeping
-        verdict = Verdict::Fail(Failure(kErrDownloadFailure,
-                                        "The content does not agree with the digest that the server sent",
-                                        m_source.text));
+        verdict = Verdict::Fail(Failure(why::kOtherDigest, Source().text));
     } else {
         return verdict;
     }
@@ -369,13 +352,8 @@ std::optional<Verdict> Transfer::CheckStep() {
 Verdict Transfer::JudgeStatus() {
     const int status = m_head.Status();
     const auto& earlier = m_file.Earlier();
+    if (IsRedirection(status)) return Redirect();
     switch (status) {
-        case 301:
-        case 302:
-        case 303:
-        case 307:
-        case 308:
-            return Redirect();
         case 304:
             if (!earlier || !earlier->whole) break;
             // Some servers say so of whatever is not newer than the date.
@@ -400,25 +378,16 @@ Verdict Transfer::JudgeStatus() {
         default:
             break;
     }
-    return Verdict::Fail(StatusFailure(status, m_source.text));
+    return Verdict::Fail(StatusFailure(status, Source().text));
 }
 
 Verdict Transfer::Redirect() {
-    if (++m_redirections > kMaxRedirections) {
-        return Verdict::Fail(Failure(kErrRedirectFailed, "Too many redirections", m_asked.text));
-    }
-    auto target = FollowRedirection(m_source, m_head.location);
-    if (const auto* failure = std::get_if<ReadFailure>(&target)) return Verdict::Fail(*failure);
-    const std::string host = std::exchange(m_source, std::get<SourceUrl>(std::move(target))).host;
-    // The user's name in the URL is told to the server that the URL names, and to no other.
-    if (!m_source.NamesUser() && m_source.origin == m_asked.origin) {
-        m_source.user = m_asked.user;
-        m_source.password = m_asked.password;
-    }
-    m_report.Status(kStatusRedirecting, m_source.text);
-    m_file.Follow(SourceOf(m_source));
+    const std::string host = Source().host;
+    if (auto failure = m_way.Follow(m_head)) return Verdict::Fail(std::move(*failure));
+    m_report.Status(kStatusRedirecting, Source().text);
+    m_file.Follow(SourceOf(Source()));
     m_lookedForEarlier = false;
-    return {host == m_source.host ? Verdict::Next::Again : Verdict::Next::Elsewhere, {}, {}};
+    return {host == Source().host ? Verdict::Next::Again : Verdict::Next::Elsewhere, {}, {}};
 }
 
 std::optional<Verdict> Transfer::SecondTry(std::optional<std::int64_t> secondsNamed) {

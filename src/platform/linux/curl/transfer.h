@@ -5,10 +5,9 @@
 #include "platform/linux/curl/easy_handle.h"
 #include "platform/linux/curl/proxy.h"
 #include "platform/linux/curl/report.h"
-#include "platform/linux/curl/response_head.h"
-#include "platform/linux/curl/source_url.h"
 #include "platform/linux/curl/tls_farewell.h"
 #include "platform/reader/partial_file.h"
+#include "platform/reader/redirections.h"
 
 #include <chrono>
 #include <cstdint>
@@ -48,7 +47,7 @@ class Transfer {
 
     std::uint64_t Id() const { return m_read->id; }
     // Of the request that is under way, or comes next.
-    const SourceUrl& Source() const { return m_source; }
+    const SourceUrl& Source() const { return m_way.Current(); }
 
     // Prepares `easy` for the next request and holds it until it is taken back.
     CURL* Attach(EasyHandle easy, const ProxyChoice& proxy);
@@ -100,15 +99,13 @@ class Transfer {
     std::optional<Verdict> SecondTry(std::optional<std::int64_t> secondsNamed);
 
     std::shared_ptr<Read> m_read;
-    SourceUrl m_source;  // as far as redirections have led
-    const SourceUrl m_asked;
+    Redirections m_way;
     PartialFile m_file;
     class Report m_report;
     EasyHandle m_easy;
     std::unique_ptr<curl_slist, void (*)(curl_slist*)> m_fields{nullptr, curl_slist_free_all};
     char m_error[CURL_ERROR_SIZE] = {};
 
-    int m_redirections = 0;
     bool m_triedTwice = false;
     bool m_lookedForEarlier = false;
     bool m_reportedConnecting = false;

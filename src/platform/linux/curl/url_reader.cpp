@@ -5,10 +5,10 @@
 #include "base/Utf8.h"
 #include "platform/app_log.h"
 #include "platform/linux/curl/mailbox.h"
-#include "platform/linux/curl/source_url.h"
 #include "platform/linux/curl/transfer_thread.h"
 #include "platform/linux/files/native_path.h"
 #include "platform/reader/read_rules.h"
+#include "platform/reader/source_url.h"
 
 #include <exception>
 #include <filesystem>

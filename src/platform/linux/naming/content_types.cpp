@@ -1,9 +1,8 @@
 #include "platform/content_types.h"
 
-#include "base/Utf8.h"
 #include "platform/linux/naming/mime_database.h"
 
-#include <glib.h>
+#include <gio/gio.h>
 
 #include <optional>
 #include <vector>
@@ -49,10 +48,22 @@ std::string TypeOfAlias(const std::vector<std::string>& folders, const std::stri
     return {};
 }
 
+// What the library tells of a name or of content; empty for its word for "unknown".
+std::string Guess(const char* name, std::string_view data) {
+    gboolean uncertain = FALSE;
+    gchar* type =
+        g_content_type_guess(name, reinterpret_cast<const guchar*>(data.data()), data.size(), &uncertain);
+    gchar* mimeType = g_content_type_get_mime_type(type);
+    std::string result = mimeType == nullptr || g_content_type_is_unknown(type) ? "" : mimeType;
+    g_free(mimeType);
+    g_free(type);
+    return result;
+}
+
 }  // namespace
 
-std::u16string ExtensionForContentType(std::u16string_view mimeType) {
-    const std::string type = ToUtf8(mimeType);
+std::string ExtensionForContentType(std::string_view mimeType) {
+    const std::string type(mimeType);
     if (!mime::IsTypeName(type)) return {};
     const std::vector<std::string> folders = DatabaseFolders();
     std::string extension = ExtensionOfType(folders, type);
@@ -60,7 +71,13 @@ std::u16string ExtensionForContentType(std::u16string_view mimeType) {
         const std::string other = TypeOfAlias(folders, type);
         if (mime::IsTypeName(other)) extension = ExtensionOfType(folders, other);
     }
-    return FromUtf8(extension);
+    return extension;
 }
+
+std::string ContentTypeForExtension(std::string_view extension) {
+    return Guess(("x" + std::string(extension)).c_str(), {});
+}
+
+std::string ContentTypeOfData(std::string_view start) { return Guess(nullptr, start); }
 
 }  // namespace tsasync::platform

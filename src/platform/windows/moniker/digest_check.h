@@ -1,7 +1,7 @@
 #pragma once
 
+#include "platform/reader/header_fields.h"
 #include "platform/windows/base/handles.h"
-#include "platform/windows/moniker/http_fields.h"
 
 #include <cstddef>
 #include <span>
@@ -13,8 +13,7 @@ namespace tsasync::platform {
 // Compares data, as it arrives, with the digests that its server sent.
 class DigestCheck {
   public:
-    // `head`: of the HTTP response that the data belongs to.
-    explicit DigestCheck(const ResponseHead& head);
+    explicit DigestCheck(const reader::Digests& digests);
 
     void Add(std::span<std::byte> data);
     // After all data, once: whether it agrees with every digest that the system can make.
@@ -24,9 +23,9 @@ class DigestCheck {
     struct Expected {
         AlgorithmHandle algorithm;  // outlives its hash
         HashHandle hash;
-        std::vector<unsigned char> digest;
+        std::string digest;
     };
-    void Expect(const wchar_t* algorithmName, std::size_t size, const std::u16string& base64);
+    void Expect(const wchar_t* algorithmName, const std::string& digest);
 
     std::vector<Expected> m_expected;
 };

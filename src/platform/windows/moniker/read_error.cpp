@@ -3,7 +3,7 @@
 #include <windows.h>
 // after windows.h, whose types it uses
 #include "base/Text.h"
-#include "platform/reader/read_rules.h"
+#include "base/Utf8.h"
 #include "platform/windows/base/handles.h"
 #include "platform/windows/base/wide.h"
 
@@ -11,6 +11,7 @@
 #include <wininet.h>
 
 #include <array>
+#include <string>
 
 namespace tsasync::platform {
 
@@ -62,32 +63,19 @@ std::int32_t NumberOf(HRESULT result) {
                : kErrDownloadFailure;
 }
 
-// A URL without its user and password; anything else as it is.
-std::u16string WithoutUser(std::u16string_view culprit) {
-    std::u16string text(culprit);
-    const auto colon = text.find(u"://");
-    if (colon == text.npos) return text;
-    const auto begin = colon + 3;
-    const auto at = text.substr(begin, text.find_first_of(u"/\\?#", begin) - begin).rfind(u'@');
-    return at == text.npos ? text : text.erase(begin, at + 1);
-}
-
 }  // namespace
 
-ReadFailure Failure(std::int32_t number, std::u16string_view what, std::u16string_view culprit) {
-    return {number, std::u16string(what) + u": " + WithoutUser(culprit)};
-}
-
-ReadFailure BindingFailure(HRESULT result, std::u16string_view url) {
-    return Failure(NumberOf(result),
-                   u"The read failed with error 0x" + Hex(static_cast<std::uint32_t>(result)), url);
+ReadFailure BindingFailure(HRESULT result, std::string_view url) {
+    return reader::Failure(NumberOf(result),
+                           "The read failed with error 0x" + ToUtf8(Hex(static_cast<std::uint32_t>(result))),
+                           url);
 }
 
 // The moniker says the same of a file that is not there and of one that must not be read.
-HRESULT CauseOfFile(std::u16string_view url, HRESULT result) {
+HRESULT CauseOfFile(std::string_view url, HRESULT result) {
     std::array<wchar_t, 4096> path{};
     DWORD length = 0;
-    const std::u16string address(url);
+    const std::u16string address = FromUtf8(url);
     if (FAILED(CoInternetParseUrl(Wide(address), PARSE_PATH_FROM_URL, 0, path.data(),
                                   static_cast<DWORD>(path.size()), &length, 0))) {
         return result;
@@ -101,15 +89,9 @@ HRESULT CauseOfFile(std::u16string_view url, HRESULT result) {
     return isMissing ? INET_E_OBJECT_NOT_FOUND : INET_E_CANNOT_LOAD_DATA;
 }
 
-bool IsSuccess(DWORD status) { return status == 200; }
-
-ReadFailure StatusFailure(DWORD status, std::u16string_view url) {
-    return Failure(FailureOfStatus(static_cast<int>(status)),
-                   u"The server answered with status " + Decimal(status), url);
-}
-
 ReadFailure FileFailure(DWORD error, std::u16string_view path) {
-    return Failure(kErrCannotLoadData, u"The file can't be written, error " + Decimal(error), path);
+    return reader::Failure(kErrCannotLoadData, "The file can't be written, error " + std::to_string(error),
+                           ToUtf8(path));
 }
 
 }  // namespace tsasync::platform

@@ -1,8 +1,9 @@
 #include "platform/windows/moniker/url_binding.h"
 
+#include "base/Utf8.h"
+#include "platform/reader/media_types.h"
 #include "platform/windows/base/wide.h"
 #include "platform/windows/moniker/download_file.h"
-#include "platform/windows/moniker/http_fields.h"
 #include "platform/windows/moniker/read_error.h"
 #include "platform/windows/moniker/timing.h"
 
@@ -17,24 +18,12 @@
 
 namespace tsasync::platform {
 
+namespace why = reader::why;
+using reader::Failure;
+
 namespace {
 
 using host::ComPtr;
-
-constexpr int kMaxRedirections = 20;
-
-// In lower case, without the colon; empty when there is none.
-std::u16string Scheme(std::u16string_view url) {
-    const auto colon = url.find(u':');
-    return colon == std::u16string_view::npos ? std::u16string() : Lower(url.substr(0, colon));
-}
-
-// Of an ftp URL: whether it names a folder, for which there is a listing at best.
-bool NamesFolder(std::u16string_view url) {
-    url = url.substr(0, url.find(u'#'));
-    const auto path = url.find(u'/', url.find(u"://") + 3);
-    return path == url.npos || url.ends_with(u'/') || Lower(url).ends_with(u";type=d");
-}
 
 constexpr DWORD kTooManyRequests = 429;
 constexpr std::int64_t kMaxIgnored = 64 << 10;  // bytes of an unwanted body, to keep the connection usable
@@ -54,12 +43,12 @@ bool IsToldOnce(ULONG code) {
     return code == kStatusFindingResource || code == kStatusConnecting || code == kStatusSendingRequest;
 }
 
+// The others are told when the reader itself knows.
 bool IsForwarded(ULONG code) {
-    constexpr std::array kCodes{
-        kStatusFindingResource,        kStatusConnecting,         kStatusRedirecting,
-        kStatusBeginDownload,          kStatusDownloading,        kStatusEndDownload,
-        kStatusUsingCachedCopy,        kStatusSendingRequest,     kStatusMimeTypeAvailable,
-        kStatusCacheFileNameAvailable, kStatusBeginSyncOperation, kStatusEndSyncOperation};
+    constexpr std::array kCodes{kStatusFindingResource,    kStatusConnecting,
+                                kStatusRedirecting,        kStatusUsingCachedCopy,
+                                kStatusSendingRequest,     kStatusCacheFileNameAvailable,
+                                kStatusBeginSyncOperation, kStatusEndSyncOperation};
     return std::find(kCodes.begin(), kCodes.end(), static_cast<std::int32_t>(code)) != kCodes.end();
 }
 
@@ -81,26 +70,24 @@ void UrlBinding::Start() {
     if (!m_report) return;
     m_waits = false;
     m_lastSign = GetTickCount64();
-    const std::u16string scheme = Scheme(m_url);
-    if (scheme.empty()) {
-        Finish(Failure(kErrInvalidUrl, u"No address of a file", m_url));
-    } else if (scheme != u"http" && scheme != u"https" && scheme != u"ftp" && scheme != u"file") {
-        Finish(Failure(kErrUnknownProtocol, u"Unknown scheme", m_url));
-    } else if (scheme == u"ftp" && NamesFolder(m_url)) {
-        Finish(Failure(kErrObjectNotFound, u"A folder, not a file", m_url));
-    } else {
-        if (!m_file) m_file = CreateDownloadFile(m_folder, m_path);
-        if (!m_file) {
-            Finish(FileFailure(GetLastError(), m_path));
-        } else if (const HRESULT started = Bind(); FAILED(started) && !m_waits) {
-            Finish(BindingFailure(CauseOf(started), m_url));
-        }
+    if (!m_way) {
+        auto source = reader::ParseSourceUrl(ToUtf8(m_url));
+        if (auto* failure = std::get_if<ReadFailure>(&source)) return Finish(std::move(*failure));
+        m_way.emplace(std::get<reader::SourceUrl>(std::move(source)));
+    }
+    if (!m_file) m_file = CreateDownloadFile(m_folder, m_path);
+    if (!m_file) {
+        Finish(FileFailure(GetLastError(), m_path));
+    } else if (const HRESULT started = Bind(); FAILED(started) && !m_waits) {
+        Finish(BindingFailure(CauseOf(started), Source().text));
     }
 }
 
 HRESULT UrlBinding::Bind() {
+    // What names a file of this machine is the system's to read.
+    const std::u16string url = Source().scheme == "file" ? m_url : FromUtf8(Source().TextWithUser());
     ComPtr<IMoniker> moniker;
-    HRESULT result = CreateURLMonikerEx(nullptr, Wide(m_url), moniker.Put(), URL_MK_UNIFORM);
+    HRESULT result = CreateURLMonikerEx(nullptr, Wide(url), moniker.Put(), URL_MK_UNIFORM);
     if (FAILED(result)) return result;
     ComPtr<IBindCtx> context;
     result = CreateAsyncBindCtx(0, this, nullptr, context.Put());
@@ -128,9 +115,7 @@ bool UrlBinding::IsSilent() const {
 
 void UrlBinding::FailSilent() {
     if (m_refusal) return StopBinding();  // the rest of what is refused anyway may stay away
-    Fail(Failure(kErrConnectionTimeout,
-                 m_lastCode == kStatusConnecting ? u"No connection in time" : u"The server is silent",
-                 m_target));
+    Fail(Failure(m_lastCode == kStatusConnecting ? why::kNoConnection : why::kSilent, Source().text));
 }
 
 // May be answered by OnStopBinding before it returns: whoever has something to tell does it first.
@@ -140,7 +125,7 @@ void UrlBinding::StopBinding() {
 }
 
 void UrlBinding::Tell(std::int32_t code, std::u16string text) {
-    if (m_report) m_report({code, std::move(text), m_target, m_received, m_max, std::nullopt, std::nullopt});
+    if (m_report) m_report({code, std::move(text), m_target, m_written, m_max, std::nullopt, std::nullopt});
 }
 
 void UrlBinding::Finish(std::variant<std::u16string, ReadFailure> result) {
@@ -148,7 +133,7 @@ void UrlBinding::Finish(std::variant<std::u16string, ReadFailure> result) {
     m_file.Reset();
     if (!report) return;
     if (std::holds_alternative<ReadFailure>(result) && !m_path.empty()) DeleteFileW(Wide(m_path));
-    report({0, {}, m_target, m_received, m_max, std::nullopt, std::move(result)});
+    report({0, {}, m_target, m_written, m_max, std::nullopt, std::move(result)});
 }
 
 HRESULT UrlBinding::QueryInterface(REFIID id, void** object) {
@@ -156,6 +141,8 @@ HRESULT UrlBinding::QueryInterface(REFIID id, void** object) {
         *object = static_cast<IBindStatusCallback*>(this);
     } else if (id == IID_IHttpNegotiate) {
         *object = static_cast<IHttpNegotiate*>(this);
+    } else if (id == IID_IBindCallbackRedirect) {
+        *object = static_cast<IBindCallbackRedirect*>(this);
     } else {
         *object = nullptr;
         return E_NOINTERFACE;
@@ -185,36 +172,27 @@ HRESULT UrlBinding::GetPriority(LONG* priority) {
 
 HRESULT UrlBinding::OnLowResource(DWORD) { return S_OK; }
 
-HRESULT UrlBinding::OnProgress(ULONG progress, ULONG progressMax, ULONG code, LPCWSTR text) {
-    return Guarded([&] { return Progress(progress, progressMax, code, text); });
+HRESULT UrlBinding::OnProgress(ULONG, ULONG progressMax, ULONG code, LPCWSTR text) {
+    return Guarded([&] { return Progress(progressMax, code, text); });
 }
 
-HRESULT UrlBinding::Progress(ULONG progress, ULONG progressMax, ULONG code, LPCWSTR text) {
+HRESULT UrlBinding::Progress(ULONG progressMax, ULONG code, LPCWSTR text) {
     m_lastSign = GetTickCount64();
-    if (code == kStatusRedirecting && !MayFollow(FromWide(text))) {
-        Fail(Failure(kErrRedirectFailed, u"A redirection that is not followed", m_target));
-        return E_ABORT;
+    // Of a system that follows redirections without asking.
+    if (code == kStatusRedirecting) {
+        if (auto failure = m_way->Follow(ToUtf8(FromWide(text)))) {
+            Fail(std::move(*failure));
+            return E_ABORT;
+        }
+        m_target = FromUtf8(Source().text);
     }
-    if (IsForwarded(code)) m_lastCode = static_cast<std::int32_t>(code);
-    if (m_refusal) return S_OK;
-    if (code == kStatusBeginDownload || code == kStatusDownloading || code == kStatusEndDownload) {
-        m_received = std::max<std::int64_t>(m_received, progress);
+    if (code == kStatusBeginDownload || code == kStatusDownloading || code == kStatusEndDownload)
         m_max = std::max<std::int64_t>(m_max, progressMax);
-    }
-    if (IsForwarded(code) && (!IsToldOnce(code) || m_told.insert(m_lastCode).second))
+    if (!IsForwarded(code)) return S_OK;
+    m_lastCode = static_cast<std::int32_t>(code);
+    if (!m_refusal && (!IsToldOnce(code) || m_told.insert(m_lastCode).second))
         Tell(m_lastCode, FromWide(text));
     return S_OK;
-}
-
-// Never to a file, never from a protected connection to an open one.
-bool UrlBinding::MayFollow(std::u16string_view url) {
-    const std::u16string scheme = Scheme(url);
-    const bool relative = url.find(u"://") == std::u16string_view::npos;
-    const bool allowed =
-        relative || scheme == u"https" || (scheme == u"http" && Scheme(m_target) != u"https");
-    if (!allowed || ++m_redirections > kMaxRedirections) return false;
-    if (!relative) m_target = url;
-    return true;
 }
 
 // No dialog of the system's: nobody may be there to answer it. No cache, neither the system's nor a proxy's:
@@ -226,6 +204,7 @@ HRESULT UrlBinding::GetBindInfo(DWORD* flags, BINDINFO* info) {
     std::fill_n(reinterpret_cast<std::byte*>(info), size, std::byte{});
     info->cbSize = size;
     info->dwBindVerb = BINDVERB_GET;
+    info->dwOptions = BINDINFO_OPTIONS_DISABLEAUTOREDIRECTS;  // the reader is asked: Redirect
     return S_OK;
 }
 
@@ -260,8 +239,33 @@ HRESULT UrlBinding::Receive(IStream& data) {
             Fail(FileFailure(GetLastError(), m_path));
             return E_ABORT;
         }
+        Announce({reinterpret_cast<const char*>(buffer.data()), count});
         if (isLast) return S_OK;
     }
+}
+
+// The media type is told as soon as enough of the content is there to know it, then the bytes.
+void UrlBinding::Announce(std::string_view bytes) {
+    if (m_refusal || bytes.empty()) return;
+    if (!m_begun) {
+        if (m_start.empty()) m_firstData = m_lastSign;
+        m_start.append(bytes.substr(0, reader::kSniffSize - m_start.size()));
+        if (m_start.size() == reader::kSniffSize || !reader::WantsContent(m_head.mediaType)) Begin();
+    }
+    if (m_begun) Tell(kStatusDownloading, m_url);
+}
+
+void UrlBinding::Begin() {
+    if (std::exchange(m_begun, true)) return;
+    Tell(kStatusMimeTypeAvailable,
+         FromUtf8(reader::EffectiveMediaType(m_head.mediaType, Source().text, m_start)));
+    Tell(kStatusBeginDownload, m_url);
+}
+
+void UrlBinding::Tick() {
+    if (m_begun || m_start.empty() || GetTickCount64() - m_firstData < Timing().longestSniff) return;
+    Begin();
+    Tell(kStatusDownloading, m_url);
 }
 
 HRESULT UrlBinding::OnObjectAvailable(REFIID, IUnknown*) { return S_OK; }
@@ -273,22 +277,24 @@ HRESULT UrlBinding::OnStopBinding(HRESULT result, LPCWSTR) {
 
 HRESULT UrlBinding::End(HRESULT result) {
     if (!m_report || m_waits) return S_OK;
-    if (const auto target = OwnRedirection()) {
-        if (!MayFollow(*target)) {
-            Finish(Failure(kErrRedirectFailed, u"A redirection that is not followed", m_target));
+    if (m_isMoved && !m_refusal) {
+        if (auto failure = m_way->Follow(m_head)) {
+            Finish(std::move(*failure));
             return S_OK;
         }
-        m_url = *target;
-        Tell(kStatusRedirecting, m_url);
+        m_target = FromUtf8(Source().text);
+        Tell(kStatusRedirecting, m_target);
         BeginAgain(0);
         return S_OK;
     }
     auto failure = FailureOf(result);
     if (!failure) {
+        Begin();
+        Tell(kStatusDownloading, m_url);
+        Tell(kStatusEndDownload, m_url);
         Finish(m_path);
     } else if (const auto wait = WaitBeforeSecondTry(*failure)) {
         m_triedTwice = true;
-        m_redirections = 0;
         BeginAgain(*wait);
     } else {
         Finish(std::move(*failure));
@@ -296,22 +302,11 @@ HRESULT UrlBinding::End(HRESULT result) {
     return S_OK;
 }
 
-// The target of a redirection that the system takes for an answer, as older ones do with 308.
-std::optional<std::u16string> UrlBinding::OwnRedirection() const {
-    constexpr DWORD kPermanentRedirect = 308;
-    if (m_status != kPermanentRedirect || !m_head.isSound || m_head.location.empty()) return std::nullopt;
-    std::array<wchar_t, INTERNET_MAX_URL_LENGTH> target{};
-    DWORD length = 0;
-    const HRESULT combined = CoInternetCombineUrl(Wide(m_target), Wide(m_head.location), 0, target.data(),
-                                                  static_cast<DWORD>(target.size()), &length, 0);
-    return SUCCEEDED(combined) ? std::optional(FromWide(target.data())) : std::nullopt;
-}
-
 // A busy server and one that is just starting are asked once more.
 std::optional<std::uint32_t> UrlBinding::WaitBeforeSecondTry(const ReadFailure& failure) const {
     const bool isBusy = m_status == HTTP_STATUS_SERVICE_UNAVAIL || m_status == kTooManyRequests;
     if (m_triedTwice || !(isBusy || failure.number == kErrCannotConnect)) return std::nullopt;
-    const auto named = isBusy ? ParseRetryAfter(m_head.retryAfter, UnixTime()) : std::nullopt;
+    const auto named = isBusy ? reader::ParseRetryAfter(m_head.retryAfter, UnixTime()) : std::nullopt;
     if (!named)
         return Timing().secondTry + static_cast<std::uint32_t>(GetTickCount64()) % (Timing().secondTry / 2);
     // An earlier try than the server wants would be in vain.
@@ -322,10 +317,11 @@ std::optional<std::uint32_t> UrlBinding::WaitBeforeSecondTry(const ReadFailure& 
 void UrlBinding::BeginAgain(std::uint32_t wait) {
     m_waits = true;
     m_lastCode = 0;
-    m_target = m_url;
     m_status = 0;
-    m_received = m_max = m_written = m_ignored = 0;
+    m_max = m_written = m_ignored = 0;
     m_head = {};
+    m_isMoved = false;
+    m_start.clear();
     m_refusal.reset();
     m_digests.reset();
     SetFilePointer(m_file.Get(), 0, nullptr, FILE_BEGIN);
@@ -336,32 +332,28 @@ void UrlBinding::BeginAgain(std::uint32_t wait) {
 // A system that does not tell what failed has told how far it came. To a secured server the connection may
 // stand by then and no agreement be found on it.
 HRESULT UrlBinding::CauseOf(HRESULT result) const {
-    const std::u16string scheme = Scheme(m_target);
-    if (scheme == u"file") return CauseOfFile(m_target, result);
+    const std::string& scheme = Source().scheme;
+    if (scheme == "file") return CauseOfFile(ToUtf8(m_url), result);
     // The server had the data, says its answer; some systems say otherwise when it breaks.
-    if (result == INET_E_DATA_NOT_AVAILABLE && IsSuccess(m_status)) return INET_E_DOWNLOAD_FAILURE;
+    if (result == INET_E_DATA_NOT_AVAILABLE && m_status == HTTP_STATUS_OK) return INET_E_DOWNLOAD_FAILURE;
     const bool isVague = result == INET_E_DOWNLOAD_FAILURE;
     if (isVague && m_lastCode == kStatusFindingResource) return INET_E_RESOURCE_NOT_FOUND;
-    const bool isRefusal = (isVague && scheme != u"https") || result == INET_E_RESOURCE_NOT_FOUND;
+    const bool isRefusal = (isVague && scheme != "https") || result == INET_E_RESOURCE_NOT_FOUND;
     return isRefusal && m_lastCode == kStatusConnecting ? INET_E_CANNOT_CONNECT : result;
 }
 
 // A binding that ended well may still hold an error page or a part of the data.
 std::optional<ReadFailure> UrlBinding::FailureOf(HRESULT result) {
     if (m_refusal) return m_refusal;
-    if (FAILED(result)) return BindingFailure(CauseOf(result), m_target);
-    const bool isWeb = Scheme(m_target).starts_with(u"http");
-    if (isWeb && m_status == 0) return Failure(kErrDownloadFailure, u"No answer of a web server", m_target);
-    if (m_head.contentLength && *m_head.contentLength != m_written) {
-        return Failure(kErrDownloadFailure, u"The connection ended before the data did", m_target);
-    }
+    if (FAILED(result)) return BindingFailure(CauseOf(result), Source().text);
+    const bool isWeb = Source().IsWeb();
+    if (isWeb && m_status == 0) return Failure(why::kNoAnswer, Source().text);
+    if (m_head.contentLength && *m_head.contentLength != m_written)
+        return Failure(why::kOtherLength, Source().text);
     // The system ends a head that broke off, as if the rest were missing on purpose.
-    if (isWeb && m_written == 0 && !m_head.contentLength && !m_head.isChunked) {
-        return Failure(kErrDownloadFailure, u"The connection ended before any data", m_target);
-    }
-    if (m_digests && !m_digests->Agrees()) {
-        return Failure(kErrDownloadFailure, u"The data disagrees with the server's digest of it", m_target);
-    }
+    if (isWeb && m_written == 0 && !m_head.contentLength && !m_head.isChunked)
+        return Failure(why::kNoEnd, Source().text);
+    if (m_digests && !m_digests->Agrees()) return Failure(why::kOtherDigest, Source().text);
     return std::nullopt;
 }
 
@@ -378,36 +370,61 @@ HRESULT UrlBinding::OnResponse(DWORD status, LPCWSTR headers, LPCWSTR, LPWSTR* a
     if (additional != nullptr) *additional = nullptr;
     m_lastSign = GetTickCount64();
     return Guarded([&] {
-        ReadHead(status, FromWide(headers));
+        ReadHead(status, ToUtf8(FromWide(headers)));
         return S_OK;
     });
 }
 
-void UrlBinding::ReadHead(DWORD status, std::u16string_view head) {
+// Redirections are the reader's own: the system ends the binding, and what it was told is followed at its
+// end.
+HRESULT UrlBinding::Redirect(LPCWSTR location, VARIANT_BOOL* cancel) {
+    *cancel = VARIANT_TRUE;
+    m_lastSign = GetTickCount64();
+    return Guarded([&] {
+        ReadHead(HTTP_STATUS_REDIRECT, RawHead());
+        // The system may keep the head to itself until the binding has ended.
+        if (m_head.location.empty()) m_head.location = ToUtf8(FromWide(location));
+        return S_OK;
+    });
+}
+
+// The head of the answer as the system has it at the moment; may be empty.
+std::string UrlBinding::RawHead() const {
+    ComPtr<IWinInetHttpInfo> info;
+    if (!m_binding || FAILED(m_binding->QueryInterface(IID_IWinInetHttpInfo, info.PutVoid()))) return {};
+    std::string head(reader::ResponseHead::kMaxSize + 1, '\0');
+    auto size = static_cast<DWORD>(head.size());
+    const bool isTold =
+        info->QueryInfo(HTTP_QUERY_RAW_HEADERS_CRLF, head.data(), &size, nullptr, nullptr) == S_OK;
+    head.resize(isTold ? size : 0);
+    return head;
+}
+
+void UrlBinding::ReadHead(DWORD status, std::string_view head) {
     m_status = status;
-    m_head = ParseHead(head);
-    m_refusal = Refusal(status);
+    m_head = {};
+    const bool isSound = m_head.AddLines(head);
+    m_isMoved = reader::IsRedirection(static_cast<int>(status));
+    m_refusal = isSound ? Refusal(status) : Failure(why::kUntrustedHead, Source().text);
     m_digests.reset();
     // What the system decodes has another length, and other digests.
-    if (!m_head.contentEncoding.empty()) {
+    if (!m_head.contentCodings.empty()) {
         m_head.contentLength.reset();
         return;
     }
-    m_digests.emplace(m_head);
+    m_digests.emplace(m_head.digests);
     if (m_head.contentLength) m_max = *m_head.contentLength;
 }
 
 std::optional<ReadFailure> UrlBinding::Refusal(DWORD status) const {
-    if (!m_head.isSound) {
-        return Failure(kErrDownloadFailure, u"The server's answer contradicts itself or never ends",
-                       m_target);
-    }
-    if (status != 0 && !IsSuccess(status)) return StatusFailure(status, m_target);
-    const std::u16string& coding = m_head.contentEncoding;
-    if (!coding.empty() && coding != u"gzip" && coding != u"deflate") {
-        return Failure(kErrDownloadFailure, u"The content is encoded in a way that is not known", m_target);
-    }
-    return std::nullopt;
+    if (m_isMoved) return std::nullopt;
+    if (status != 0 && status != HTTP_STATUS_OK)
+        return reader::StatusFailure(static_cast<int>(status), Source().text);
+    // One of these the system undoes.
+    const auto& codings = m_head.contentCodings;
+    const bool isKnown =
+        codings.empty() || (codings.size() == 1 && (codings[0] == "gzip" || codings[0] == "deflate"));
+    return isKnown ? std::nullopt : std::optional(Failure(why::kUnknownCoding, Source().text));
 }
 
 }  // namespace tsasync::platform

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/reader/redirections.h"
 #include "platform/url_reader.h"
 #include "platform/windows/base/handles.h"
 #include "platform/windows/moniker/digest_check.h"
@@ -33,7 +34,7 @@ struct BindingNotice {
 
 // One URL moniker on its way into one file. Used on one thread, from whose message loop the moniker calls
 // back. Reference-counted, since the moniker holds it.
-class UrlBinding final : public IBindStatusCallback, public IHttpNegotiate {
+class UrlBinding final : public IBindStatusCallback, public IHttpNegotiate, public IBindCallbackRedirect {
   public:
     using Report = std::function<void(BindingNotice)>;
 
@@ -46,6 +47,8 @@ class UrlBinding final : public IBindStatusCallback, public IHttpNegotiate {
     void Start();
     // Stops it silently and deletes the file.
     void Abort();
+    // Does what the time asks for; to be called about once a second.
+    void Tick();
     // Whether the server has given no sign for so long that the read is to be given up.
     bool IsSilent() const;
     // Stops it with the failure that follows from that.
@@ -71,47 +74,55 @@ class UrlBinding final : public IBindStatusCallback, public IHttpNegotiate {
     (LPCWSTR url, LPCWSTR headers, DWORD reserved, LPWSTR* additional) override;
     STDMETHOD(OnResponse)(DWORD status, LPCWSTR headers, LPCWSTR requestHeaders, LPWSTR* additional) override;
 
+    // IBindCallbackRedirect
+    STDMETHOD(Redirect)(LPCWSTR location, VARIANT_BOOL* cancel) override;
+
   private:
     ~UrlBinding() = default;
+    const reader::SourceUrl& Source() const { return m_way->Current(); }
 
     HRESULT Bind();
-    HRESULT Progress(ULONG progress, ULONG progressMax, ULONG code, LPCWSTR text);
+    HRESULT Progress(ULONG progressMax, ULONG code, LPCWSTR text);
     HRESULT Receive(IStream& data);
     HRESULT End(HRESULT result);
     void Fail(ReadFailure failure);
-    void ReadHead(DWORD status, std::u16string_view head);
+    void ReadHead(DWORD status, std::string_view head);
+    std::string RawHead() const;
+    void Announce(std::string_view bytes);
+    void Begin();
     std::optional<ReadFailure> Refusal(DWORD status) const;
-    bool MayFollow(std::u16string_view url);
     void Tell(std::int32_t code, std::u16string text);
     void Finish(std::variant<std::u16string, ReadFailure> result);
     std::optional<ReadFailure> FailureOf(HRESULT result);
     std::optional<std::uint32_t> WaitBeforeSecondTry(const ReadFailure& failure) const;
     HRESULT CauseOf(HRESULT result) const;
-    std::optional<std::u16string> OwnRedirection() const;
     void BeginAgain(std::uint32_t wait);
     void StopBinding();
 
-    std::u16string m_url;  // as asked for, or as the reader itself was redirected
+    const std::u16string m_url;  // as asked for
     std::u16string m_folder;
-    std::u16string m_target;  // after redirections
-    Report m_report;          // empty once the end is told
+    std::u16string m_target;                    // after redirections
+    std::optional<reader::Redirections> m_way;  // set by the first start
+    Report m_report;                            // empty once the end is told
     host::ComPtr<IBinding> m_binding;
     FileHandle m_file;
     std::u16string m_path;
     DWORD m_status = 0;                    // of the last HTTP response
-    ResponseHead m_head;                   // likewise
+    reader::ResponseHead m_head;           // likewise
+    bool m_isMoved = false;                // likewise: whether it is a redirection
     std::optional<ReadFailure> m_refusal;  // likewise: why its data is not what was asked for
     std::optional<DigestCheck> m_digests;  // likewise
     std::int64_t m_ignored = 0;            // bytes of its refused data
     std::int64_t m_written = 0;
+    std::string m_start;            // the content's first bytes, while they decide about the media type
+    std::uint64_t m_firstData = 0;  // when they began to come, in ticks of the system
+    bool m_begun = false;           // whether the media type is told
     std::uint64_t m_lastSign = GetTickCount64();
-    std::int64_t m_received = 0;
     std::int64_t m_max = 0;
     std::int32_t m_lastCode = 0;  // ReadStatus, of the last notification
     bool m_waits = false;         // to begin again
     bool m_triedTwice = false;
     std::set<std::int32_t> m_told;  // of the codes that are told once
-    int m_redirections = 0;
     ULONG m_references = 1;
 };
 

@@ -334,7 +334,9 @@ void UrlReader::Impl::OnTimer(UINT_PTR timer) {
 void UrlReader::Impl::FailSilent() {
     std::vector<std::uint64_t> silent;
     for (const auto& [id, read] : m_reads) {
-        if (read.binding && read.binding->IsSilent()) silent.push_back(id);
+        if (!read.binding) continue;
+        read.binding->Tick();
+        if (read.binding->IsSilent()) silent.push_back(id);
     }
     for (const std::uint64_t id : silent) m_reads.at(id).binding->FailSilent();
 }
