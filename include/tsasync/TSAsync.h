@@ -4,9 +4,13 @@
 // and its hosts. Identifiers, the order of the members, dispatch identifiers, parameter lists and defaults
 // never change.
 //
-// Every object is used on the thread that created the manager. That thread must run a message loop (Windows)
-// or its default GLib main context (Linux); transfers make progress and events arrive from there. Strings are
-// automation strings: [in] ones stay the caller's, [out] ones become the caller's, null is empty.
+// Every object is used on the thread that created the manager; there a manager answers no other one. That
+// thread must run a message loop (Windows) or its default GLib main context (Linux); transfers make progress
+// and events arrive from there. Use one manager a thread: all managers of a thread share its jobs, and each
+// of them handles every notification, so that with two the second finds a finished file moved away and makes
+// its job pending again.
+//
+// Strings are automation strings: [in] ones stay the caller's, [out] ones become the caller's, null is empty.
 //
 // A member that fails returns a negative HRESULT and leaves the error's number, source and description in the
 // thread's error object (GetErrorInfo). 0x800A0000 + n stands for the runtime error n: 5 unknown handle, 53

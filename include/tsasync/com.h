@@ -131,6 +131,7 @@ inline constexpr HRESULT CONNECT_E_CANNOTCONNECT = static_cast<HRESULT>(0x800402
 inline constexpr HRESULT SELFREG_E_TYPELIB = static_cast<HRESULT>(0x80040200u);
 inline constexpr HRESULT SELFREG_E_CLASS = static_cast<HRESULT>(0x80040201u);
 inline constexpr HRESULT RPC_E_CHANGED_MODE = static_cast<HRESULT>(0x80010106u);
+inline constexpr HRESULT RPC_E_WRONG_THREAD = static_cast<HRESULT>(0x8001010Eu);
 
 // --- variants ----------------------------------------------------------------------------------------------
 

@@ -135,6 +135,20 @@ class Error : public std::runtime_error {
     std::u16string m_description;
 };
 
+// The text of a number with which a call may fail without an error object; else empty.
+inline std::u16string_view TextOf(HRESULT number) {
+    switch (number) {
+        case REGDB_E_CLASSNOTREG:
+            return u"the class is not registered";
+        case CO_E_CLASSSTRING:
+            return u"no class is registered under this name";
+        case RPC_E_WRONG_THREAD:
+            return u"the object was created on another thread";
+        default:
+            return {};
+    }
+}
+
 // Throws Error for a failed result, with the thread's error object where there is one. Use it right after the
 // call.
 inline void Check(HRESULT result) {
@@ -146,7 +160,8 @@ inline void Check(HRESULT result) {
         info->GetSource(source.Put());
         info->GetDescription(description.Put());
     }
-    throw Error(result, source.Text(), description.Text());
+    const std::u16string text = description.Text();
+    throw Error(result, source.Text(), text.empty() ? std::u16string(TextOf(result)) : text);
 }
 
 template <typename T>
@@ -186,7 +201,7 @@ inline ComPtr<_CDLManager> CreateManager(const OLECHAR* progId) {
 // --- events ------------------------------------------------------------------------------------------------
 
 // What a host hears of. An Error thrown by a handler makes the manager's operation fail with it; any other
-// exception makes it fail with E_FAIL.
+// exception makes it fail with E_FAIL and, as the description, its `what`.
 struct Events {
     std::function<void(_CDLItem& item)> stateChanged;
     std::function<void(std::u16string_view logBuff, LONG evType)> traceEvent;
@@ -225,11 +240,9 @@ class Sink final : public IDispatch {
         try {
             return Dispatch(member, *arguments);
         } catch (const Error& failure) {
-            if (error == nullptr) return failure.Number();
-            error->bstrSource = Copy(failure.Source());
-            error->bstrDescription = Copy(failure.Description());
-            error->scode = failure.Number();
-            return DISP_E_EXCEPTION;
+            return Report(failure, error);
+        } catch (const std::exception& failure) {
+            return Report(Error(E_FAIL, {}, Utf16(failure.what())), error);
         } catch (...) {
             return E_FAIL;
         }
@@ -237,6 +250,14 @@ class Sink final : public IDispatch {
 
   private:
     ~Sink() = default;
+
+    static HRESULT Report(const Error& failure, EXCEPINFO* error) {
+        if (error == nullptr) return failure.Number();
+        error->bstrSource = Copy(failure.Source());
+        error->bstrDescription = Copy(failure.Description());
+        error->scode = failure.Number();
+        return DISP_E_EXCEPTION;
+    }
 
     static BSTR Copy(const std::u16string& text) {
         const BSTR copy = SysAllocStringLen(nullptr, static_cast<UINT>(text.size()));

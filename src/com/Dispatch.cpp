@@ -25,7 +25,11 @@ const Member* Find(const MemberTable& table, DISPID id, WORD flags) {
 }
 
 bool IsOmitted(const VARIANT* argument) {
-    return argument == nullptr || (argument->vt == VT_ERROR && argument->scode == DISP_E_PARAMNOTFOUND);
+    if (argument == nullptr) return true;
+    if (argument->vt == (VT_BYREF | VT_VARIANT) && argument->pvarVal != nullptr) argument = argument->pvarVal;
+    if (argument->vt == (VT_BYREF | VT_ERROR) && argument->pscode != nullptr)
+        return *argument->pscode == DISP_E_PARAMNOTFOUND;
+    return argument->vt == VT_ERROR && argument->scode == DISP_E_PARAMNOTFOUND;
 }
 
 // One call: assigns the arguments to the parameters, converts them, and owns the values.

@@ -32,6 +32,7 @@ constexpr GenericText kGenericTexts[] = {
     {76, u"Path not found"},
     {91, u"Object variable or With block variable not set"},
     {457, u"This key is already associated with an element of this collection"},
+    {RPC_E_WRONG_THREAD, u"The object was created on another thread"},
 };
 
 std::u16string_view Description(const AutomationError& error) {

@@ -16,27 +16,6 @@ namespace {
 
 constexpr IID kIdentifiers[] = {IID__CDLManager, IID_CDLManager___v0, IID_CDLManager___v1};
 
-// Every operation holds the manager by a reference of its own: the object may end while it runs.
-template <typename Operation>
-HRESULT Do(const std::shared_ptr<CDLManager>& manager, const Operation& operation) {
-    const std::shared_ptr<CDLManager> own = manager->shared_from_this();
-    return Guarded(IID__CDLManager, [&] { operation(*own); });
-}
-
-template <typename T, typename Operation>
-HRESULT Give(const std::shared_ptr<CDLManager>& manager, T* result, const Operation& operation) {
-    if (result == nullptr) return E_POINTER;
-    *result = T{};  // a caller may free it whatever happens
-    const std::shared_ptr<CDLManager> own = manager->shared_from_this();
-    return Guarded(IID__CDLManager, [&] {
-        if constexpr (std::is_same_v<T, BSTR>) {
-            *result = NewString(operation(*own));
-        } else {
-            *result = operation(*own);
-        }
-    });
-}
-
 VARIANT_BOOL ToVariantBool(bool value) { return value ? VARIANT_TRUE : VARIANT_FALSE; }
 
 }  // namespace
@@ -76,39 +55,62 @@ void ManagerObject::End() noexcept {
     m_manager->Terminate();
 }
 
+// Every operation holds the manager by a reference of its own: the object may end while it runs.
+template <typename Operation>
+HRESULT ManagerObject::Do(const Operation& operation) {
+    const std::shared_ptr<CDLManager> own = m_manager;
+    return Guarded(IID__CDLManager, [&] {
+        if (std::this_thread::get_id() != m_thread) throw AutomationError{RPC_E_WRONG_THREAD, {}, {}, {}, 0};
+        operation(*own);
+    });
+}
+
+template <typename T, typename Operation>
+HRESULT ManagerObject::Give(T* result, const Operation& operation) {
+    if (result == nullptr) return E_POINTER;
+    *result = T{};  // a caller may free it whatever happens
+    return Do([&](CDLManager& manager) {
+        if constexpr (std::is_same_v<T, BSTR>) {
+            *result = NewString(operation(manager));
+        } else {
+            *result = operation(manager);
+        }
+    });
+}
+
 HRESULT ManagerObject::AddURL(BSTR URL, BSTR Name, VARIANT_BOOL Force, BSTR* result) {
-    return Give(m_manager, result, [&](CDLManager& manager) {
+    return Give(result, [&](CDLManager& manager) {
         return manager.AddURL(Text(URL), Text(Name), Force != VARIANT_FALSE);
     });
 }
 
 HRESULT ManagerObject::get_AutoStart(VARIANT_BOOL* result) {
-    return Give(m_manager, result, [](CDLManager& manager) { return ToVariantBool(manager.AutoStart()); });
+    return Give(result, [](CDLManager& manager) { return ToVariantBool(manager.AutoStart()); });
 }
 
 HRESULT ManagerObject::put_AutoStart(VARIANT_BOOL value) {
-    return Do(m_manager, [&](CDLManager& manager) { manager.SetAutoStart(value != VARIANT_FALSE); });
+    return Do([&](CDLManager& manager) { manager.SetAutoStart(value != VARIANT_FALSE); });
 }
 
 HRESULT ManagerObject::get_AssetsPath(BSTR* result) {
-    return Give(m_manager, result, [](CDLManager& manager) { return manager.AssetsPath(); });
+    return Give(result, [](CDLManager& manager) { return manager.AssetsPath(); });
 }
 
 HRESULT ManagerObject::put_AssetsPath(BSTR value) {
-    return Do(m_manager, [&](CDLManager& manager) { manager.SetAssetsPath(Text(value)); });
+    return Do([&](CDLManager& manager) { manager.SetAssetsPath(Text(value)); });
 }
 
 HRESULT ManagerObject::get_ActiveJobs(SHORT* result) {
-    return Give(m_manager, result, [](CDLManager& manager) { return manager.ActiveJobs(); });
+    return Give(result, [](CDLManager& manager) { return manager.ActiveJobs(); });
 }
 
 HRESULT ManagerObject::put_ActiveJobs(SHORT value) {
-    return Do(m_manager, [&](CDLManager& manager) { manager.SetActiveJobs(value); });
+    return Do([&](CDLManager& manager) { manager.SetActiveJobs(value); });
 }
 
 // A caller that is compiled against the interface leaves StartTime out by passing the zero of its type.
 HRESULT ManagerObject::ChangeState(BSTR HDL, ::TSDLStateEnum State, DATE StartTime, VARIANT_BOOL* Force) {
-    return Do(m_manager, [&](CDLManager& manager) {
+    return Do([&](CDLManager& manager) {
         const std::optional<double> start = StartTime == 0 ? std::nullopt : std::optional(StartTime);
         const bool force = Force != nullptr && *Force != VARIANT_FALSE;
         manager.ChangeState(Text(HDL), static_cast<TSDLStateEnum>(State), start, force);
@@ -116,31 +118,31 @@ HRESULT ManagerObject::ChangeState(BSTR HDL, ::TSDLStateEnum State, DATE StartTi
 }
 
 HRESULT ManagerObject::Elect(BSTR* result) {
-    return Give(m_manager, result, [](CDLManager& manager) { return manager.Elect(); });
+    return Give(result, [](CDLManager& manager) { return manager.Elect(); });
 }
 
 HRESULT ManagerObject::RemoveURL(BSTR HDL) {
-    return Do(m_manager, [&](CDLManager& manager) { manager.RemoveURL(Text(HDL)); });
+    return Do([&](CDLManager& manager) { manager.RemoveURL(Text(HDL)); });
 }
 
 HRESULT ManagerObject::get_Jobs(SHORT* result) {
-    return Give(m_manager, result, [](CDLManager& manager) { return manager.Jobs(); });
+    return Give(result, [](CDLManager& manager) { return manager.Jobs(); });
 }
 
 HRESULT ManagerObject::StartLog(BSTR LogTarget, LONG LogModes) {
-    return Do(m_manager, [&](CDLManager& manager) { manager.StartLog(Text(LogTarget), LogModes); });
+    return Do([&](CDLManager& manager) { manager.StartLog(Text(LogTarget), LogModes); });
 }
 
 HRESULT ManagerObject::HDLbyURL(BSTR sURL, BSTR* result) {
-    return Give(m_manager, result, [&](CDLManager& manager) { return manager.HDLbyURL(Text(sURL)); });
+    return Give(result, [&](CDLManager& manager) { return manager.HDLbyURL(Text(sURL)); });
 }
 
 HRESULT ManagerObject::GetHDL(BSTR sURL, BSTR* result) {
-    return Give(m_manager, result, [&](CDLManager& manager) { return manager.GetHDL(Text(sURL)); });
+    return Give(result, [&](CDLManager& manager) { return manager.GetHDL(Text(sURL)); });
 }
 
 HRESULT ManagerObject::put_LangID(LONG value) {
-    return Do(m_manager, [&](CDLManager& manager) { manager.SetLangID(value); });
+    return Do([&](CDLManager& manager) { manager.SetLangID(value); });
 }
 
 void* ManagerObject::FindOther(REFIID riid) {

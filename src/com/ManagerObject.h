@@ -7,6 +7,7 @@
 #include "tsasync/TSAsync.h"
 
 #include <memory>
+#include <thread>
 
 namespace tsasync::com {
 
@@ -16,6 +17,8 @@ const MemberTable& ManagerMembers();
 // The public object of a download manager. Dropping the last reference terminates the manager, also from
 // inside an event: the operation that raised it then ends on what is left. Script hosts learn from its
 // class's description, where there is a type library, which events they can connect.
+//
+// Its members work on the thread that created it only, and fail elsewhere with RPC_E_WRONG_THREAD.
 class ManagerObject final : public DispatchObject<_CDLManager>,
                             IConnectionPointContainer,
                             IProvideClassInfo,
@@ -49,6 +52,12 @@ class ManagerObject final : public DispatchObject<_CDLManager>,
 
   private:
     ~ManagerObject() override = default;
+
+    template <typename Operation>
+    HRESULT Do(const Operation& operation);
+    template <typename T, typename Operation>
+    HRESULT Give(T* result, const Operation& operation);
+
     void End() noexcept override;
     void* FindOther(REFIID riid) override;
 
@@ -62,6 +71,7 @@ class ManagerObject final : public DispatchObject<_CDLManager>,
     std::shared_ptr<EventSinks> m_sinks = std::make_shared<EventSinks>();
     ConnectionPoint m_connectionPoint{*this, *m_sinks};
     std::shared_ptr<CDLManager> m_manager;
+    const std::thread::id m_thread = std::this_thread::get_id();
 };
 
 }  // namespace tsasync::com

@@ -56,7 +56,10 @@ TEST_F(Dispatch, ArgumentsMayBeNamedOmittedAndConverted) {
     add({Value(kUrl), Value::Omitted(), Value::Long(0)});
     add({Value(kUrl), Value::Omitted()}, {{2, Value::Real(0)}});
     add({Value(kUrl), Value(), Value()});
-    EXPECT_EQ(Read(*item.Get(), DISPID_CDLItem_RefCount).value.Number(), 4);
+    Value omitted = Value::Omitted();
+    SCODE missing = DISP_E_PARAMNOTFOUND;
+    add({Value(kUrl), Value::ByRef(omitted.Get()), Value::ByRef(missing)});
+    EXPECT_EQ(Read(*item.Get(), DISPID_CDLItem_RefCount).value.Number(), 5);
     const auto other = ItemFrom([&] { Call(Late(), DISPID_CDLManager_AddURL, {Value(u"http://host/b")}); });
     EXPECT_EQ(Read(*other.Get(), DISPID_CDLItem_Name).value.Text().substr(0, 5), u"Asset");
 }

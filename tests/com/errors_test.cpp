@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <thread>
+
 namespace tsasync::test {
 namespace {
 
@@ -50,6 +52,14 @@ TEST_F(Errors, ReachLateBoundHostsInTheExceptionRecord) {
     EXPECT_EQ(changed.description, kGeneric);
     host::ComPtr<IErrorInfo> left;
     EXPECT_EQ(GetErrorInfo(0, left.Put()), S_FALSE) << "the error was handed over, not doubled";
+}
+
+TEST_F(Errors, NameAnotherThread) {
+    std::thread([this] {
+        const Outcome outcome = Read(Late(), DISPID_CDLManager_Jobs);
+        EXPECT_EQ(outcome.scode, RPC_E_WRONG_THREAD);
+        EXPECT_EQ(outcome.description, u"The object was created on another thread");
+    }).join();
 }
 
 TEST_F(Errors, AreAnnouncedForTheInterfacesOfTheObject) {

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <stdexcept>
 #include <string>
 
 namespace tsasync::test {
@@ -217,11 +218,20 @@ TEST_F(Events, FailureOfASinkIsTheRaisersError) {
 }
 
 TEST_F(Events, HostsHandlersMayThrow) {
-    const host::Connection connection(
-        manager, {[](_CDLItem&) { throw host::Error(E_ACCESSDENIED, u"host", u"not now"); }, {}});
-    const Outcome outcome = Call(Late(), DISPID_CDLManager_AddURL, {Value(kUrl)});
-    EXPECT_EQ(outcome.scode, E_ACCESSDENIED);
-    EXPECT_EQ(outcome.description, u"not now");
+    const struct {
+        void (*handler)(_CDLItem&);
+        HRESULT number;
+        std::u16string_view description;
+    } rows[] = {{[](_CDLItem&) { throw host::Error(E_ACCESSDENIED, u"host", u"not now"); }, E_ACCESSDENIED,
+                 u"not now"},
+                {[](_CDLItem&) { throw std::runtime_error("the host's own"); }, E_FAIL, u"the host's own"},
+                {[](_CDLItem&) { throw 7; }, E_FAIL, u"Application-defined or object-defined error"}};
+    for (const auto& row : rows) {
+        const host::Connection connection(manager, {row.handler, {}});
+        const Outcome outcome = Call(Late(), DISPID_CDLManager_AddURL, {Value(kUrl)});
+        EXPECT_EQ(outcome.scode, row.number);
+        EXPECT_EQ(outcome.description, row.description);
+    }
 }
 
 }  // namespace

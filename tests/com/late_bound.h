@@ -43,6 +43,7 @@ class Value {
     }
     static Value ByRef(VARIANT_BOOL& value) { return {VT_BYREF | VT_BOOL, &VARIANT::pboolVal, &value}; }
     static Value ByRef(VARIANT& value) { return {VT_BYREF | VT_VARIANT, &VARIANT::pvarVal, &value}; }
+    static Value ByRef(SCODE& value) { return {VT_BYREF | VT_ERROR, &VARIANT::pscode, &value}; }
     static Value Null() { return {VT_NULL, &VARIANT::lVal, LONG{0}}; }
     static Value Omitted() { return {VT_ERROR, &VARIANT::scode, DISP_E_PARAMNOTFOUND}; }
 

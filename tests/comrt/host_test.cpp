@@ -76,4 +76,15 @@ TEST(HostErrors, SayWhatTheErrorObjectSays) {
     EXPECT_THROW(Check(E_FAIL), Error);
 }
 
+TEST(HostErrors, HaveATextWithoutAnErrorObject) {
+    for (const HRESULT number : {REGDB_E_CLASSNOTREG, CO_E_CLASSSTRING, RPC_E_WRONG_THREAD}) {
+        try {
+            Check(number);
+            FAIL() << "nothing was thrown";
+        } catch (const Error& error) {
+            EXPECT_NE(error.Description(), u"") << error.what();
+        }
+    }
+}
+
 }  // namespace
