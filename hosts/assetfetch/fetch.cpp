@@ -235,26 +235,6 @@ void Fetch::Close(Job& job, Outcome outcome, std::string reason) {
         ++m_totals.failed;
 }
 
-// Each removal elects the next pending job; stopping those first keeps them from being started just to be
-// ended.
-void Fetch::RemoveAll() {
-    for (Job& job : m_jobs) {
-        if (job.item && ValueOf(*job.item.Get(), &_CDLItem::get_State) == tsdPending)
-            Check(job.item->put_State(tsdStopped));
-    }
-    for (const Job& job : m_jobs) {
-        if (job.handle.empty()) continue;
-        Bstr registered;
-        Check(m_manager->HDLbyURL(Bstr(Utf16(job.url)), registered.Put()));
-        if (SysStringLen(registered) == 0) continue;
-        // The dialog of a file that found no place is left to the user; only that of a running job is closed.
-        VARIANT_BOOL now = VARIANT_TRUE;
-        if (m_options.force && job.state == tsdBroken && &job == &m_jobs.back())
-            Check(m_manager->ChangeState(registered, tsdStarting, 0, &now));
-        Check(m_manager->RemoveURL(registered));
-    }
-}
-
 int Fetch::End() {
     for (Job& job : m_jobs) {
         if (job.outcome != Outcome::kOpen) continue;
@@ -278,7 +258,8 @@ gboolean Fetch::OnTick(gpointer self) {
 gboolean Fetch::OnElection(gpointer self) {
     Bstr started;
     const auto& manager = static_cast<Fetch*>(self)->m_manager;
-    if (FAILED(manager->Elect(started.Put()))) PrintMessage("a job could not be started; trying again");
+    if (manager && FAILED(manager->Elect(started.Put())))
+        PrintMessage("a job could not be started; trying again");
     return G_SOURCE_CONTINUE;
 }
 
@@ -291,11 +272,9 @@ gboolean Fetch::OnSignal(gpointer self) {
 void Fetch::Stop(int signal) {
     if (m_signal != 0) return;
     m_signal = signal;
-    try {
-        RemoveAll();
-    } catch (const tsasync::host::Error& error) {
-        m_view->Message(error.what());
-    }
+    // With its manager every job ends, and so does the wait for a forced one.
+    m_events = {};
+    m_manager.Reset();
     g_main_loop_quit(m_loop);
 }
 

@@ -24,7 +24,7 @@ class Fetch {
     Fetch(const Fetch&) = delete;
     Fetch& operator=(const Fetch&) = delete;
 
-    // Returns when every job has ended, or after SIGINT, SIGTERM or SIGHUP, which remove every job first. The
+    // Returns when every job has ended, or after SIGINT, SIGTERM or SIGHUP, which end every job first. The
     // result is the exit status.
     int Run();
 
@@ -35,7 +35,6 @@ class Fetch {
     void Judge(Job& job, _CDLItem& item);
     void OnFailedAttempt(Job& job, _CDLItem& item);
     void Close(Job& job, Outcome outcome, std::string reason = {});
-    void RemoveAll();
     int End();
 
     // Sources of the main context. Each stays until the end.

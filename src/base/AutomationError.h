@@ -1,6 +1,10 @@
 #pragma once
 
+#include "base/Utf8.h"
+
 #include <cstdint>
+#include <exception>
+#include <new>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -28,9 +32,26 @@ struct AutomationError {
 };
 
 inline constexpr std::int32_t kErrInvalidProcedureCall = 5;
+inline constexpr std::int32_t kErrOutOfMemory = 7;
+inline constexpr std::int32_t kErrInternal = 51;
 inline constexpr std::int32_t kErrFileNotFound = 53;
 inline constexpr std::int32_t kErrObjectNotSet = 91;
 inline constexpr std::int32_t kErrDuplicateKey = 457;
+
+// The exception that is being handled; what is no automation error becomes one, for who treats all alike.
+inline AutomationError CurrentError() {
+    try {
+        throw;
+    } catch (const AutomationError& error) {
+        return error;
+    } catch (const std::bad_alloc&) {
+        return {kErrOutOfMemory, {}, {}, {}, 0};
+    } catch (const std::exception& error) {
+        return {kErrInternal, {}, FromUtf8(error.what()), {}, 0};
+    } catch (...) {
+        return {kErrInternal, {}, {}, {}, 0};
+    }
+}
 
 // Runs `operation`; an automation error that leaves it goes on with `source` as its source.
 template <typename Operation>

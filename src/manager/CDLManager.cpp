@@ -68,7 +68,7 @@ void CDLManager::Terminate() noexcept {
         const auto jobs = std::move(thread.g_colJobs);
         thread.g_oCAT.reset();
         while (const auto oI = jobs->First()) {
-            m_oCAT->CancelDownload(JobKey(oI->Handle()));
+            Step(OnError::GoOn, [&] { m_oCAT->CancelDownload(JobKey(oI->Handle())); });
             jobs->RemoveFirst();
             Step(OnError::GoOn, [&] { CloseDialog(*oI); });
         }
@@ -145,7 +145,8 @@ void CDLManager::DownloadBehindDialog(CDLItem& oI, std::u16string_view key, std:
         StartTransfer(oI, key, URL);
         if (oI.IsRunning()) {
             SetFrmP(dialog);
-            dialog->ShowModal();
+            const platform::ForcedWait wait;
+            dialog->ShowModal([&oI] { return oI.IsRunning(); });
         } else {
             dialog->Unload();
         }

@@ -4,6 +4,7 @@
 #include "manager/CDLItem.h"
 #include "manager/TSDLStateEnum.h"
 #include "naming/UrlHandleGenerator.h"
+#include "platform/reader/forced_wait.h"
 #include "transfer/CAsyncT.h"
 #include "ui/frmProgress.h"
 
@@ -86,7 +87,7 @@ class CDLManager final : public std::enable_shared_from_this<CDLManager>, ITrans
     static void Step(OnError onError, const Operation& operation) {
         try {
             operation();
-        } catch (const AutomationError&) {
+        } catch (...) {
             if (onError == OnError::Raise) throw;
         }
     }
@@ -126,8 +127,8 @@ class CDLManager final : public std::enable_shared_from_this<CDLManager>, ITrans
 
     IManagerEvents* m_pEvents;  // null once terminated
     bool m_bAutoStart = false;
-    bool m_bInProgress = false;  // while this manager handles a notification of progress
-    bool m_bInComplete = false;  // while it handles a completion
+    platform::HandlerState m_bInProgress;  // of this manager's handler of progress
+    platform::HandlerState m_bInComplete;  // of its handler of completions
     std::int16_t m_iActiveJobs = 0;
     std::u16string m_sAssetsPath;
     UrlHandleGenerator m_oHandleGen;

@@ -85,9 +85,9 @@ bool CDLManager::StartTransfer(CDLItem& oI, std::u16string_view key, std::u16str
     oI.SetAttempts(Wrapped(oI.Attempts() + 1));
     oI.SetState(tsdStarting);
     CountActive(+1);
-    if (m_oCAT) {
-        m_oCAT->PlaceNear(m_sAssetsPath);
-        if (m_oCAT->DownloadFile(key, URL, platform::kReadIntoFile, {})) return true;
+    if (m_oCAT && m_oCAT->PlaceNear(m_sAssetsPath) &&
+        m_oCAT->DownloadFile(key, URL, platform::kReadIntoFile, {})) {
+        return true;
     }
     oI.SetAttempts(Wrapped(oI.Attempts() - 1));
     oI.SetState(tsdPending);

@@ -26,18 +26,6 @@ constexpr std::int32_t kErrUnknownKey = 2001;
 constexpr std::int32_t kErrUnknownProgressKey = 2003;
 constexpr std::int32_t kErrTypeMismatch = 13;
 
-// Set while its handler runs.
-class FlagGuard {
-  public:
-    explicit FlagGuard(bool& flag) : m_flag(flag) { m_flag = true; }
-    ~FlagGuard() { m_flag = false; }
-    FlagGuard(const FlagGuard&) = delete;
-    FlagGuard& operator=(const FlagGuard&) = delete;
-
-  private:
-    bool& m_flag;
-};
-
 using ReadValue = decltype(platform::AsyncProperty::Value);
 
 // The failure that a notification's value stands for. A value that holds no error number is a failure like
@@ -80,14 +68,14 @@ std::u16string FileNameOf(const CDLItem& oI) {
 
 void CDLManager::FileReadProgress(std::u16string_view sFileKey, std::int32_t /*lngFileType*/,
                                   const platform::AsyncProperty& AsyncProp, std::u16string_view /*strData*/) {
-    if (m_bInProgress) return;
-    const FlagGuard inProgress(m_bInProgress);
+    if (m_bInProgress.IsRunning()) return;
+    const platform::HandlerState::Run inProgress(m_bInProgress);
     std::shared_ptr<CDLItem> oI;
     try {
         oI = modSingleton::Jobs().Item(sFileKey);
         ApplyProgress(oI, sFileKey, AsyncProp);
-    } catch (const AutomationError& error) {
-        if (error.number == kErrInvalidProcedureCall) {
+    } catch (...) {
+        if (CurrentError().number == kErrInvalidProcedureCall) {
             modErrHand::RaiseError(kErrUnknownProgressKey, u"CDLManager.FileReadProgress");
         }
         if (!oI) return;
@@ -129,8 +117,8 @@ void CDLManager::ApplyProgress(const std::shared_ptr<CDLItem>& oI, std::u16strin
 
 void CDLManager::FileReadComplete(std::u16string_view sFileKey, std::int32_t /*lngFileType*/,
                                   const platform::AsyncProperty& AsyncProp, std::u16string_view /*strData*/) {
-    if (m_bInComplete) return;
-    const FlagGuard inComplete(m_bInComplete);
+    if (m_bInComplete.IsRunning()) return;
+    const platform::HandlerState::Run inComplete(m_bInComplete);
     CountActive(-1);
     std::shared_ptr<CDLItem> oI;
     try {
@@ -138,7 +126,8 @@ void CDLManager::FileReadComplete(std::u16string_view sFileKey, std::int32_t /*l
         Finish(*oI, AsyncProp);
         RaiseStateChanged(oI);
         ElectAndReport();
-    } catch (const AutomationError& error) {
+    } catch (...) {
+        const AutomationError error = CurrentError();
         if (error.number == kErrInvalidProcedureCall) {
             throw AutomationError{kErrUnknownKey, u"CDLManager.FileReadComplete", {}, {}, 0};
         }
@@ -148,8 +137,6 @@ void CDLManager::FileReadComplete(std::u16string_view sFileKey, std::int32_t /*l
             case modFileOps::kErrMoveAborted:
             case modFileOps::kErrMoveCancelled:
                 oI->SetState(tsdBroken);
-                // Its dialog shows the user how far it came; where nobody can close that, the wait ends here.
-                if (oI->ProgressForm() && !oI->ProgressForm()->UserCanClose()) CloseDialog(*oI);
                 break;
             default:
                 RetryOrGiveUp(*oI, sFileKey, OnError::Raise);
@@ -222,7 +209,8 @@ void CDLManager::Cancel(std::u16string_view HDL) {
             stop();
         }
         RaiseStateChanged(oI);
-    } catch (const AutomationError& error) {
+    } catch (...) {
+        const AutomationError error = CurrentError();
         if (oI) {
             stop();
             RaiseStateChanged(oI);

@@ -42,6 +42,7 @@ void JobRegistry::Remove(std::u16string_view key) {
     const auto job = m_jobs.find(FoldKey(key));
     if (job == m_jobs.end()) throw AutomationError{kErrInvalidProcedureCall, {}, {}, {}, 0};
     Remove(job);
+    if (m_places.size() > kPlacesKept && m_places.size() > 2 * m_jobs.size()) CloseGaps();
 }
 
 std::shared_ptr<CDLItem> JobRegistry::First() const {
@@ -64,7 +65,6 @@ void JobRegistry::Remove(Jobs::iterator job) {
     oI->SetPlace(nullptr, 0);
     m_jobs.erase(job);
     while (m_first < m_places.size() && m_places[m_first] == nullptr) ++m_first;
-    if (m_places.size() > kPlacesKept && m_places.size() > 2 * m_jobs.size()) CloseGaps();
 }
 
 // Moves every job to the next free place below it. As many jobs were removed since the last time as are moved

@@ -35,6 +35,7 @@ class JobRegistry final : IScheduleObserver {
 
     // The record added first; null when there is none.
     std::shared_ptr<CDLItem> First() const;
+    // To be used when all of them go: it closes no gaps, and so needs no memory.
     void RemoveFirst();
 
     // The first record in order that is pending and whose Start is `now` or earlier; null when there is none.

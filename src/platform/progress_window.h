@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -99,8 +100,9 @@ class ProgressWindow {
     virtual std::optional<std::u16string> FitPath(std::u16string_view path, std::int32_t width) const = 0;
     virtual ScreenDepth ScreenColors() const = 0;
 
-    // Whether there is a user who can close it.
-    virtual bool UserCanClose() const { return true; }
+    // For windows that no user can close: the next ShowModal also ends, and unloads the window, when
+    // `isRunning` does not hold after an event.
+    virtual void EndUnless(const std::function<bool()>& /*isRunning*/) {}
     // Shows the window and returns when it is unloaded, at once when it already is. The thread's events go on
     // being delivered meanwhile.
     virtual void ShowModal() = 0;

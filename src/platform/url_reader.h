@@ -89,13 +89,18 @@ class UrlReader {
     UrlReader(const UrlReader&) = delete;
     UrlReader& operator=(const UrlReader&) = delete;
 
+    // Where a thread may have several message loops: from now on notifications come from the one that is the
+    // thread's at this moment; before the first call from the one at the reader's making.
+    void ListenHere();
+
     // The folder where the data of reads started from now on will finally be wanted: their files lie on the
     // same volume where that can be. Need not exist.
     void PlaceNear(std::u16string_view folder);
 
     // Starts a read of `target`. `type` is kReadIntoFile. Returns 0, or the error number of a refusal; a bad
     // or unreachable URL is no refusal but a failed completion. The name must not be in use. kErrNoSession
-    // when the thread could hear of nothing because another thread runs its message loop.
+    // when the thread could hear of nothing because another thread runs its message loop. Throws what is no
+    // AutomationError where the system lacks memory or a thread; the next try may find them.
     std::int32_t AsyncRead(std::u16string_view target, std::int32_t type, std::u16string_view propertyName);
 
     // Stops the read and forgets its name, which may be used again at once. Returns 0, or kErrNoSuchRead when

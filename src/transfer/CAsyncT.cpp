@@ -1,6 +1,5 @@
 #include "transfer/CAsyncT.h"
 
-#include "base/AutomationError.h"
 #include "transfer/frmAsyncT.h"
 
 #include <algorithm>
@@ -9,25 +8,43 @@
 
 namespace tsasync {
 
-std::shared_ptr<CAsyncT> CAsyncT::Create() {
-    auto channel = std::make_shared<CAsyncT>();
-    frmAsyncT::Load().SetChannel(channel);
-    return channel;
-}
+namespace {
 
-void CAsyncT::PlaceNear(std::u16string_view sFolder) { frmAsyncT::Load().asfTransfer().PlaceNear(sFolder); }
-
-bool CAsyncT::DownloadFile(std::u16string_view sFileKey, std::u16string_view sPath, std::int32_t AsyncType,
-                           std::u16string_view sData) {
+// What goes wrong at the control, also for want of memory or of a thread, is a result for the managers.
+template <typename Operation>
+bool Succeeds(const Operation& operation) {
     try {
-        return frmAsyncT::Load().asfTransfer().DownloadFile(sFileKey, sPath, AsyncType, sData);
-    } catch (const AutomationError&) {
-        return false;  // a refused start is a result for the managers, not an error
+        return operation(frmAsyncT::Load().asfTransfer());
+    } catch (...) {
+        return false;
     }
 }
 
+}  // namespace
+
+std::shared_ptr<CAsyncT> CAsyncT::Create() {
+    auto channel = std::make_shared<CAsyncT>();
+    frmAsyncT& form = frmAsyncT::Load();
+    form.asfTransfer().ListenHere();
+    form.SetChannel(channel);
+    return channel;
+}
+
+bool CAsyncT::PlaceNear(std::u16string_view sFolder) {
+    return Succeeds([&](ctlAsyncT& control) {
+        control.PlaceNear(sFolder);
+        return true;
+    });
+}
+
+bool CAsyncT::DownloadFile(std::u16string_view sFileKey, std::u16string_view sPath, std::int32_t AsyncType,
+                           std::u16string_view sData) {
+    return Succeeds(
+        [&](ctlAsyncT& control) { return control.DownloadFile(sFileKey, sPath, AsyncType, sData); });
+}
+
 bool CAsyncT::CancelDownload(std::u16string_view sFileKey) {
-    return frmAsyncT::Load().asfTransfer().CancelDownload(sFileKey);
+    return Succeeds([&](ctlAsyncT& control) { return control.CancelDownload(sFileKey); });
 }
 
 void CAsyncT::Connect(std::weak_ptr<ITransferEvents> receiver) {

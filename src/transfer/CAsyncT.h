@@ -13,12 +13,14 @@ namespace tsasync {
 // the thread's hidden form, which keeps the latest channel alive.
 class CAsyncT : public std::enable_shared_from_this<CAsyncT> {
   public:
-    // Loads the thread's hidden form where it is not loaded yet, and makes the new channel the form's.
+    // Loads the thread's hidden form where it is not loaded yet, and makes the new channel the form's. Its
+    // notifications come from the message loop that is the thread's at this moment.
     static std::shared_ptr<CAsyncT> Create();
 
+    // These are False on any error; none is raised.
+
     // Where the files of later transfers will finally be wanted.
-    void PlaceNear(std::u16string_view sFolder);
-    // Both are False on any error; none is raised.
+    bool PlaceNear(std::u16string_view sFolder);
     bool DownloadFile(std::u16string_view sFileKey, std::u16string_view sPath, std::int32_t AsyncType,
                       std::u16string_view sData);
     bool CancelDownload(std::u16string_view sFileKey);

@@ -13,9 +13,14 @@ bool ctlAsyncT::DownloadFile(std::u16string_view sFileKey, std::u16string_view s
     return WithErrorSource(u"ctlAsyncT.DownloadFile", [&] {
         const std::u16string_view key = Trim(sFileKey);
         if (key.empty()) return false;
-        m_colFileKeys.Add(key, AsyncType);
-        m_colFileData.Add(key, std::u16string(sData));
-        const std::int32_t refusal = m_oReader.AsyncRead(sPath, AsyncType, key);
+        m_colFileKeys.Add(key, {AsyncType, std::u16string(sData)});
+        std::int32_t refusal = 0;
+        try {
+            refusal = m_oReader.AsyncRead(sPath, AsyncType, key);
+        } catch (...) {
+            m_colFileKeys.Remove(key);
+            throw;
+        }
         if (refusal != 0) throw AutomationError{refusal, {}, {}, {}, 0};
         return true;
     });
@@ -28,7 +33,6 @@ bool ctlAsyncT::CancelDownload(std::u16string_view sFileKey) {
     if (error != 0 && modErrHand::ErrorCode(error) != platform::kErrNoSuchRead) return false;
     try {
         m_colFileKeys.Remove(key);
-        m_colFileData.Remove(key);
     } catch (const AutomationError&) {
         return false;  // the key is unknown: the one answer that the caller needs
     }
@@ -37,18 +41,15 @@ bool ctlAsyncT::CancelDownload(std::u16string_view sFileKey) {
 
 void ctlAsyncT::AsyncReadProgress(const platform::AsyncProperty& AsyncProp) {
     // A copy: a receiver may cancel the read, and with it the table's entry.
-    const std::u16string data = m_colFileData.Item(AsyncProp.PropertyName);
-    const std::int32_t fileType = m_colFileKeys.Item(AsyncProp.PropertyName);
-    m_oEvents.FileReadProgress(AsyncProp.PropertyName, fileType, AsyncProp, data);
+    const File file = m_colFileKeys.Item(AsyncProp.PropertyName);
+    m_oEvents.FileReadProgress(AsyncProp.PropertyName, file.type, AsyncProp, file.data);
 }
 
 void ctlAsyncT::AsyncReadComplete(const platform::AsyncProperty& AsyncProp) {
-    const std::u16string data = m_colFileData.Item(AsyncProp.PropertyName);
-    const std::int32_t fileType = m_colFileKeys.Item(AsyncProp.PropertyName);
+    const File file = m_colFileKeys.Item(AsyncProp.PropertyName);
     // The key is free before the event, so that a receiver can start the read again under it.
     m_colFileKeys.Remove(AsyncProp.PropertyName);
-    m_colFileData.Remove(AsyncProp.PropertyName);
-    m_oEvents.FileReadComplete(AsyncProp.PropertyName, fileType, AsyncProp, data);
+    m_oEvents.FileReadComplete(AsyncProp.PropertyName, file.type, AsyncProp, file.data);
 }
 
 }  // namespace tsasync

@@ -30,12 +30,15 @@ class ctlAsyncT final : platform::IReadEvents {
     // `events` is not owned and must outlive the control.
     explicit ctlAsyncT(ITransferEvents& events);
 
+    // The thread's message loop of this moment delivers from now on.
+    void ListenHere() { m_oReader.ListenHere(); }
     // Where the files of later reads will finally be wanted.
     void PlaceNear(std::u16string_view sFolder) { m_oReader.PlaceNear(sFolder); }
 
     // Starts one read of `sPath`. Surrounding spaces of the key do not count; False when nothing else is left
     // of it. Throws 457 while the key is in use, and what the reader raises when it refuses the start; the
-    // key then stays in use until it is cancelled.
+    // key then stays in use until it is cancelled. For want of memory or of a thread it throws, too, and the
+    // key is free.
     bool DownloadFile(std::u16string_view sFileKey, std::u16string_view sPath, std::int32_t AsyncType,
                       std::u16string_view sData = {});
     // Stops the read and forgets its key, also that of a refused start. False when the key is unknown, or
@@ -47,9 +50,12 @@ class ctlAsyncT final : platform::IReadEvents {
     void AsyncReadComplete(const platform::AsyncProperty& AsyncProp) override;
 
     ITransferEvents& m_oEvents;
-    KeyedCollection<std::int32_t> m_colFileKeys;    // key → file type
-    KeyedCollection<std::u16string> m_colFileData;  // key → the caller's data
-    platform::UrlReader m_oReader;                  // last: it ends before the tables its notifications need
+    struct File {
+        std::int32_t type;
+        std::u16string data;  // the caller's
+    };
+    KeyedCollection<File> m_colFileKeys;
+    platform::UrlReader m_oReader;  // last: it ends before the table that its notifications need
 };
 
 }  // namespace tsasync

@@ -67,7 +67,7 @@ class frmProgress::Impl final : platform::IProgressWindowEvents {
     void SetSizeSoFar(std::int32_t ssf);
     void SetTotalSize(std::int32_t ts);
     platform::ProgressWindow& Window();
-    void ShowModal();
+    void ShowModal(const std::function<bool()>& isRunning);
     void Unload();
 
     IProgressEvents* m_oEvents = nullptr;
@@ -212,7 +212,10 @@ void frmProgress::Impl::CancelPressed() {
     Unload();
 }
 
-void frmProgress::Impl::ShowModal() { Window().ShowModal(); }
+void frmProgress::Impl::ShowModal(const std::function<bool()>& isRunning) {
+    Window().EndUnless(isRunning);
+    Window().ShowModal();
+}
 
 void frmProgress::Impl::Unload() { Close(m_bCancelled); }
 
@@ -243,8 +246,7 @@ void frmProgress::SetAsyncStatus(std::int32_t Code, std::u16string_view Status) 
 void frmProgress::SetSizeSoFar(std::int32_t ssf) { m_impl->SetSizeSoFar(ssf); }
 void frmProgress::SetTotalSize(std::int32_t ts) { m_impl->SetTotalSize(ts); }
 void frmProgress::Refresh() { m_impl->Window().Refresh(); }
-void frmProgress::ShowModal() { m_impl->ShowModal(); }
-bool frmProgress::UserCanClose() { return m_impl->Window().UserCanClose(); }
+void frmProgress::ShowModal(const std::function<bool()>& isRunning) { m_impl->ShowModal(isRunning); }
 void frmProgress::Unload() { m_impl->Unload(); }
 
 }  // namespace tsasync

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -39,10 +40,10 @@ class frmProgress {
     void SetTotalSize(std::int32_t ts);
     void Refresh();
 
-    // Shows the dialog and returns when it is unloaded; events go on being delivered meanwhile.
-    void ShowModal();
-    // False where no more than the wait is left of the dialog: nobody but the component can end that.
-    bool UserCanClose();
+    // Shows the dialog and returns when it is unloaded; events go on being delivered meanwhile. Where no more
+    // than the wait is left of the dialog, which nobody can close, it ends when `isRunning` no longer holds,
+    // too.
+    void ShowModal(const std::function<bool()>& isRunning);
     // Closes the dialog, which ends ShowModal. Raises Cancel only after the Cancel button was pressed.
     void Unload();
 

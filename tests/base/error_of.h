@@ -9,8 +9,8 @@ template <typename Operation>
 AutomationError ErrorOf(const Operation& operation) {
     try {
         operation();
-    } catch (const AutomationError& error) {
-        return error;
+    } catch (...) {
+        return CurrentError();
     }
     return {};
 }

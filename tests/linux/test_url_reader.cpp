@@ -1,5 +1,6 @@
 #include "base/AutomationError.h"
 #include "base/Utf8.h"
+#include "platform/reader/forced_wait.h"
 #include "platform/reader/partial_file.h"
 #include "platform/reader/source_url.h"
 #include "tests/linux/reader_host.h"
@@ -243,27 +244,37 @@ TEST_F(UrlReaderTest, DeliversNothingAfterACancelEvenUnderTheSameName) {
     EXPECT_EQ(Read(host.Of("Key").path), "hello");
 }
 
-// While a host's handler runs a modal loop, the other kind of notification goes on.
+// While a host's handler runs a modal loop, the other kind of notification goes on; while it waits for a
+// forced download, both do.
 TEST_F(UrlReaderTest, KeepsBackWhatIsOfTheKindThatIsBeingHandled) {
-    int inProgress = 0;
-    int deepest = 0;
-    bool modal = true;
-    host.onNotice = [&](const AsyncProperty& property, bool complete) {
-        if (complete) return;
-        deepest = std::max(deepest, ++inProgress);
-        if (modal && property.StatusCode == platform::kStatusEndDownload) {
-            modal = false;
-            // The end of the read itself comes through, the progress of the other waits.
-            EXPECT_TRUE(host.RunUntil([&] { return host.Of("one").completed; }));
-            host.Start(web / "text", "two");
-            EXPECT_FALSE(host.RunUntil([&] { return !host.Of("two").codes.empty(); }, 1));
-        }
-        --inProgress;
-    };
-    host.Start(web / "text", "one");
-    ASSERT_TRUE(host.RunUntil([&] { return host.Of("one").completed && host.Of("two").completed; }));
-    EXPECT_EQ(deepest, 1);
-    EXPECT_EQ(host.Of("two").codes, (std::vector<std::int32_t>{1, 2, 11, 13, 4, 5, 6}));
+    for (const bool forced : {false, true}) {
+        for (const char* name : {"one", "two", "three"}) host.Of(name) = {};
+        int inProgress = 0;
+        int deepest = 0;
+        bool modal = true;
+        host.onNotice = [&](const AsyncProperty& property, bool complete) {
+            if (complete) return;
+            deepest = std::max(deepest, ++inProgress);
+            if (modal && property.StatusCode == platform::kStatusEndDownload) {
+                modal = false;
+                // The end of the read itself comes through, the progress of the other waits.
+                EXPECT_TRUE(host.RunUntil([&] { return host.Of("one").completed; }));
+                host.Start(web / "text", "two");
+                EXPECT_FALSE(host.RunUntil([&] { return !host.Of("two").codes.empty(); }, 1));
+                if (forced) {
+                    const platform::ForcedWait wait;
+                    host.Start(web / "text", "three");
+                    EXPECT_TRUE(host.RunUntil(
+                        [&] { return host.Of("two").completed && host.Of("three").completed; }));
+                }
+            }
+            --inProgress;
+        };
+        host.Start(web / "text", "one");
+        ASSERT_TRUE(host.RunUntil([&] { return host.Of("one").completed && host.Of("two").completed; }));
+        EXPECT_EQ(deepest, forced ? 2 : 1);
+        EXPECT_EQ(host.Of("two").codes, (std::vector<std::int32_t>{1, 2, 11, 13, 4, 5, 6}));
+    }
 }
 
 TEST_F(UrlReaderTest, LogsTheErrorOfAHandlerAndGoesOn) {

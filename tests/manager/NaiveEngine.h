@@ -64,7 +64,7 @@ class NaiveEngine {
         if (!job) throw HostError(-2147219503);
         if (job->state != state && state != tsdStarting) {
             if (Runs(*job)) {
-                channel.erase(url);
+                Cancel(url);
                 --Of(manager).active;
             }
             job->start = start.value_or(now);
@@ -101,7 +101,7 @@ class NaiveEngine {
         }
         if (Runs(*job)) {
             --Of(manager).active;
-            channel.erase(url);
+            Cancel(url);
             job->state = tsdStopped;
         }
         std::erase(jobs, job);
@@ -116,7 +116,7 @@ class NaiveEngine {
                 if (!job) throw HostError(5);
                 job->size = read;
                 job->totalSize = max;
-                if (code == 0 && channel.erase(url) != 0) {
+                if (code == 0 && Cancel(url)) {
                     job->state = tsdStopped;
                     --Of(manager).active;
                 }
@@ -159,7 +159,7 @@ class NaiveEngine {
     }
 
     void Restart() {  // every manager ends, as many new ones begin
-        for (const auto& job : jobs) channel.erase(job->url);
+        for (const auto& job : jobs) Cancel(job->url);
         jobs.clear();
         managers.assign(managers.size(), {});
     }
@@ -170,6 +170,7 @@ class NaiveEngine {
     std::map<int, bool> channel;  // keys in use; whether a read runs under it
     double now = 0;
     bool refuse = false;     // starts
+    bool lack = false;       // memory in the reader
     bool abortMove = false;  // the next one
     std::function<void(int manager, int url, std::int32_t state)> event;
 
@@ -180,11 +181,12 @@ class NaiveEngine {
         event(manager, job->url, job->state);
     }
     bool Start(int manager, Job& job) {
-        const bool begins = channel.try_emplace(job.url, !refuse).second && !refuse;
+        const bool begins = !lack && channel.try_emplace(job.url, !refuse).second && !refuse;
         job.state = begins ? tsdStarting : tsdPending;
         if (begins) ++job.attempts, ++Of(manager).active;
         return begins;
     }
+    bool Cancel(int url) { return !lack && channel.erase(url) != 0; }
     void ElectAndReport(int manager) {
         if (const int url = Elect(manager); url >= 0) Raise(manager, Find(url));
     }

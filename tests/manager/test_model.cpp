@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <limits>
+#include <new>
 #include <random>
 #include <thread>
 
@@ -166,6 +167,8 @@ const Action kActions[] = {
      [](Naive n, Op op) { n.Of(op.manager).autoStart = op.flag; }},
     {"Refuse", 1, [](Real, Op op) { testplatform::RefuseReads(op.flag ? platform::kErrInvalidUrl : 0); },
      [](Naive n, Op op) { n.refuse = op.flag; }},
+    {"LackMemory", 1, [](Real, Op op) { testplatform::LackMemory(op.flag); },
+     [](Naive n, Op op) { n.lack = op.flag; }},
     {"AbortMove", 1,
      [](Real, Op) {
          testplatform::FailNextOperation({0, true});
@@ -197,6 +200,9 @@ Trace Do(Engine& engine, const Step& step) {
     engine.event = [&](int manager, int url, std::int32_t state) {
         trace.emplace_back(manager, url, state);
         if (++events != step.nestedAt) return;
+        // What the engine has no number for itself is to it like any other error.
+        if (step.raises && step.nested.error == kErrOutOfMemory && std::is_same_v<Engine, RealEngine>)
+            throw std::bad_alloc();
         if (step.raises) throw HostError(step.nested.error);
         run(step.nested);
     };
@@ -232,8 +238,8 @@ class Model : public testing::TestWithParam<int> {
         op.flag = Below(2) == 0;
         op.hasDate = Below(2) == 0;
         op.number = OneOf(kActions[op.action].numbers);
-        op.error = OneOf<std::int32_t>(
-            {0, platform::kErrDownloadFailure, 5, 13, 53, 457, 1234, 10001, 10002, 10003, 10004, 10005});
+        op.error = OneOf<std::int32_t>({0, platform::kErrDownloadFailure, 5, kErrOutOfMemory, 13, 53, 457,
+                                        1234, 10001, 10002, 10003, 10004, 10005});
         op.end = OneOf<End>({End::File, End::File, End::NoFile, End::Failure});
         op.date = now + (Below(13) - 6) / (24.0 * 60);
         if (kActions[op.action].name == std::string_view("Clock")) {

@@ -219,30 +219,52 @@ TEST_F(Forced, FailuresRestartAtOnceNineTimes) {
     }
 }
 
-TEST_F(Forced, RefusedRestartWaits) {
-    Force([&] {
-        RefuseReads(kReadError);
-        FireComplete(Failed(key, kReadError));
-        ExpectJob(tsdPending, kTenOClock);
-        EXPECT_EQ(job->Attempts(), 1);
-        EXPECT_FALSE(LastProgressWindow().unloaded);
-        PressCancel();
-    });
-}
-
-TEST_F(Forced, BrokenMoveLeavesTheDialogToTheUser) {
+// Where there is no user, the wait ends with the transfer.
+TEST_F(Forced, JobThatStopsLeavesTheDialogToTheUser) {
+    const struct {
+        TSDLStateEnum state;
+        std::int16_t attempts;
+        std::function<void()> stop;
+    } rows[] = {
+        {tsdStopped, 1, [&] { manager->ChangeState(handle, tsdStopped); }},
+        {tsdStopped, 1, [&] { job->SetState(tsdStopped); }},
+        {tsdPending, 1,
+         [&] {
+             RefuseReads(kReadError);
+             FireComplete(Failed(key, kReadError));
+         }},
+        {tsdBroken, 1,
+         [&] {
+             FailNextOperation({0, true});
+             Complete(job);
+         }},
+        {tsdStarting, 2, [&] { FireComplete(Failed(key, kReadError)); }},
+        {tsdStarting, 2,
+         [&] {
+             manager->ChangeState(handle, tsdStopped);
+             manager->ChangeState(handle, tsdStarting);
+         }},
+    };
     for (const bool user : {true, false}) {
-        ProgressWindows().userCanClose = user;
-        EXPECT_EQ(Force([&] {
-                      FailNextOperation({0, true});
-                      FireProgress(Bytes(key, 1, 1));
-                      Complete(job);
-                      EXPECT_EQ(job->State(), tsdBroken);
-                      EXPECT_EQ(LastProgressWindow().unloaded, !user);
-                      if (user) CloseProgressWindow();
-                  }),
-                  handle);
-        EXPECT_EQ(job->State(), tsdBroken);
+        for (const auto& row : rows) {
+            SCOPED_TRACE(testing::Message() << &row - rows << (user ? " with a user" : ""));
+            ProgressWindows().userCanClose = user;
+            int turns = 0;
+            ProgressWindows().whileShown = [&] {
+                if (++turns > 1) return CloseProgressWindow(), true;
+                FireProgress(Bytes(key, 1, 4));
+                row.stop();
+                EXPECT_EQ(std::pair(job->State(), job->Attempts()), std::pair(row.state, row.attempts));
+                EXPECT_FALSE(LastProgressWindow().unloaded);
+                return true;
+            };
+            manager->AddURL(url, u"", true);
+            EXPECT_EQ(turns, user || row.state == tsdStarting ? 2 : 1);
+            RefuseReads(0);
+            manager->Terminate();  // which frees the key of a refused start
+            manager = CDLManager::Create(host);
+            manager->SetAssetsPath(u"C:\\Assets");
+        }
     }
 }
 

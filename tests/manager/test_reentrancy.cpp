@@ -149,6 +149,47 @@ TEST_F(Reentrancy, NotificationOfTheSameKindIsDropped) {
     EXPECT_EQ(manager->ActiveJobs(), 1);
 }
 
+// It waits in a loop of its own, where the handlers around it don't count.
+TEST_F(Reentrancy, ForcedDownloadInsideAHandlerHearsEverything) {
+    for (const bool fromProgress : {true, false}) {
+        for (const bool bySecond : {false, true}) {
+            SCOPED_TRACE(testing::Message() << fromProgress << bySecond);
+            Restart();
+            Host otherHost;
+            const auto second = bySecond ? CDLManager::Create(otherHost) : nullptr;
+            CDLManager& calling = bySecond ? *second : *manager;
+            const std::u16string handle = manager->GetHDL(u"http://host/forced");
+            const auto outer = Add(u"http://host/1", tsdStarting);
+            const auto other = Add(u"http://host/2", tsdStarting);
+            std::u16string next = u"http://host/next";
+            const auto fireTheSame = [&] {
+                const auto oI = Add(next += u'1', tsdStarting);
+                fromProgress ? FireProgress(testplatform::Bytes(Key(oI), 1, 8)) : Fail(oI);
+                return host.Heard();
+            };
+            testplatform::ProgressWindows().whileShown = [&] {
+                FireProgress(testplatform::Bytes(Key(other), 7, 8));
+                EXPECT_EQ(other->Size(), 7);
+                // A message box in a handler of this wait keeps back as everywhere.
+                host.Once([&](const auto&) { EXPECT_EQ(fireTheSame(), 0u); });
+                fromProgress ? FireProgress(testplatform::Bytes(Key(outer), 2, 8)) : Fail(other);
+                const std::u16string key = u"[" + handle + u"]";
+                testplatform::PutFile(u"C:\\Cache\\forced", "data");
+                FireComplete(testplatform::Done(key, u"C:\\Cache\\forced", u"http://host/forced", 4));
+                EXPECT_TRUE(testplatform::LastProgressWindow().unloaded);
+                return true;
+            };
+            host.Once([&](const auto&) {
+                EXPECT_EQ(calling.AddURL(u"http://host/forced", u"", true), handle);
+                EXPECT_EQ(fireTheSame(), 0u);  // dropped: this handler still runs
+            });
+            fromProgress ? FireProgress(testplatform::Bytes(Key(outer), 1, 8)) : Fail(outer);
+            EXPECT_NE(fireTheSame(), 0u);
+            if (second) second->Terminate();
+        }
+    }
+}
+
 TEST_F(Reentrancy, HostReleasesTheManagerUnderItsDialog) {
     testplatform::ProgressWindows().whileShown = [this] {
         manager->Terminate();

@@ -54,11 +54,15 @@ class RecordingWindow final : public platform::ProgressWindow {
         return g_script.fitPath ? g_script.fitPath(path, width) : std::nullopt;
     }
     platform::ScreenDepth ScreenColors() const override { return g_script.colors; }
-    bool UserCanClose() const override { return g_script.userCanClose; }
+    void EndUnless(const std::function<bool()>& isRunning) override {
+        if (!g_script.userCanClose) m_isRunning = isRunning;
+    }
     void ShowModal() override {
         ++g_record.shows;
         while (!g_record.unloaded) {
-            if (!g_script.whileShown || !g_script.whileShown()) break;
+            const bool again = g_script.whileShown && g_script.whileShown();
+            if (!m_isRunning()) Unload();
+            if (!again) break;
         }
         if (!g_record.unloaded) throw std::logic_error("nobody unloads the progress window");
     }
@@ -67,6 +71,7 @@ class RecordingWindow final : public platform::ProgressWindow {
 
   private:
     platform::IProgressWindowEvents& m_events;
+    std::function<bool()> m_isRunning = [] { return true; };
 };
 
 platform::IProgressWindowEvents& LiveEvents() {

@@ -3,6 +3,7 @@
 #include "base/KeyFold.h"
 
 #include <algorithm>
+#include <new>
 
 namespace tsasync {
 
@@ -13,6 +14,7 @@ struct ReaderState {
     std::vector<testplatform::OpenRead> reads;
     std::int32_t startRefusal = 0;
     std::int32_t cancelRefusal = 0;
+    bool lacksMemory = false;
 };
 
 thread_local ReaderState g_reader;
@@ -27,8 +29,8 @@ std::optional<AutomationError> ErrorOf(const Deliver& deliver) {
     try {
         deliver();
         return {};
-    } catch (const AutomationError& error) {
-        return error;
+    } catch (...) {
+        return CurrentError();
     }
 }
 
@@ -46,10 +48,13 @@ platform::UrlReader::UrlReader(IReadEvents& events) : m_impl(std::make_unique<Im
 
 platform::UrlReader::~UrlReader() = default;
 
+void platform::UrlReader::ListenHere() {}
+
 void platform::UrlReader::PlaceNear(std::u16string_view folder) { m_impl->nearFolder = folder; }
 
 std::int32_t platform::UrlReader::AsyncRead(std::u16string_view target, std::int32_t /*type*/,
                                             std::u16string_view propertyName) {
+    if (g_reader.lacksMemory) throw std::bad_alloc();
     if (g_reader.startRefusal != 0) return g_reader.startRefusal;
     g_reader.reads.push_back(
         {std::u16string(propertyName), std::u16string(target), std::u16string(m_impl->nearFolder)});
@@ -57,6 +62,7 @@ std::int32_t platform::UrlReader::AsyncRead(std::u16string_view target, std::int
 }
 
 std::int32_t platform::UrlReader::CancelAsyncRead(std::u16string_view propertyName) {
+    if (g_reader.lacksMemory) throw std::bad_alloc();
     const auto read = FindRead(propertyName);
     if (read == g_reader.reads.end()) return platform::kErrNoSuchRead;
     if (g_reader.cancelRefusal != 0) return g_reader.cancelRefusal;
@@ -71,6 +77,8 @@ const std::vector<OpenRead>& OpenReads() { return g_reader.reads; }
 bool IsReading(std::u16string_view name) { return FindRead(name) != g_reader.reads.end(); }
 
 void RefuseReads(std::int32_t error) { g_reader.startRefusal = error; }
+
+void LackMemory(bool lack) { g_reader.lacksMemory = lack; }
 
 void RefuseCancels(std::int32_t error) { g_reader.cancelRefusal = error; }
 

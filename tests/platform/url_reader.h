@@ -25,6 +25,8 @@ bool IsReading(std::u16string_view name);
 
 // The error number with which every start is refused from now on; 0: none is.
 void RefuseReads(std::int32_t error);
+// From now on every call to the reader lacks memory, or none does.
+void LackMemory(bool lack);
 // The error number that every cancellation of an open read meets, which then goes on; 0: none does.
 void RefuseCancels(std::int32_t error);
 

@@ -39,7 +39,7 @@ void Show(std::int32_t language) {
     dialog.SetTotalSize(2831155);
     dialog.SetSizeSoFar(1258291);
     dialog.SetTotalSize(2831155);
-    dialog.ShowModal();
+    dialog.ShowModal([] { return true; });
 }
 
 }  // namespace

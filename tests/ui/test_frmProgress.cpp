@@ -240,7 +240,7 @@ TEST_F(FrmProgress, RaisesCancelOnceWhenTheUserEndsIt) {
         const auto dialog = Dialog();
         ProgressWindows().whileShown = [act] { return act(), true; };
         onCancel = [&] { dialog->Unload(); };  // a handler that closes the dialog, too
-        dialog->ShowModal();
+        dialog->ShowModal([] { return true; });
         EXPECT_EQ(cancelled, std::vector<std::u16string>{u"handle"});
         EXPECT_FALSE(unloadedAtCancel);
         EXPECT_TRUE(LastProgressWindow().unloaded);
@@ -258,7 +258,7 @@ TEST_F(FrmProgress, RaisesNothingWhenTheManagerUnloadsIt) {
         dialog->Unload();
         return true;
     };
-    dialog->ShowModal();
+    dialog->ShowModal([] { return true; });
     EXPECT_TRUE(cancelled.empty());
     EXPECT_EQ(LastProgressWindow().refreshes, 1);
     dialog->SetSizeSoFar(50);  // a late notification

@@ -73,12 +73,15 @@ class Sink final : public IDispatch {
         TSDLStateEnum state = tsdStopped;
         last->get_State(&state);
         states.push_back(state);
+        const auto action = then;  // which may replace itself
+        if (action) action();
         return S_OK;
     }
 
     std::vector<DISPID> ids;
     std::vector<TSDLStateEnum> states;
     _CDLItem* last = nullptr;
+    std::function<void()> then;  // done in every event
 
   private:
     IID m_events;

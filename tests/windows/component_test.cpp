@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace tsasync::windowstest {
 namespace {
@@ -65,6 +66,28 @@ TEST_F(Component, FinishesWhatIsWholeAndRetriesTheRest) {
             EXPECT_EQ(size, 200000);
         }
         EXPECT_EQ(manager->RemoveURL(Text(handle).value), S_OK);
+    }
+}
+
+// What it waits for is heard, though it waits inside an event.
+TEST_F(Component, ForcesADownloadInsideAnEvent) {
+    Sink sink(manager, DIID___CDLManager);
+    const std::wstring outer = Add(Url(L"/slow-outer"));
+    std::vector<TSDLStateEnum> inside;
+    sink.then = [&] {
+        if (sink.states.back() != tsdDownloading) return;
+        sink.then = nullptr;
+        sink.states.clear();
+        EXPECT_NE(Add(Url(L"/proven"), true), L"");
+        inside = sink.states;
+    };
+    RunUntil(outer, [&] { return !inside.empty(); });
+    EXPECT_EQ(inside.back(), tsdFinished);
+    for (const std::wstring& url : {Url(L"/slow-outer"), Url(L"/proven")}) {
+        BSTR handle = nullptr;
+        EXPECT_EQ(manager->GetHDL(Text(url).value, &handle), S_OK);
+        EXPECT_EQ(manager->RemoveURL(handle), S_OK);
+        SysFreeString(handle);
     }
 }
 

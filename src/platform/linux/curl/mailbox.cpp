@@ -49,6 +49,12 @@ void Call(GSource* source) {
 
 }  // namespace
 
+void Inbox::SetSource(GSource* source) {
+    const std::lock_guard lock(m_mutex);
+    m_source = source;
+    m_closed = false;
+}
+
 void Inbox::Post(std::vector<Notice> notices) {
     const std::lock_guard lock(m_mutex);
     if (m_closed) return;
@@ -75,36 +81,45 @@ std::shared_ptr<Mailbox> Mailbox::OfThisThread() {
     if (!mailbox) {
         mailbox = std::make_shared<Mailbox>();
         known = mailbox;
-        g_source_set_callback(mailbox->m_source, OnDispatch, new std::weak_ptr<Mailbox>(mailbox),
-                              [](gpointer self) { delete static_cast<std::weak_ptr<Mailbox>*>(self); });
-        GMainContext* context = g_main_context_ref_thread_default();
-        g_source_attach(mailbox->m_source, context);
-        g_main_context_unref(context);
+        mailbox->ListenHere();
     }
     return mailbox;
 }
 
-Mailbox::Mailbox()
-    : m_source(g_source_new(&g_sourceFunctions, sizeof(MailSource))),
-      m_inbox(std::make_shared<Inbox>(m_source)) {
-    AsMail(m_source)->owner = g_thread_self();
-    g_source_set_priority(m_source, kPriority);
-    g_source_set_can_recurse(m_source, TRUE);  // a handler may run a modal dialog's loop
-    g_source_set_static_name(m_source, "URL reader");
+void Mailbox::ListenHere() {
+    GSource* const source = g_source_new(&g_sourceFunctions, sizeof(MailSource));
+    AsMail(source)->owner = g_thread_self();
+    g_source_set_priority(source, kPriority);
+    g_source_set_can_recurse(source, TRUE);  // a handler may run a modal dialog's loop
+    g_source_set_static_name(source, "URL reader");
+    g_source_set_callback(source, OnDispatch, new std::weak_ptr<Mailbox>(weak_from_this()),
+                          [](gpointer self) { delete static_cast<std::weak_ptr<Mailbox>*>(self); });
+    GMainContext* const context = g_main_context_ref_thread_default();
+    g_source_attach(source, context);
+    m_inbox->SetSource(source);
+    Detach();
+    m_source = source;
+    m_context = context;
+    Call(m_source);  // for what waits already
+}
+
+void Mailbox::Detach() {
+    if (m_source == nullptr) return;
+    g_source_destroy(m_source);
+    g_source_unref(m_source);
+    g_main_context_unref(m_context);
 }
 
 Mailbox::~Mailbox() {
     m_inbox->Close();
     // A completion that waits in its own read would keep it for ever.
     for (const auto& entry : m_progress.entries) entry.notice.read->completion.reset();
-    g_source_destroy(m_source);
-    g_source_unref(m_source);
+    Detach();
 }
 
 bool Mailbox::CanDeliver() const {
-    GMainContext* context = g_source_get_context(m_source);
-    if (!g_main_context_acquire(context)) return false;
-    g_main_context_release(context);
+    if (!g_main_context_acquire(m_context)) return false;
+    g_main_context_release(m_context);
     return true;
 }
 
@@ -154,11 +169,10 @@ void Mailbox::Deliver(Queue& queue) {
         m_completions.entries.push_back({m_order++, *std::exchange(read.completion, std::nullopt)});
     }
     if (read.receiver == nullptr) return;  // cancelled meanwhile
-    queue.delivering = true;
-    // Should the handler run a loop, the other kind goes on from there.
-    if (m_progress.Ready() || m_completions.Ready()) Call(m_source);
+    const HandlerState::Run running(queue.handlers);
+    // Should the handler run a loop, what may be delivered there goes on from there.
+    if (!m_progress.entries.empty() || !m_completions.entries.empty()) Call(m_source);
     read.receiver->Receive(notice);
-    queue.delivering = false;
 }
 
 }  // namespace tsasync::platform::reader

@@ -79,12 +79,12 @@ void TransferThread::Delivered(std::uint64_t id, bool isHeld) {
 void TransferThread::Send(Command command, bool wake) {
     const std::lock_guard lock(m_mutex);
     if (m_stop) return;
-    m_commands.push_back(std::move(command));
     if (!m_thread.joinable()) {
-        m_thread = std::thread([this] { Run(); });
-    } else if (wake && !std::exchange(m_woken, true)) {
-        curl_multi_wakeup(m_multi);
+        if (command.kind != Command::Kind::Start) return;  // there is nothing yet that could end
+        m_thread = std::thread([this] { Run(); });         // throws where the system has none to give
     }
+    m_commands.push_back(std::move(command));
+    if (wake && !std::exchange(m_woken, true)) curl_multi_wakeup(m_multi);
 }
 
 void TransferThread::Run() {

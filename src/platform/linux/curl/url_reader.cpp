@@ -12,6 +12,7 @@
 
 #include <exception>
 #include <filesystem>
+#include <new>
 #include <system_error>
 #include <unordered_map>
 #include <utility>
@@ -31,6 +32,7 @@ class UrlReader::Impl final : public reader::NoticeReceiver {
     Impl(const Impl&) = delete;
     Impl& operator=(const Impl&) = delete;
 
+    void ListenHere() { m_mailbox->ListenHere(); }
     void PlaceNear(std::u16string_view folder);
     std::int32_t Start(std::u16string_view target, std::u16string_view name);
     std::int32_t Cancel(std::u16string_view name);
@@ -60,17 +62,23 @@ std::int32_t UrlReader::Impl::Start(std::u16string_view target, std::u16string_v
                  u"thread-default main context first.");
         return kErrNoSession;
     }
-    auto& read = m_reads[FoldKey(name)];
-    if (read) return kErrDuplicateKey;
-    read = std::make_shared<reader::Read>();
-    read->id = m_thread.NewId();
-    read->url = ToUtf8(target);
-    read->folder = m_folder;
-    read->inbox = m_mailbox->ForPosting();
-    read->name = name;
-    read->target = target;
-    read->receiver = this;
-    m_thread.Start(read);
+    const auto [place, isNew] = m_reads.try_emplace(FoldKey(name));
+    if (!isNew) return kErrDuplicateKey;
+    try {
+        auto read = std::make_shared<reader::Read>();
+        read->id = m_thread.NewId();
+        read->url = ToUtf8(target);
+        read->folder = m_folder;
+        read->inbox = m_mailbox->ForPosting();
+        read->name = name;
+        read->target = target;
+        read->receiver = this;
+        place->second = read;
+        m_thread.Start(std::move(read));
+    } catch (...) {
+        m_reads.erase(place);
+        throw;
+    }
     return 0;
 }
 
@@ -84,7 +92,11 @@ std::int32_t UrlReader::Impl::Cancel(std::u16string_view name) {
 
 void UrlReader::Impl::Forget(reader::Read& read) {
     read.receiver = nullptr;
-    m_thread.Cancel(read.id);
+    try {
+        m_thread.Cancel(read.id);
+    } catch (const std::bad_alloc&) {
+        // It runs on, unheard, and what it leaves is swept.
+    }
 }
 
 void UrlReader::Impl::Receive(const reader::Notice& notice) {
@@ -116,6 +128,8 @@ void UrlReader::Impl::Receive(const reader::Notice& notice) {
 UrlReader::UrlReader(IReadEvents& events) : m_impl(std::make_unique<Impl>(events)) {}
 
 UrlReader::~UrlReader() = default;
+
+void UrlReader::ListenHere() { m_impl->ListenHere(); }
 
 void UrlReader::PlaceNear(std::u16string_view folder) { m_impl->PlaceNear(folder); }
 

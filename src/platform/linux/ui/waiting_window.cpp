@@ -42,9 +42,9 @@ std::string OneLine(const std::string& text, int columns) {
 
 }  // namespace
 
-WaitingWindow::WaitingWindow() : m_loop(g_main_loop_new(reader::Mailbox::OfThisThread()->Context(), FALSE)) {}
+WaitingWindow::WaitingWindow() : m_context(g_main_context_ref(reader::Mailbox::OfThisThread()->Context())) {}
 
-WaitingWindow::~WaitingWindow() { g_main_loop_unref(m_loop); }
+WaitingWindow::~WaitingWindow() { g_main_context_unref(m_context); }
 
 double WaitingWindow::ControlWidth(ProgressControl control) const {
     return static_cast<double>(kProgressLayout.at(static_cast<std::size_t>(control)).width) / kTwipsPerPixel;
@@ -55,12 +55,11 @@ double WaitingWindow::OuterWidth() const {
 }
 
 void WaitingWindow::ShowModal() {
-    if (!m_unloaded) g_main_loop_run(m_loop);
-}
-
-void WaitingWindow::Unload() {
-    m_unloaded = true;
-    g_main_loop_quit(m_loop);
+    // While another thread runs the context nothing would be heard. Once acquired it stays this thread's.
+    if (!g_main_context_acquire(m_context)) return;
+    while (!m_unloaded && m_isRunning()) g_main_context_iteration(m_context, TRUE);
+    g_main_context_release(m_context);
+    Unload();
 }
 
 void TerminalWindow::SetCaption(ProgressControl control, std::u16string_view caption) {

@@ -30,13 +30,14 @@ class WaitingWindow : public ProgressWindow {
         return std::nullopt;
     }
     ScreenDepth ScreenColors() const override { return {24, 1}; }
-    bool UserCanClose() const override { return false; }
+    void EndUnless(const std::function<bool()>& isRunning) override { m_isRunning = isRunning; }
     void ShowModal() override;
     void Refresh() override {}
-    void Unload() override;
+    void Unload() override { m_unloaded = true; }
 
   private:
-    GMainLoop* m_loop;  // on the context from which this thread's reads are delivered
+    GMainContext* m_context;  // from which this thread's reads are delivered
+    std::function<bool()> m_isRunning = [] { return true; };
     bool m_unloaded = false;
 };
 

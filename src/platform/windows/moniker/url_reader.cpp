@@ -5,6 +5,7 @@
 #include "base/Text.h"
 #include "platform/app_log.h"
 #include "platform/reader/connection_gate.h"
+#include "platform/reader/forced_wait.h"
 #include "platform/reader/read_rules.h"
 #include "platform/windows/base/handles.h"
 #include "platform/windows/base/own_module.h"
@@ -62,8 +63,9 @@ bool IsByteProgress(const BindingNotice& notice) {
 // Monikers call back from inside calls to them, too; what they tell is queued and delivered from the message
 // loop, through a window that only takes messages.
 //
-// A notice of one kind (progress, completion) is not delivered inside a handler of the same kind; it waits,
-// and what may be delivered meanwhile is. The notices of one read keep their order.
+// A notice of one kind (progress, completion) is not delivered inside a handler of the same kind, as far as
+// forced_wait.h has no other level for it; it waits, and what may be delivered meanwhile is. The notices of
+// one read keep their order.
 class UrlReader::Impl {
   public:
     explicit Impl(IReadEvents& events);
@@ -115,8 +117,8 @@ class UrlReader::Impl {
     std::deque<Entry> m_queue;
     std::size_t m_bindings = 0;
     std::uint64_t m_lastId = kBytesTimer;
-    std::array<bool, 2> m_inHandler{};  // of progress, of completion
-    bool* m_ended = nullptr;            // set by the destructor for a delivery on the stack
+    std::array<HandlerState, 2> m_handlers;  // of progress, of completion
+    bool* m_ended = nullptr;                 // set by the destructor for a delivery on the stack
 };
 
 UrlReader::Impl::Impl(IReadEvents& events) : m_events(events) {
@@ -171,13 +173,20 @@ void UrlReader::Impl::PlaceNear(std::u16string_view folder) {
 std::int32_t UrlReader::Impl::Start(std::u16string_view target, std::u16string_view name) {
     const auto [place, isNew] = m_ids.try_emplace(FoldKey(name), m_lastId + 1);
     if (!isNew) return kErrDuplicateKey;
-    Read& read = m_reads[++m_lastId];
-    read.name = name;
-    read.url = target;
-    read.folder = m_folder;
-    read.host = HostOf(read.url);
-    read.id = m_lastId;
-    m_gate.Enter(read.id, read.host);
+    const std::uint64_t id = ++m_lastId;
+    try {
+        Read& read = m_reads[id];
+        read.name = name;
+        read.url = target;
+        read.folder = m_folder;
+        read.host = HostOf(read.url);
+        read.id = id;
+        m_gate.Enter(id, read.host);
+    } catch (...) {
+        m_reads.erase(id);
+        m_ids.erase(place);
+        throw;
+    }
     Post(kStartNext);
     return 0;
 }
@@ -256,8 +265,8 @@ void UrlReader::Impl::DeliverOne() {
     std::vector<std::uint64_t> held;  // reads whose earlier notice has to wait
     for (auto entry = m_queue.begin(); entry != m_queue.end(); ++entry) {
         const bool completion = entry->notice.result.has_value();
-        const bool mustWait =
-            m_inHandler[completion ? 1 : 0] || std::find(held.begin(), held.end(), entry->read) != held.end();
+        const bool mustWait = m_handlers[completion ? 1 : 0].IsRunning() ||
+                              std::find(held.begin(), held.end(), entry->read) != held.end();
         if (mustWait) {
             held.push_back(entry->read);
             continue;
@@ -297,7 +306,7 @@ void UrlReader::Impl::Deliver(Entry entry) {
 void UrlReader::Impl::CallHandler(bool completion, const AsyncProperty& property) {
     bool ended = false;
     bool* const outer = std::exchange(m_ended, &ended);
-    m_inHandler[completion ? 1 : 0] = true;
+    HandlerState::Run running(m_handlers[completion ? 1 : 0]);
     try {
         if (completion) {
             m_events.AsyncReadComplete(property);
@@ -310,11 +319,11 @@ void UrlReader::Impl::CallHandler(bool completion, const AsyncProperty& property
         LogEntry(u"Error in a notification");
     }
     if (ended) {
+        running.Forget();
         if (outer != nullptr) *outer = true;
         return;
     }
     m_ended = outer;
-    m_inHandler[completion ? 1 : 0] = false;
     if (!m_queue.empty()) Post(kDeliver);
 }
 
@@ -344,6 +353,8 @@ void UrlReader::Impl::FailSilent() {
 UrlReader::UrlReader(IReadEvents& events) : m_impl(std::make_unique<Impl>(events)) {}
 
 UrlReader::~UrlReader() = default;
+
+void UrlReader::ListenHere() {}  // a thread has one message queue
 
 void UrlReader::PlaceNear(std::u16string_view folder) { m_impl->PlaceNear(folder); }
 
