@@ -36,7 +36,7 @@ TEST(SourceUrl, IsReadAsItIsWrittenOrNotAtAll) {
         {"http://h:/a/./b/../c/..", "http://h/a/"},
         {"http://h/\xC3\xA4//b", "http://h/%C3%A4//b"},
         {"http://[::1]:80/", "http://[::1]:80/"},
-        {"http://ex%61mple/", "http://example/"},
+        {"http://ex%61mpl%45/", "http://example/"},
         {"http://www.\xC3\xA5\xC3\xA4\xC3\xB6.se/\xC3\xA5", "http://www.xn--4cab6c.se/%C3%A5"},
         {"http://B\xC3\x9C"
          "CHER.de",
@@ -59,6 +59,7 @@ TEST(SourceUrl, IsReadAsItIsWrittenOrNotAtAll) {
         {"http://[h]/", malformed},
         {"", malformed},
         {"photo.jpg", malformed},
+        {"httpx://h/", Number(kErrUnknownProtocol)},
         {"gopher://h/", Number(kErrUnknownProtocol)},
         {"mailto:me@h", Number(kErrUnknownProtocol)},
         {"ftp://h/a.txt", "ftp://h/a.txt"},

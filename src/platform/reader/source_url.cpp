@@ -157,13 +157,12 @@ bool IsAddress(std::string_view host) {
 
 // The host as it is asked for: in ASCII and lower case; empty when it can't be one.
 std::string HostOf(std::string_view host) {
-    std::string name = Lower(host);
-    if (IsAddress(name)) return name;
-    name = Unescape(name);
+    if (IsAddress(host)) return Lower(host);
+    std::string name = Unescape(host);
     const bool isAscii =
         std::all_of(name.begin(), name.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-    if (!isAscii) name = Lower(AsciiHostName(name).value_or(""));
-    return IsHostName(name) ? name : std::string();
+    if (!isAscii) name = AsciiHostName(name).value_or("");
+    return IsHostName(name) ? Lower(name) : std::string();
 }
 
 std::string_view DefaultPort(std::string_view scheme) {

@@ -19,7 +19,7 @@ struct SourceUrl {
     std::string path;  // file only: the decoded path on this machine; empty when the URL names another one
 
     bool NamesUser() const { return !user.empty() || !password.empty(); }
-    bool IsWeb() const { return scheme.starts_with("http"); }
+    bool IsWeb() const { return scheme == "http" || scheme == "https"; }
     // The text with user and password.
     std::string TextWithUser() const;
 };

@@ -54,7 +54,10 @@ std::string Guess(const char* name, std::string_view data) {
     gchar* type =
         g_content_type_guess(name, reinterpret_cast<const guchar*>(data.data()), data.size(), &uncertain);
     gchar* mimeType = g_content_type_get_mime_type(type);
-    std::string result = mimeType == nullptr || g_content_type_is_unknown(type) ? "" : mimeType;
+    // Some of the database's names have capitals.
+    gchar* lower = mimeType == nullptr ? nullptr : g_ascii_strdown(mimeType, -1);
+    std::string result = lower == nullptr || g_content_type_is_unknown(type) ? "" : lower;
+    g_free(lower);
     g_free(mimeType);
     g_free(type);
     return result;
