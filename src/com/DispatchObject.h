@@ -3,7 +3,7 @@
 #include "com/Dispatch.h"
 #include "com/ErrorBoundary.h"
 #include "com/ModuleLock.h"
-#include "com/TypeLibrary.h"
+#include "platform/type_library.h"
 
 #include <span>
 
@@ -47,13 +47,13 @@ class DispatchObject : public Interface, public ISupportErrorInfo {
     HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override {
         if (count == nullptr) return E_POINTER;
         *count = 0;
-        return Guarded(IID_NULL, [&] { *count = HasTypeLibrary() ? 1 : 0; });
+        return Guarded(IID_NULL, [&] { *count = platform::HasTypeLibrary() ? 1 : 0; });
     }
     HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT index, LCID, ITypeInfo** description) override {
         if (description == nullptr) return E_POINTER;
         *description = nullptr;
         const HRESULT read = Guarded(IID_NULL, [&] {
-            if (index == 0) *description = TypeDescription(m_identifiers.front());
+            if (index == 0) *description = platform::TypeDescription(m_identifiers.front());
         });
         if (FAILED(read)) return read;
         return *description != nullptr ? S_OK : DISP_E_BADINDEX;

@@ -3,7 +3,7 @@
 #include "com/ErrorBoundary.h"
 #include "com/ModuleLock.h"
 #include "com/Registration.h"
-#include "com/TypeLibrary.h"
+#include "platform/type_library.h"
 #include "tsasync/TSAsync.h"
 #include "tsasync/host.hpp"
 
@@ -25,7 +25,7 @@ extern "C" HRESULT STDMETHODCALLTYPE DllRegisterServer() {
     const HRESULT done = com::Guarded(IID_NULL, [&] {
         if (!com::RegisterClass()) {
             outcome = SELFREG_E_CLASS;
-        } else if (!com::RegisterTypeLibrary()) {
+        } else if (!tsasync::platform::RegisterTypeLibrary()) {
             outcome = SELFREG_E_TYPELIB;
         }
     });
@@ -35,7 +35,7 @@ extern "C" HRESULT STDMETHODCALLTYPE DllRegisterServer() {
 extern "C" HRESULT STDMETHODCALLTYPE DllUnregisterServer() {
     HRESULT outcome = S_OK;
     const HRESULT done = com::Guarded(IID_NULL, [&] {
-        if (!com::UnregisterTypeLibrary()) outcome = SELFREG_E_TYPELIB;
+        if (!tsasync::platform::UnregisterTypeLibrary()) outcome = SELFREG_E_TYPELIB;
         if (!com::UnregisterClass()) outcome = SELFREG_E_CLASS;
     });
     return FAILED(done) ? done : outcome;

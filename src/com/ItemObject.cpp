@@ -65,7 +65,8 @@ ItemObject::ItemObject(std::shared_ptr<CDLItem> record)
 ItemObject::~ItemObject() { m_record->SetHostObject(nullptr); }
 
 host::ComPtr<ItemObject> ItemObject::Of(const std::shared_ptr<CDLItem>& record) {
-    if (void* existing = record->HostObject()) return host::ComPtr(static_cast<ItemObject*>(existing));
+    if (auto* const existing = record->HostObject())
+        return host::ComPtr(static_cast<ItemObject*>(existing));  // there are no other ones
     host::ComPtr<ItemObject> made;
     *made.Put() = new ItemObject(record);
     return made;

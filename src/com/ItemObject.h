@@ -13,7 +13,7 @@ namespace tsasync::com {
 const MemberTable& ItemMembers();
 
 // The public object of a record. It owns the record; a record has one such object at a time.
-class ItemObject final : public DispatchObject<_CDLItem> {
+class ItemObject final : public DispatchObject<_CDLItem>, public IHostObject {
   public:
     // The record's object, made where there is none.
     static host::ComPtr<ItemObject> Of(const std::shared_ptr<CDLItem>& record);

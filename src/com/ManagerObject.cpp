@@ -175,7 +175,8 @@ HRESULT ManagerObject::FindConnectionPoint(REFIID riid, IConnectionPoint** point
 HRESULT ManagerObject::GetClassInfo(ITypeInfo** description) {
     if (description == nullptr) return E_POINTER;
     *description = nullptr;
-    const HRESULT read = Guarded(IID_NULL, [&] { *description = TypeDescription(CLSID_CDLManager); });
+    const HRESULT read =
+        Guarded(IID_NULL, [&] { *description = platform::TypeDescription(CLSID_CDLManager); });
     return SUCCEEDED(read) && *description == nullptr ? E_FAIL : read;
 }
 

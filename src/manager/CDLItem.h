@@ -22,6 +22,12 @@ class IScheduleObserver {
     ~IScheduleObserver() = default;
 };
 
+// The object through which hosts see a record.
+class IHostObject {
+  protected:
+    ~IHostObject() = default;
+};
+
 // The record of one download job. Every value is stored as it is given; only SetSize does more.
 class CDLItem {
   public:
@@ -60,10 +66,10 @@ class CDLItem {
     const std::shared_ptr<frmProgress>& ProgressForm() const { return m_oProgressForm; }
     void SetProgressForm(std::shared_ptr<frmProgress> value) { m_oProgressForm = std::move(value); }
 
-    // The object through which hosts see this record, so that they always see the same one. That object sets
-    // it when it is made and clears it when it ends; it owns the record, never the other way round.
-    void* HostObject() const { return m_pHostObject; }
-    void SetHostObject(void* value) { m_pHostObject = value; }
+    // So that hosts always see the same object. It sets itself when it is made and clears itself when it
+    // ends; it owns the record, never the other way round.
+    IHostObject* HostObject() const { return m_pHostObject; }
+    void SetHostObject(IHostObject* value) { m_pHostObject = value; }
 
     // The registry that the record is in, null when it is in none, and the record's place there. Set by the
     // registry.
@@ -82,7 +88,7 @@ class CDLItem {
     std::u16string m_sMIMEType;
     double m_dtStart = 0;
     std::shared_ptr<frmProgress> m_oProgressForm;
-    void* m_pHostObject = nullptr;
+    IHostObject* m_pHostObject = nullptr;
     IScheduleObserver* m_pRegistry = nullptr;
     std::size_t m_place = 0;
     TSDLStateEnum m_State = tsdStopped;

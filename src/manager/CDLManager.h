@@ -112,7 +112,7 @@ class CDLManager final : public std::enable_shared_from_this<CDLManager>, ITrans
     void CountActive(int change);
     void ElectAndReport();
 
-    // Transfer outcome (CDLManagerTransfer.cpp)
+    // Transfer outcome (CDLManagerOutcome.cpp)
     void FileReadProgress(std::u16string_view sFileKey, std::int32_t lngFileType,
                           const platform::AsyncProperty& AsyncProp, std::u16string_view strData) override;
     void FileReadComplete(std::u16string_view sFileKey, std::int32_t lngFileType,

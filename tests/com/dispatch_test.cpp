@@ -1,5 +1,5 @@
 // Binding by name and by dispatch identifier.
-#include "com/TypeLibrary.h"
+#include "platform/type_library.h"
 #include "tests/com/com_test.h"
 #include "tests/com/late_bound.h"
 
@@ -163,7 +163,7 @@ TEST_F(Dispatch, BadArgumentsAreNamed) {
 TEST_F(Dispatch, DescribesTheInterfaceOnce) {
     UINT count = 9;
     EXPECT_EQ(Late().GetTypeInfoCount(&count), S_OK);
-    EXPECT_EQ(count, com::HasTypeLibrary() ? 1u : 0u);
+    EXPECT_EQ(count, platform::HasTypeLibrary() ? 1u : 0u);
     ITypeInfo* description = nullptr;
     for (UINT index = 0; index < 3; ++index) {
         EXPECT_EQ(Late().GetTypeInfo(index, 0, &description), index < count ? S_OK : DISP_E_BADINDEX);

@@ -1,7 +1,6 @@
-// Where there are no type libraries.
-#include "com/TypeLibrary.h"
+#include "platform/type_library.h"
 
-namespace tsasync::com {
+namespace tsasync::platform {
 
 bool HasTypeLibrary() { return false; }
 
@@ -11,4 +10,4 @@ bool UnregisterTypeLibrary() { return true; }
 
 ITypeInfo* TypeDescription(REFGUID) { return nullptr; }
 
-}  // namespace tsasync::com
+}  // namespace tsasync::platform

@@ -1,4 +1,4 @@
-#include "com/TypeLibrary.h"
+#include "platform/type_library.h"
 
 #include "platform/module.h"
 #include "tsasync/TSAsync.h"
@@ -6,7 +6,7 @@
 
 #include <string>
 
-namespace tsasync::com {
+namespace tsasync::platform {
 
 namespace {
 
@@ -16,7 +16,7 @@ constexpr LCID kLibraryLocale = 0x0409;
 constexpr SYSKIND kLibrarySystem = sizeof(void*) == 8 ? SYS_WIN64 : SYS_WIN32;
 
 std::basic_string<OLECHAR> OwnPath() {
-    const std::u16string path = platform::ModulePath();
+    const std::u16string path = ModulePath();
     return {path.begin(), path.end()};
 }
 
@@ -55,4 +55,4 @@ ITypeInfo* TypeDescription(REFGUID id) {
     return description;
 }
 
-}  // namespace tsasync::com
+}  // namespace tsasync::platform

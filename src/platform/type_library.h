@@ -4,7 +4,7 @@
 
 // The type library in the component's file, through which hosts' compilers and script engines read the
 // interfaces. Only Windows has type libraries.
-namespace tsasync::com {
+namespace tsasync::platform {
 
 bool HasTypeLibrary();
 
@@ -15,4 +15,4 @@ bool UnregisterTypeLibrary();
 // The description of the interface or class `id`, counted for the caller; null when there is none.
 ITypeInfo* TypeDescription(REFGUID id);
 
-}  // namespace tsasync::com
+}  // namespace tsasync::platform
