@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/ErrorNumbers.h"
 #include "base/Utf8.h"
 
 #include <cstdint>
@@ -31,12 +32,13 @@ struct AutomationError {
     }
 };
 
-inline constexpr std::int32_t kErrInvalidProcedureCall = 5;
-inline constexpr std::int32_t kErrOutOfMemory = 7;
-inline constexpr std::int32_t kErrInternal = 51;
-inline constexpr std::int32_t kErrFileNotFound = 53;
-inline constexpr std::int32_t kErrObjectNotSet = 91;
-inline constexpr std::int32_t kErrDuplicateKey = 457;
+// Throws; the one way in which an error of the component's own is raised.
+[[noreturn]] inline void Raise(std::int32_t number, std::u16string source = {},
+                               std::u16string description = {}, std::u16string helpFile = {},
+                               std::int32_t helpContext = 0) {
+    throw AutomationError{number, std::move(source), std::move(description), std::move(helpFile),
+                          helpContext};
+}
 
 // The exception that is being handled; what is no automation error becomes one, for who treats all alike.
 inline AutomationError CurrentError() {

@@ -17,18 +17,18 @@ class KeyedCollection {
   public:
     void Add(std::u16string_view key, T value) {
         if (!m_values.try_emplace(FoldKey(key), std::move(value)).second) {
-            throw AutomationError{kErrDuplicateKey, {}, {}, {}, 0};
+            Raise(kErrDuplicateKey);
         }
     }
 
     const T& Item(std::u16string_view key) const {
         const auto found = m_values.find(FoldKey(key));
-        if (found == m_values.end()) throw AutomationError{kErrInvalidProcedureCall, {}, {}, {}, 0};
+        if (found == m_values.end()) Raise(kErrInvalidProcedureCall);
         return found->second;
     }
 
     void Remove(std::u16string_view key) {
-        if (m_values.erase(FoldKey(key)) == 0) throw AutomationError{kErrInvalidProcedureCall, {}, {}, {}, 0};
+        if (m_values.erase(FoldKey(key)) == 0) Raise(kErrInvalidProcedureCall);
     }
 
   private:

@@ -11,8 +11,7 @@ void RaiseError(std::int32_t number, std::u16string source, std::u16string descr
     } else {
         source += u"(VB)";
     }
-    throw AutomationError{number, std::move(source), std::move(description), std::move(helpFile),
-                          helpContext};
+    Raise(number, std::move(source), std::move(description), std::move(helpFile), helpContext);
 }
 
 std::int32_t ErrorCode(std::int32_t number) { return number & 0xFFFF; }

@@ -60,7 +60,7 @@ template <typename Operation>
 HRESULT ManagerObject::Do(const Operation& operation) {
     const std::shared_ptr<CDLManager> own = m_manager;
     return Guarded(IID__CDLManager, [&] {
-        if (std::this_thread::get_id() != m_thread) throw AutomationError{RPC_E_WRONG_THREAD, {}, {}, {}, 0};
+        if (std::this_thread::get_id() != m_thread) Raise(RPC_E_WRONG_THREAD);
         operation(*own);
     });
 }

@@ -18,11 +18,6 @@ namespace {
 
 using platform::kPathSeparator;
 
-constexpr std::int32_t kErrOverflow = 6;
-constexpr std::int32_t kErrPermissionDenied = 70;
-
-[[noreturn]] void Fail(std::int32_t number) { throw AutomationError{number, {}, {}, {}, 0}; }
-
 void ReplaceAll(std::u16string& text, std::u16string_view token, std::u16string_view value) {
     for (std::size_t at = text.find(token); at != std::u16string::npos;
          at = text.find(token, at + value.size())) {
@@ -62,7 +57,7 @@ std::int32_t CounterStart(std::u16string_view baseName) {
     const double rounded = RoundHalfEven(*number);
     if (!(rounded >= std::numeric_limits<std::int32_t>::min() &&
           rounded <= std::numeric_limits<std::int32_t>::max())) {
-        Fail(kErrOverflow);
+        Raise(kErrOverflow);
     }
     return static_cast<std::int32_t>(rounded);
 }
@@ -163,7 +158,7 @@ std::u16string UniqueFileName(std::u16string_view sPath, std::u16string_view sTo
     const std::u16string folder = FolderOf(file, sPath);
     std::u16string previous;
     for (std::int64_t counter = std::int64_t{CounterStart(file.FileBaseName())} + 1;; ++counter) {
-        if (counter > std::numeric_limits<std::int32_t>::max()) Fail(kErrOverflow);
+        if (counter > std::numeric_limits<std::int32_t>::max()) Raise(kErrOverflow);
         std::u16string number(sNumberFormat);
         ReplaceAll(number, u"#", Decimal(counter));
         std::u16string name(sTemplate);
@@ -174,13 +169,13 @@ std::u16string UniqueFileName(std::u16string_view sPath, std::u16string_view sTo
         ReplaceAll(name, u"<E>", file.FileExtension());
         std::u16string candidate = folder + name;
         if (candidate == previous)
-            Fail(kErrInvalidProcedureCall);  // a template without a number has one name only
+            Raise(kErrInvalidProcedureCall);  // a template without a number has one name only
         if (!FileOrFolderExists(candidate)) {
             switch (platform::CreateNewFile(candidate)) {
                 case platform::CreateResult::Created:
                     return candidate;
                 case platform::CreateResult::Refused:
-                    Fail(kErrPermissionDenied);
+                    Raise(kErrPermissionDenied);
                 case platform::CreateResult::Exists:
                     break;  // someone was faster
             }
@@ -191,7 +186,7 @@ std::u16string UniqueFileName(std::u16string_view sPath, std::u16string_view sTo
 
 std::u16string FileOperation(std::u16string_view sSource, std::u16string_view sDest, std::int32_t lOperation,
                              std::int32_t lFlags, std::intptr_t hWnd) {
-    if (!FileOrFolderExists(sSource)) Fail(kErrFileNotFound);
+    if (!FileOrFolderExists(sSource)) Raise(kErrFileNotFound);
 
     const auto flags = static_cast<std::uint16_t>(lFlags);
     platform::FileOp op;
@@ -206,7 +201,7 @@ std::u16string FileOperation(std::u16string_view sSource, std::u16string_view sD
     if (rename) op.flags |= platform::kFlagNoConfirmation;
     const auto result =
         rename && lOperation != platform::kOpDelete ? RunWithFreeName(op) : platform::RunFileOperation(op);
-    if (const std::int32_t error = ErrorOf(result)) Fail(error);
+    if (const std::int32_t error = ErrorOf(result)) Raise(error);
     return op.to;
 }
 

@@ -4,15 +4,9 @@
 #include <string>
 #include <string_view>
 
-// Puts finished files in their place. Failures are AutomationErrors with the numbers below; "\" in these
+// Puts finished files in their place. Failures are AutomationErrors; "\" in these
 // comments stands for the system's path separator.
 namespace tsasync::modFileOps {
-
-inline constexpr std::int32_t kErrMoveFailed = 10001;
-inline constexpr std::int32_t kErrMoveCode7 = 10002;
-inline constexpr std::int32_t kErrMoveAborted = 10003;
-inline constexpr std::int32_t kErrMoveCancelled = 10004;
-inline constexpr std::int32_t kErrMoveUnknown = 10005;
 
 // `sPath` without leading and trailing spaces, ending in "\".
 std::u16string AddBackslash(std::u16string_view sPath);

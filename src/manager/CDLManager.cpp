@@ -196,7 +196,7 @@ void CDLManager::SetLangID(std::int32_t value) { modRes::SetLangID(value); }
 
 void CDLManager::StartLog(std::u16string_view LogTarget, std::int32_t LogModes) {
     const std::int32_t error = platform::StartLog(LogTarget, LogModes);
-    if (error != 0) throw AutomationError{error, {}, {}, {}, 0};
+    if (error != 0) Raise(error);
 }
 
 std::u16string CDLManager::JobKey(std::u16string_view HDL) {

@@ -22,10 +22,6 @@ constexpr double kRetryDelay = 3.0 / (24 * 60);  // 3 minutes in days
 constexpr std::u16string_view kDefaultExtension = u".dat";
 constexpr std::int32_t kMoveFlags = platform::kFlagSilent | platform::kFlagRenameOnCollision;
 
-constexpr std::int32_t kErrUnknownKey = 2001;
-constexpr std::int32_t kErrUnknownProgressKey = 2003;
-constexpr std::int32_t kErrTypeMismatch = 13;
-
 using ReadValue = decltype(platform::AsyncProperty::Value);
 
 // The failure that a notification's value stands for. A value that holds no error number is a failure like
@@ -129,13 +125,13 @@ void CDLManager::FileReadComplete(std::u16string_view sFileKey, std::int32_t /*l
     } catch (...) {
         const AutomationError error = CurrentError();
         if (error.number == kErrInvalidProcedureCall) {
-            throw AutomationError{kErrUnknownKey, u"CDLManager.FileReadComplete", {}, {}, 0};
+            Raise(kErrUnknownHandle, u"CDLManager.FileReadComplete");
         }
         if (!oI) throw;
         switch (error.number) {
-            case modFileOps::kErrMoveFailed:
-            case modFileOps::kErrMoveAborted:
-            case modFileOps::kErrMoveCancelled:
+            case kErrMoveFailed:
+            case kErrMoveAborted:
+            case kErrMoveCancelled:
                 oI->SetState(tsdBroken);
                 break;
             default:
@@ -216,7 +212,7 @@ void CDLManager::Cancel(std::u16string_view HDL) {
             RaiseStateChanged(oI);
         }
         if (error.number == kErrInvalidProcedureCall) {
-            modErrHand::RaiseError(kErrUnknownKey, std::u16string(kSource));
+            modErrHand::RaiseError(kErrUnknownHandle, std::u16string(kSource));
         }
         throw error.From(std::u16string(kSource));
     }

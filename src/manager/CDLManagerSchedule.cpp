@@ -10,7 +10,6 @@ namespace tsasync {
 namespace {
 
 constexpr std::u16string_view kChangeStateSource = u"CDLManager.ChangeState";
-constexpr std::int32_t kErrUnknownHandle = 2001;
 
 std::int16_t Wrapped(int value) { return static_cast<std::int16_t>(value); }
 

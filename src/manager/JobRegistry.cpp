@@ -21,7 +21,7 @@ JobRegistry::~JobRegistry() {
 
 void JobRegistry::Add(std::u16string_view key, const std::shared_ptr<CDLItem>& oI) {
     const auto [job, added] = m_jobs.try_emplace(FoldKey(key), oI);
-    if (!added) throw AutomationError{kErrDuplicateKey, {}, {}, {}, 0};
+    if (!added) Raise(kErrDuplicateKey);
     job->second->SetPlace(this, m_places.size());
     m_places.push_back(&*job);
     ScheduleChanged(*job->second);
@@ -34,13 +34,13 @@ std::shared_ptr<CDLItem> JobRegistry::Find(std::u16string_view key) const {
 
 std::shared_ptr<CDLItem> JobRegistry::Item(std::u16string_view key) const {
     auto oI = Find(key);
-    if (!oI) throw AutomationError{kErrInvalidProcedureCall, {}, {}, {}, 0};
+    if (!oI) Raise(kErrInvalidProcedureCall);
     return oI;
 }
 
 void JobRegistry::Remove(std::u16string_view key) {
     const auto job = m_jobs.find(FoldKey(key));
-    if (job == m_jobs.end()) throw AutomationError{kErrInvalidProcedureCall, {}, {}, {}, 0};
+    if (job == m_jobs.end()) Raise(kErrInvalidProcedureCall);
     Remove(job);
     if (m_places.size() > kPlacesKept && m_places.size() > 2 * m_jobs.size()) CloseGaps();
 }

@@ -20,9 +20,9 @@ ThreadState& State() {
 }
 
 JobRegistry& Jobs() {
-    if (HasEnded()) throw AutomationError{kErrObjectNotSet, {}, {}, {}, 0};
+    if (HasEnded()) Raise(kErrObjectNotSet);
     const auto& jobs = State().g_colJobs;
-    if (!jobs) throw AutomationError{kErrObjectNotSet, {}, {}, {}, 0};
+    if (!jobs) Raise(kErrObjectNotSet);
     return *jobs;
 }
 

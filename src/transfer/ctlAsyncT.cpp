@@ -21,7 +21,7 @@ bool ctlAsyncT::DownloadFile(std::u16string_view sFileKey, std::u16string_view s
             m_colFileKeys.Remove(key);
             throw;
         }
-        if (refusal != 0) throw AutomationError{refusal, {}, {}, {}, 0};
+        if (refusal != 0) Raise(refusal);
         return true;
     });
 }

@@ -29,10 +29,6 @@ constexpr std::int32_t kSystemClip = 161;
 constexpr double kWidthMargin = 10;  // pixels that a compacted path leaves free
 constexpr std::size_t kTitleLimit = 64;
 constexpr std::size_t kTitlePart = 30;
-constexpr std::int32_t kErrOverflow = 6;
-constexpr std::int32_t kErrInvalidPropertyValue = 380;
-
-[[noreturn]] void Raise(std::int32_t number) { throw AutomationError{number, {}, {}, {}, 0}; }
 
 template <typename Number>
 std::int32_t ToLong(Number value) {

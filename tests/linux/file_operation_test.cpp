@@ -168,7 +168,7 @@ TEST_P(FileOperation, AFolderWithoutPermissionKeepsTheSource) {
     InChild([&]() -> Obstacle {
         BecomeNobody();
         EXPECT_EQ(Move(Tmp(), m_assets / "a", Destination::Free), 5);
-        EXPECT_EQ(ErrorOfPlacing(Tmp(), m_assets / "a"), modFileOps::kErrMoveFailed);
+        EXPECT_EQ(ErrorOfPlacing(Tmp(), m_assets / "a"), kErrMoveFailed);
         EXPECT_EQ(Read(Tmp()), "new");
         return std::nullopt;
     });
@@ -178,7 +178,7 @@ TEST_P(FileOperation, AFolderWithoutPermissionKeepsTheSource) {
 TEST_P(FileOperation, AFolderThatWentAwayKeepsTheSource) {
     const std::string gone = m_assets / "gone/a";
     EXPECT_EQ(Move(Tmp(), gone, Destination::Free), platform::kOpUnknownError);
-    EXPECT_EQ(ErrorOfPlacing(Tmp(), gone), modFileOps::kErrMoveUnknown);
+    EXPECT_EQ(ErrorOfPlacing(Tmp(), gone), kErrMoveUnknown);
     EXPECT_EQ(ErrorOfPlacing(*m_source / "missing", m_assets / "a"), 53);
     EXPECT_EQ(Read(Tmp()), "new");
 }
@@ -191,7 +191,7 @@ TEST_P(FileOperation, AFullVolumeKeepsTheSource) {
         Write(m_assets / "a", "old");
         EXPECT_EQ(Move(Tmp(), m_assets / "free", Destination::Free), platform::kOpDiskFull);
         EXPECT_EQ(List(m_assets.Path()), Names{"a"});
-        EXPECT_EQ(ErrorOfPlacing(Tmp(), m_assets / "a"), modFileOps::kErrMoveFailed);
+        EXPECT_EQ(ErrorOfPlacing(Tmp(), m_assets / "a"), kErrMoveFailed);
         EXPECT_EQ(List(m_assets.Path()), (Names{"a", "a[1]."}));
         EXPECT_EQ(Read(m_assets / "a"), "old");
         EXPECT_EQ(Read(m_assets / "a[1]."), "");  // the reserved name stays

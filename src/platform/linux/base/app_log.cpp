@@ -1,5 +1,6 @@
 #include "platform/app_log.h"
 
+#include "base/ErrorNumbers.h"
 #include "base/Utf8.h"
 #include "platform/linux/files/native_path.h"
 
@@ -21,11 +22,6 @@ constexpr const char* kLogDomain = "QMASYN10";
 enum Destination : std::int32_t { kSystemsChoice = 0, kOff = 1, kFile = 2, kSystemLog = 3 };
 constexpr std::int32_t kOverwrite = 16;
 constexpr std::int32_t kThreadNumber = 32;
-
-constexpr std::int32_t kErrInvalidCall = 5;
-constexpr std::int32_t kErrFileNotFound = 53;
-constexpr std::int32_t kErrPermissionDenied = 70;
-constexpr std::int32_t kErrPathNotFound = 76;
 
 // Where the process's log goes. Every thread of the host logs.
 struct Log {
@@ -103,7 +99,7 @@ std::int32_t OpenError(int error) {
 
 std::int32_t StartLog(std::u16string_view target, std::int32_t mode) {
     const std::int32_t destination = mode & ~(kOverwrite | kThreadNumber);
-    if (destination < kSystemsChoice || destination > kSystemLog) return kErrInvalidCall;
+    if (destination < kSystemsChoice || destination > kSystemLog) return kErrInvalidProcedureCall;
     int file = -1;
     if (destination == kFile) {
         const auto path = ToNativePath(target);

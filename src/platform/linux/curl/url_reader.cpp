@@ -1,7 +1,8 @@
 #include "platform/url_reader.h"
 
-#include "base/AutomationError.h"
+#include "base/ErrorNumbers.h"
 #include "base/KeyFold.h"
+#include "base/LogError.h"
 #include "base/Utf8.h"
 #include "platform/app_log.h"
 #include "platform/linux/curl/mailbox.h"
@@ -116,11 +117,8 @@ void UrlReader::Impl::Receive(const reader::Notice& notice) {
         read.receiver = nullptr;
         m_reads.erase(FoldKey(read.name));  // free before the handler, which may read under the name again
         m_events.AsyncReadComplete(property);
-    } catch (const AutomationError& error) {
-        LogEntry(u"Error " + FromUtf8(std::to_string(error.number)) + u" of " + error.source + u": " +
-                 error.description);
-    } catch (const std::exception& error) {
-        LogEntry(u"Error in a notification: " + FromUtf8(error.what()));
+    } catch (...) {
+        LogCurrentError();
     }
     if (notice.result) thread.Delivered(read.id, read.isHeld);
 }

@@ -28,8 +28,7 @@ bool GtkIsReady() {
 }  // namespace tsasync::platform
 
 extern "C" __attribute__((visibility("default"))) tsasync::platform::ProgressWindow*
-qmasyn10_create_gtk_window(tsasync::platform::IProgressWindowEvents& events,
-                           void (*logEntry)(std::u16string_view)) {
+qmasyn10_create_gtk_window(tsasync::platform::IProgressWindowEvents& events, void (*logError)()) {
     using namespace tsasync::platform;
-    return GtkIsReady() ? new GtkProgressWindow(events, logEntry) : nullptr;
+    return GtkIsReady() ? new GtkProgressWindow(events, logError) : nullptr;
 }

@@ -1,6 +1,5 @@
 #include "platform/linux/gtk/gtk_progress_window.h"
 
-#include "base/AutomationError.h"
 #include "base/Utf8.h"
 #include "platform/dialog/key_pause.h"
 #include "platform/dialog/layout.h"
@@ -15,7 +14,6 @@
 #include <gtkmm/stylecontext.h>
 
 #include <algorithm>
-#include <exception>
 #include <limits>
 
 namespace tsasync::platform {
@@ -39,9 +37,9 @@ int TextWidth(const Gtk::Widget& widget, const Glib::ustring& text) {
 
 }  // namespace
 
-GtkProgressWindow::GtkProgressWindow(IProgressWindowEvents& events, void (*logEntry)(std::u16string_view))
+GtkProgressWindow::GtkProgressWindow(IProgressWindowEvents& events, void (*logError)())
     : m_events(events),
-      m_logEntry(logEntry),
+      m_logError(logError),
       m_style(Gtk::CssProvider::create()),
       m_loop(Glib::MainLoop::create()) {
     m_window.set_title(Shown(kProgressDesignTitle));
@@ -240,10 +238,8 @@ void GtkProgressWindow::Unload() {
 void GtkProgressWindow::Tell(const std::function<void()>& operation) const {
     try {
         operation();
-    } catch (const AutomationError& error) {
-        m_logEntry(error.source + u": " + error.description);
-    } catch (const std::exception& error) {
-        m_logEntry(FromUtf8(error.what()));
+    } catch (...) {
+        m_logError();
     }
 }
 

@@ -25,8 +25,8 @@ namespace tsasync::platform {
 // shrinks, where a text needs more room.
 class GtkProgressWindow final : public ProgressWindow {
   public:
-    // Errors that `events` throws are written with `logEntry`.
-    GtkProgressWindow(IProgressWindowEvents& events, void (*logEntry)(std::u16string_view));
+    // `logError` is called with what `events` throws as the exception that is being handled.
+    GtkProgressWindow(IProgressWindowEvents& events, void (*logError)());
 
     void SetTitle(std::u16string_view title) override;
     void SetCaption(ProgressControl control, std::u16string_view caption) override;
@@ -61,7 +61,7 @@ class GtkProgressWindow final : public ProgressWindow {
     Gtk::Label* Label(ProgressControl control) const { return dynamic_cast<Gtk::Label*>(&Widget(control)); }
 
     IProgressWindowEvents& m_events;
-    void (*m_logEntry)(std::u16string_view);
+    void (*m_logError)();
     Gtk::Window m_window;
     Gtk::Fixed m_client;
     ClipView m_animation;

@@ -1,6 +1,6 @@
 #include "platform/progress_window.h"
 
-#include "platform/app_log.h"
+#include "base/LogError.h"
 #include "platform/linux/curl/mailbox.h"
 #include "platform/linux/gtk/gtk_module.h"
 #include "platform/linux/ui/waiting_window.h"
@@ -66,7 +66,7 @@ CreateGtkWindow* LoadGtkModule() {
 std::unique_ptr<ProgressWindow> TryGtk(IProgressWindowEvents& events) {
     if (!GtkCouldRunHere()) return nullptr;
     static CreateGtkWindow* const create = LoadGtkModule();
-    return create ? std::unique_ptr<ProgressWindow>(create(events, &LogEntry)) : nullptr;
+    return create ? std::unique_ptr<ProgressWindow>(create(events, &LogCurrentError)) : nullptr;
 }
 
 std::string_view Wish() {

@@ -1,5 +1,6 @@
 #include "platform/app_log.h"
 
+#include "base/ErrorNumbers.h"
 #include "platform/windows/base/handles.h"
 #include "platform/windows/base/wide.h"
 
@@ -17,11 +18,6 @@ constexpr std::int32_t kToFile = 2;
 constexpr std::int32_t kToEventLog = 3;
 constexpr std::int32_t kOverwrite = 16;
 constexpr std::int32_t kThreadNumber = 32;
-
-constexpr std::int32_t kErrUnknownMode = 5;
-constexpr std::int32_t kErrFileNotFound = 53;
-constexpr std::int32_t kErrPermissionDenied = 70;
-constexpr std::int32_t kErrPathNotFound = 76;
 
 // The log belongs to the process and is written from all of its threads.
 struct Log {
@@ -84,7 +80,7 @@ void WriteToEventLog(const std::wstring& entry) {
 std::int32_t StartLog(std::u16string_view target, std::int32_t mode) {
     const std::int32_t destination = mode & kDestination;
     if ((mode & ~(kDestination | kOverwrite | kThreadNumber)) != 0 || destination > kToEventLog)
-        return kErrUnknownMode;
+        return kErrInvalidProcedureCall;
     const std::u16string file(target);
     if (destination == kToFile) {
         if (const std::int32_t error = TryFile(file, (mode & kOverwrite) != 0)) return error;

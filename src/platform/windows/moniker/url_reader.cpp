@@ -1,9 +1,7 @@
 #include "platform/url_reader.h"
 
-#include "base/AutomationError.h"
 #include "base/KeyFold.h"
-#include "base/Text.h"
-#include "platform/app_log.h"
+#include "base/LogError.h"
 #include "platform/reader/connection_gate.h"
 #include "platform/reader/forced_wait.h"
 #include "platform/reader/read_rules.h"
@@ -18,7 +16,6 @@
 #include <algorithm>
 #include <array>
 #include <deque>
-#include <exception>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -129,10 +126,7 @@ UrlReader::Impl::Impl(IReadEvents& events) : m_events(events) {
     RegisterClassW(&type);  // fails for the second reader, whose class is there
     m_window = WindowHandle(CreateWindowExW(0, kWindowClass, nullptr, 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr,
                                             OwnModule(), nullptr));
-    if (!m_window) {
-        throw AutomationError{
-            HRESULT_FROM_WIN32(GetLastError()), {}, u"No window for the reader's messages", {}, 0};
-    }
+    if (!m_window) Raise(HRESULT_FROM_WIN32(GetLastError()), {}, u"No window for the reader's messages");
     SetWindowLongPtrW(m_window.Get(), GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
     SweepDownloadFiles(m_folder);
 }
@@ -313,10 +307,8 @@ void UrlReader::Impl::CallHandler(bool completion, const AsyncProperty& property
         } else {
             m_events.AsyncReadProgress(property);
         }
-    } catch (const AutomationError& error) {
-        LogEntry(u"Error " + Decimal(error.number) + u" of " + error.source + u": " + error.description);
-    } catch (const std::exception&) {
-        LogEntry(u"Error in a notification");
+    } catch (...) {
+        LogCurrentError();
     }
     if (ended) {
         running.Forget();

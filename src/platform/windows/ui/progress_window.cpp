@@ -2,8 +2,7 @@
 
 #include <windows.h>
 // after windows.h, whose types it uses
-#include "base/AutomationError.h"
-#include "platform/app_log.h"
+#include "base/LogError.h"
 #include "platform/dialog/key_pause.h"
 #include "platform/dialog/layout.h"
 #include "platform/windows/base/handles.h"
@@ -13,7 +12,6 @@
 #include <commctrl.h>
 
 #include <algorithm>
-#include <exception>
 #include <utility>
 #include <vector>
 
@@ -56,10 +54,8 @@ DWORD StyleOf(ProgressControl control) {
 void Tell(const auto& operation) {
     try {
         operation();
-    } catch (const AutomationError& error) {
-        LogEntry(error.source + u": " + error.description);
-    } catch (const std::exception&) {
-        LogEntry(u"Error in an event of the progress dialog");
+    } catch (...) {
+        LogCurrentError();
     }
 }
 
@@ -129,10 +125,7 @@ Win32ProgressWindow::Win32ProgressWindow(IProgressWindowEvents& events) : m_even
     m_window = WindowHandle(CreateWindowExW(
         WS_EX_TOOLWINDOW | WS_EX_CONTROLPARENT, kWindowClass, Wide(std::u16string(kProgressDesignTitle)),
         WS_POPUP | WS_CAPTION | WS_SYSMENU, 0, 0, 0, 0, GetActiveWindow(), nullptr, OwnModule(), nullptr));
-    if (!m_window) {
-        throw AutomationError{
-            HRESULT_FROM_WIN32(GetLastError()), {}, u"The dialog's window can't be made", {}, 0};
-    }
+    if (!m_window) Raise(HRESULT_FROM_WIN32(GetLastError()), {}, u"The dialog's window can't be made");
     SetWindowLongPtrW(m_window.Get(), GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
     MakeControls();
     Arrange();
