@@ -1,6 +1,6 @@
 // The parts of the reader that can be commanded apart from it.
-#include "platform/linux/curl/digest_check.h"
 #include "platform/linux/curl/mailbox.h"
+#include "platform/reader/digest_check.h"
 #include "platform/reader/partial_file.h"
 #include "platform/reader/source_url.h"
 #include "tests/linux/reader_host.h"
@@ -71,11 +71,10 @@ TEST(DigestCheck, TellsAReadErrorFromAnotherContent) {
     Write(place / "file", "hello");
     Digests digests;
     digests.md5 = std::string(16, 'x');
-    const int unreadable = open((place / "file").c_str(), O_WRONLY | O_CLOEXEC);
+    const OwnFile unreadable(open((place / "file").c_str(), O_WRONLY | O_CLOEXEC));
     DigestCheck check(unreadable, digests);
     while (check.Step()) continue;
     EXPECT_EQ(check.Error(), EBADF);
-    close(unreadable);
 }
 
 TEST(PrivateFolder, HasAnotherPlaceWhereTheBestIsNone) {

@@ -33,6 +33,8 @@ class OwnFile {
     explicit operator bool() const { return m_native != kNone; }
     // The system's descriptor or handle.
     std::intptr_t Native() const { return m_native; }
+    // Gives it up to the caller.
+    std::intptr_t Release() { return std::exchange(m_native, kNone); }
 
     std::int64_t Size() const;  // 0 when the system can't tell
     // Reads up to `bytes.size()` bytes from `offset` on; those that there are stay.
@@ -104,11 +106,8 @@ class OwnFolder {
     std::intptr_t m_native = kNone;
 };
 
-// Where the private folder for files that are wanted in `near` (UTF-8; it may be empty or not exist yet) can
+// Where the private folder for files that are wanted in `goal` (UTF-8; it may be empty or not exist yet) can
 // be, the best place first.
-std::vector<std::string> PrivateFolderPaths(const std::string& near);
-
-// "<32 hexadecimal digits>", which nobody else makes.
-std::string RandomName();
+std::vector<std::string> PrivateFolderPaths(const std::string& goal);
 
 }  // namespace tsasync::platform::reader

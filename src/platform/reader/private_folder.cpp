@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <random>
 #include <vector>
 
 namespace tsasync::platform::reader {
@@ -11,6 +12,17 @@ namespace tsasync::platform::reader {
 namespace {
 
 constexpr std::int64_t kKeptFor = 7 * 24 * 3600;  // seconds since the last write
+
+// 32 letters, by chance.
+std::string RandomName() {
+    std::random_device chance;
+    std::string name;
+    while (name.size() < 32) {
+        for (unsigned int left = chance(), i = 0; i < 8; ++i, left >>= 4)
+            name.push_back(static_cast<char>('a' + (left & 15)));
+    }
+    return name;
+}
 
 }  // namespace
 
@@ -120,12 +132,12 @@ std::optional<std::set<std::string>> PrivateFolder::WantedData() const {
 }
 
 std::variant<std::shared_ptr<PrivateFolder>, PrivateFolders::Refusal> PrivateFolders::For(
-    const std::string& near) {
-    auto& known = m_folders[near];
+    const std::string& goal) {
+    auto& known = m_folders[goal];
     if (known && known->StillThere()) return known;
     known = nullptr;
     Refusal refusal;
-    for (const std::string& path : PrivateFolderPaths(near)) {
+    for (const std::string& path : PrivateFolderPaths(goal)) {
         for (const auto& [other, folder] : m_folders) {
             if (folder && folder->Files().Path() == path && folder->StillThere()) return known = folder;
         }

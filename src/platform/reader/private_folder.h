@@ -59,8 +59,8 @@ class PrivateFolders {
         int error = 0;  // the system's
         std::string path;
     };
-    // The one for files that are wanted in `near`, or why the last of the places tried is none.
-    std::variant<std::shared_ptr<PrivateFolder>, Refusal> For(const std::string& near);
+    // The one for files that are wanted in `goal`, or why the last of the places tried is none.
+    std::variant<std::shared_ptr<PrivateFolder>, Refusal> For(const std::string& goal);
     void Clear() { m_folders.clear(); }
 
   private:

@@ -199,14 +199,4 @@ std::vector<std::string> PrivateFolderPaths(const std::string& near) {
     return cacheIsNear ? std::vector{inCache, ours} : std::vector{ours, inCache};
 }
 
-std::string RandomName() {
-    gchar* uuid = g_uuid_string_random();
-    std::string name;
-    for (const char c : std::string_view(uuid)) {
-        if (c != '-') name.push_back(c);
-    }
-    g_free(uuid);
-    return name;
-}
-
 }  // namespace tsasync::platform::reader

@@ -17,12 +17,7 @@ namespace tsasync::platform::reader {
 
 namespace {
 
-constexpr std::int64_t kWorthKeeping =
-    256 * 1024;                                 // bytes from which on a transfer shall outlive its process
 constexpr std::size_t kMaxIgnored = 64 * 1024;  // of an unwanted body, to keep the connection usable
-
-// A validator is an entity tag or a date.
-bool IsTag(std::string_view validator) { return validator.starts_with('"'); }
 
 std::string AddressText(const curl_sockaddr& address) {
     char host[NI_MAXHOST] = {};
@@ -51,7 +46,7 @@ Transfer::Transfer(std::shared_ptr<Read> read, SourceUrl source, std::shared_ptr
     m_report.Status(kStatusFindingResource, Source().host);
 }
 
-Transfer::~Transfer() { KeepAtTheEnd(); }
+Transfer::~Transfer() { Keep(true); }
 
 CURL* Transfer::Attach(EasyHandle easy, const ProxyChoice& proxy) {
     m_easy = std::move(easy);
@@ -69,7 +64,7 @@ CURL* Transfer::Attach(EasyHandle easy, const ProxyChoice& proxy) {
     curl_easy_setopt(handle, CURLOPT_PREREQDATA, this);
     curl_easy_setopt(handle, CURLOPT_PROXY, proxy ? proxy->c_str() : nullptr);
     SetUrl();
-    SetConditions();
+    SetFields();
     m_error[0] = '\0';
     m_head = {};
     m_decoder.reset();
@@ -77,7 +72,7 @@ CURL* Transfer::Attach(EasyHandle easy, const ProxyChoice& proxy) {
     m_body = Body::Undecided;
     m_ignored = 0;
     m_stopped.reset();
-    m_startOver = false;
+    m_answer = Answer::Other;
     m_triedToKeep = false;
     m_lastByte = Clock::now();
     return handle;
@@ -93,20 +88,9 @@ void Transfer::SetUrl() {
     curl_easy_setopt(m_easy.get(), CURLOPT_PASSWORD, named ? Source().password.c_str() : nullptr);
 }
 
-// Asks for what is missing only, provided that the rest is still the same; a whole file is only asked to be
-// confirmed.
-void Transfer::SetConditions() {
-    curl_easy_setopt(m_easy.get(), CURLOPT_RANGE, nullptr);
+void Transfer::SetFields() {
     m_fields.reset(curl_slist_append(nullptr, "Accept-Encoding: identity"));
-    if (const auto& earlier = m_file.Earlier()) {
-        std::string condition = "If-Range: ";
-        if (earlier->whole) {
-            condition = IsTag(earlier->validator) ? "If-None-Match: " : "If-Modified-Since: ";
-        } else {
-            curl_easy_setopt(m_easy.get(), CURLOPT_RANGE, (std::to_string(m_file.Size()) + "-").c_str());
-        }
-        curl_slist_append(m_fields.get(), (condition + earlier->validator).c_str());
-    }
+    for (const std::string& field : FieldsFor(m_file)) curl_slist_append(m_fields.get(), field.c_str());
     curl_easy_setopt(m_easy.get(), CURLOPT_HTTPHEADER, m_fields.get());
 }
 
@@ -154,45 +138,20 @@ bool Transfer::Stop(ReadFailure failure) {
 // The head of a final HTTP response is complete. Here and below false ends the request.
 bool Transfer::TakeHead() {
     const int status = m_head.Status();
-    const auto& earlier = m_file.Earlier();
     if (status == 401 || status == 407) return true;  // perhaps libcurl answers it with the user's name
     m_body = Body::Ignored;
     m_head.End();
-    if (status == 200) {
+    const Judgement judgement = JudgeAnswer(status, m_head, m_file);
+    m_answer = judgement.answer;
+    m_total = judgement.total;
+    if (m_answer == Answer::Whole) {
         m_file.StartOver();
         const bool isEncoded = !m_head.contentCodings.empty();
         if (isEncoded && !(m_decoder = ContentDecoder::For(m_head.contentCodings)))
             return Stop(Failure(why::kUnknownCoding, Source().text));
-        // The length is that of what is sent.
-        m_total = isEncoded ? 0 : m_head.contentLength.value_or(0);
-        return BeginSaving();
     }
-    if (status == 206 && earlier && !earlier->whole) {
-        const auto range = ParseContentRange(m_head.contentRange);
-        if (!range || !ContinuesOurs(*range)) {
-            m_startOver = true;
-            return false;
-        }
-        m_total = range->total.value_or(earlier->total.value_or(0));
-        return BeginSaving();
-    }
-    return true;
-}
-
-bool Transfer::ContinuesOurs(const ContentRange& range) const {
-    const auto& earlier = *m_file.Earlier();
-    if (range.first != m_file.Size()) return false;
-    if (earlier.total && range.total && earlier.total != range.total) return false;
-    if (!earlier.total && !range.total) return false;  // nobody could tell whether the rest is all of it
-    // What is encoded is another representation than ours, which was not.
-    return m_head.contentCodings.empty() && IsSameVersion();
-}
-
-// Whether the answer, as far as it says, is about the version that we have something of.
-bool Transfer::IsSameVersion() const {
-    const std::string& ours = m_file.Earlier()->validator;
-    const std::string& theirs = IsTag(ours) ? m_head.etag : m_head.lastModified;
-    return theirs.empty() || theirs == ours;
+    if (m_answer == Answer::Unusable) return false;
+    return m_answer == Answer::Whole || m_answer == Answer::Rest ? BeginSaving() : true;
 }
 
 // Only then: a connection that goes on, or carries other transfers too, must hold nothing of this one.
@@ -244,7 +203,7 @@ bool Transfer::Save(std::string_view bytes) {
         m_start.append(bytes.substr(0, kSniffSize - m_start.size()));
         Announce(false);
     }
-    if (m_file.Size() >= kWorthKeeping && !std::exchange(m_triedToKeep, true)) KeepIfUseful();
+    if (m_file.Size() >= kWorthKeeping && !std::exchange(m_triedToKeep, true)) Keep(false);
     ReportBytes(m_lastByte);
     return true;
 }
@@ -264,17 +223,9 @@ void Transfer::Announce(bool last) {
 
 void Transfer::ReportBytes(Clock::time_point now) { m_report.Bytes(m_file.Size(), m_total, now); }
 
-void Transfer::KeepIfUseful() {
-    if (m_file.IsKept() || m_body != Body::Saved || !m_way.Asked().IsWeb()) return;
-    const std::string validator = m_head.StrongValidator();
-    if (validator.empty() || !m_head.contentCodings.empty() || m_file.Size() == 0) return;
-    m_file.Keep(validator, m_mediaType, m_total > 0 ? std::optional(m_total) : std::nullopt);
-}
-
-// What is not kept is lost; less of it on a full disk is better than nothing.
-void Transfer::KeepAtTheEnd() {
-    KeepIfUseful();
-    if (!m_file.IsKept() && m_file.Shorten()) KeepIfUseful();
+void Transfer::Keep(bool last) {
+    if (m_body == Body::Saved && m_way.Asked().IsWeb())
+        KeepIfUseful(m_file, m_head, m_mediaType, m_total, last);
 }
 
 Clock::time_point Transfer::Tick(Clock::time_point now) {
@@ -288,14 +239,14 @@ Clock::time_point Transfer::SilentAt() const { return m_lastByte + Timing().sile
 Verdict Transfer::Ended(CURLcode code) {
     Verdict verdict = Judge(code);
     if (verdict.next == Verdict::Next::Failed) {
-        KeepAtTheEnd();
+        Keep(true);
         m_report.Fail(verdict.failure);
     }
     return verdict;
 }
 
 Verdict Transfer::Judge(CURLcode code) {
-    if (m_startOver) {
+    if (m_answer == Answer::Unusable) {
         m_file.StartOver();
         return {Verdict::Next::Again, {}, {}};
     }
@@ -329,7 +280,7 @@ Verdict Transfer::JudgeSaved(CURLcode code) {
     if (m_head.Status() == 206) m_head.digests.md5.clear();
     if (!m_head.digests.Any() || !m_head.contentCodings.empty()) return {};
     if (const int error = m_file.Write({})) return Verdict::Fail(FileFailure(error, m_file.Path()));
-    m_check.emplace(static_cast<int>(m_file.Data().Native()), m_head.digests);
+    m_check.emplace(m_file.Data(), m_head.digests);
     return {Verdict::Next::Check, {}, {}};
 }
 
@@ -351,25 +302,14 @@ std::optional<Verdict> Transfer::CheckStep() {
 
 Verdict Transfer::JudgeStatus() {
     const int status = m_head.Status();
-    const auto& earlier = m_file.Earlier();
     if (IsRedirection(status)) return Redirect();
+    if (m_answer == Answer::Same) {
+        m_mediaType = m_file.Earlier()->mediaType;
+        ReportBytes(m_lastByte);
+        m_report.Begin(m_mediaType);
+        return {};
+    }
     switch (status) {
-        case 304:
-            if (!earlier || !earlier->whole) break;
-            // Some servers say so of whatever is not newer than the date.
-            if (!IsSameVersion() || (m_head.lastModified.empty() && !IsTag(earlier->validator))) {
-                m_file.StartOver();
-                return {Verdict::Next::Again, {}, {}};
-            }
-            m_mediaType = earlier->mediaType;
-            m_total = m_file.Size();
-            ReportBytes(m_lastByte);
-            m_report.Begin(m_mediaType);
-            return {};
-        case 416:
-            if (!earlier) break;
-            m_file.StartOver();
-            return {Verdict::Next::Again, {}, {}};
         case 429:
         case 503:
             if (const auto again = SecondTry(ParseRetryAfter(m_head.retryAfter, std::time(nullptr))))
@@ -402,9 +342,8 @@ std::optional<Verdict> Transfer::SecondTry(std::optional<std::int64_t> secondsNa
 
 std::optional<FinishedFile> Transfer::Finish(bool hold) {
     Announce(true);
-    const std::string validator = m_file.Earlier() ? m_file.Earlier()->validator : m_head.StrongValidator();
-    if (m_file.Size() >= kWorthKeeping) KeepIfUseful();  // more than whoever was in the way had
-    auto result = m_file.Finish(validator, m_mediaType, hold);
+    if (m_file.Size() >= kWorthKeeping) Keep(false);  // more than whoever was in the way had
+    auto result = m_file.Finish(ValidatorOf(m_file, m_head), m_mediaType, hold);
     if (const int* error = std::get_if<int>(&result)) {
         m_report.Fail(FileFailure(*error, m_file.Path()));
         return std::nullopt;

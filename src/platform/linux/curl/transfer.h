@@ -1,12 +1,12 @@
 #pragma once
 
 #include "platform/linux/curl/content_decoder.h"
-#include "platform/linux/curl/digest_check.h"
 #include "platform/linux/curl/easy_handle.h"
 #include "platform/linux/curl/proxy.h"
 #include "platform/linux/curl/report.h"
 #include "platform/linux/curl/tls_farewell.h"
-#include "platform/reader/partial_file.h"
+#include "platform/reader/digest_check.h"
+#include "platform/reader/kept_data.h"
 #include "platform/reader/redirections.h"
 
 #include <chrono>
@@ -76,7 +76,7 @@ class Transfer {
     static int OnRequest(void* self, char* address, char* localAddress, int port, int localPort);
 
     void SetUrl();
-    void SetConditions();
+    void SetFields();
     bool TakeHead();
     bool TakeFirstData();
     bool TakeData(std::string_view bytes);
@@ -84,13 +84,10 @@ class Transfer {
     bool Stop(ReadFailure failure);
     bool EndsWithConnection() const;
     bool BeginSaving();
-    bool ContinuesOurs(const ContentRange& range) const;
-    bool IsSameVersion() const;
     Clock::time_point AnnouncedAt() const;
     void Announce(bool last);
     void ReportBytes(Clock::time_point now);
-    void KeepIfUseful();
-    void KeepAtTheEnd();
+    void Keep(bool last);
 
     Verdict Judge(CURLcode code);
     Verdict JudgeSaved(CURLcode code);
@@ -117,8 +114,8 @@ class Transfer {
     std::size_t m_ignored = 0;             // bytes of a body that nobody wants
     std::optional<ReadFailure> m_stopped;  // why we ended it ourselves
     bool m_triedToKeep = false;
-    bool m_startOver = false;  // the answer doesn't fit what we have: ask once more, for the whole
-    std::int64_t m_total = 0;  // of the file when it is whole; 0 unknown
+    Answer m_answer = Answer::Other;
+    std::int64_t m_total = 0;                   // of the file when it is whole; 0 unknown
     std::unique_ptr<ContentDecoder> m_decoder;  // null when what comes is the content itself
     TlsFarewell m_farewell;
     Clock::time_point m_lastByte;

@@ -1,11 +1,10 @@
 #pragma once
 
-#include "platform/reader/response_head.h"
-
-#include <glib.h>
+#include "platform/reader/header_fields.h"
+#include "platform/reader/own_files.h"
+#include "platform/reader/running_hash.h"
 
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -16,30 +15,27 @@ namespace tsasync::platform::reader {
 class DigestCheck {
   public:
     // Reads from `file`, which stays the caller's, from its start on.
-    DigestCheck(int file, const Digests& digests);
+    DigestCheck(const OwnFile& file, const Digests& digests);
 
     // Reads one slice. False when all is read.
     bool Step();
     // After that: the system's error of reading, or 0.
     int Error() const { return m_error; }
-    // Without one: whether the content agrees with every digest.
-    bool Agrees() const;
+    // Without one, once: whether the content agrees with every digest that the system can make.
+    bool Agrees();
 
   private:
-    struct FreeChecksum {
-        void operator()(GChecksum* checksum) const { g_checksum_free(checksum); }
-    };
     struct Expected {
-        std::unique_ptr<GChecksum, FreeChecksum> checksum;
+        RunningHash hash;
         std::string digest;
     };
-    void Expect(GChecksumType type, const std::string& digest);
+    void Expect(DigestKind kind, const std::string& digest);
 
-    int m_file;
+    const OwnFile& m_file;
     std::int64_t m_position = 0;
     int m_error = 0;
     std::vector<Expected> m_expected;
-    std::vector<guchar> m_buffer;
+    std::string m_buffer;
 };
 
 }  // namespace tsasync::platform::reader
