@@ -1,5 +1,6 @@
 // The misbehaving server's conversations with the reader of the Windows component. This is a Linux program:
-// it plays them all at the same time to read_urls.exe, which the command in TSASYNC_READ_URLS runs.
+// it plays them all at the same time to read_urls.exe, which the command in TSASYNC_READ_URLS runs in the
+// prefix WINEPREFIX.
 #include "platform/url_reader.h"
 #include "tests/server/conversations.h"
 
@@ -50,6 +51,7 @@ std::map<std::string, Outcome> UnderWine() {
         {"deflated", {kErrDownloadFailure}},
         {"deflated, then compressed", {kErrDownloadFailure}},
         {"deflated, then compressed, in one list", {kErrDownloadFailure}},
+        {"a part that is encoded", {0, body, "", "\"!Range:\""}},
         // It says nothing when a connection is reset in the middle of the data, nor when a head has no end.
         {"no length, reset", {kErrConnectionTimeout}},
         {"reset in the body", {kErrConnectionTimeout}},
@@ -65,44 +67,70 @@ std::map<std::string, Outcome> UnderWine() {
     };
 }
 
-std::string FromHexadecimal(const std::string& digits) {
-    std::string bytes;
-    for (std::size_t i = 0; i + 1 < digits.size(); i += 2)
-        bytes.push_back(static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16)));
-    return bytes;
+// Of the data that read_urls.exe has left at `path`.
+std::string ContentOf(std::string path) {
+    if (path.empty()) return {};
+    std::replace(path.begin(), path.end(), '\\', '/');
+    path.replace(0, 2, std::string(std::getenv("WINEPREFIX")) + "/drive_c");
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 std::string UrlOf(const MisbehavingServer& server) {
     return "http://127.0.0.1:" + std::to_string(server.Port()) + "/file.bin";
 }
 
-std::map<std::string, Outcome> PlayAll() {
-    const std::vector<Case> cases = Conversations();
-    std::map<std::string, std::unique_ptr<MisbehavingServer>> servers;
+std::vector<Case> AllCases() {
+    std::vector<Case> all = Conversations();
+    for (Case& one : SecondReads()) all.push_back(std::move(one));
+    return all;
+}
+
+using Servers = std::map<std::string, std::unique_ptr<MisbehavingServer>>;
+
+// One process reads from the servers of these names.
+void ReadAll(const std::vector<std::string>& names, const Servers& servers,
+             std::map<std::string, Outcome>& outcomes) {
     std::string input = testing::TempDir() + "urls.XXXXXX";
     close(mkstemp(input.data()));
     std::ofstream urls(input);
-    for (const Case& one : cases) {
-        auto& server = servers[one.name] = std::make_unique<MisbehavingServer>(one.conversation);
-        urls << UrlOf(*server) << "\n";
-    }
+    for (const std::string& name : names) urls << UrlOf(*servers.at(name)) << "\n";
     urls.close();
     FILE* output = popen((std::getenv("TSASYNC_READ_URLS") + (" <" + input)).c_str(), "r");
-    std::map<std::string, Outcome> outcomes;
-    for (const Case& one : cases) {
+    for (const std::string& name : names) {
         std::array<char, 8192> line{};
         if (std::fgets(line.data(), line.size(), output) == nullptr) break;
         std::istringstream fields(line.data());
-        Outcome& outcome = outcomes[one.name];
-        std::string content;
+        Outcome outcome;
+        std::string path;
         fields >> outcome.failure;
         fields.ignore();
-        std::getline(fields, content, '\t');
+        std::getline(fields, path, '\t');
         std::getline(fields, outcome.description);
-        outcome.content = FromHexadecimal(content);
+        outcome.content = ContentOf(path);
+        outcomes[name] = outcome;
     }
     pclose(output);
     std::remove(input.c_str());
+}
+
+std::map<std::string, Outcome> PlayAll() {
+    std::map<std::string, Outcome> outcomes;
+    Servers servers;
+    std::vector<std::string> names;
+    for (const Case& one : AllCases()) {
+        servers[one.name] = std::make_unique<MisbehavingServer>(one.conversation);
+        names.push_back(one.name);
+    }
+    ReadAll(names, servers, outcomes);
+    // What broke or was left where it is is read again, by other processes.
+    for (int again = 0; again < 3; ++again) {
+        names.clear();
+        for (const Case& one : SecondReads()) {
+            if (servers.at(one.name)->AwaitsMore()) names.push_back(one.name);
+        }
+        if (!names.empty()) ReadAll(names, servers, outcomes);
+    }
     for (auto& [name, outcome] : outcomes) outcome.complaint = servers.at(name)->Complaint();
     return outcomes;
 }
@@ -131,7 +159,7 @@ TEST_P(MisbehavingTest, EndsAsItShould) {
 }
 
 TEST(UnderWine, IsToldOfConversationsThatThereAre) {
-    const std::vector<Case> cases = Conversations();
+    const std::vector<Case> cases = AllCases();
     for (const auto& [name, outcome] : UnderWine()) {
         EXPECT_TRUE(std::any_of(cases.begin(), cases.end(), [&](const Case& one) {
             return one.name == name;
@@ -146,7 +174,7 @@ std::string CaseName(const testing::TestParamInfo<Case>& info) {
     return name;
 }
 
-INSTANTIATE_TEST_SUITE_P(Windows, MisbehavingTest, testing::ValuesIn(Conversations()), CaseName);
+INSTANTIATE_TEST_SUITE_P(Windows, MisbehavingTest, testing::ValuesIn(AllCases()), CaseName);
 
 }  // namespace
 }  // namespace tsasync::tests

@@ -1,15 +1,12 @@
 // Reads the URLs on its standard input, one to a line, all at the same time, and writes how each ended, in
-// their order: the number of the failure, the data in hexadecimal and the failure's description, separated by
-// tabs. Its waiting times are short.
+// their order: the number of the failure, the path of the file, which it leaves there, and the failure's
+// description, separated by tabs. Its waiting times are short.
 #include "platform/url_reader.h"
 #include "platform/windows/moniker/timing.h"
 
 #include <windows.h>
 
-#include <cstdio>
-#include <fstream>
 #include <iostream>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -19,17 +16,6 @@ using namespace tsasync::platform;
 
 std::u16string Widened(const std::string& text) { return {text.begin(), text.end()}; }
 std::string Narrowed(const std::u16string& text) { return {text.begin(), text.end()}; }
-
-std::string Hexadecimal(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::string digits;
-    for (auto byte = std::istreambuf_iterator<char>(file); byte != std::istreambuf_iterator<char>(); ++byte) {
-        char two[3]{};
-        std::snprintf(two, sizeof two, "%02x", static_cast<unsigned>(static_cast<unsigned char>(*byte)));
-        digits += two;
-    }
-    return digits;
-}
 
 class Reads : public IReadEvents {
   public:
@@ -51,9 +37,7 @@ class Reads : public IReadEvents {
         if (const auto* failure = std::get_if<ReadFailure>(&property.Value)) {
             outcome = std::to_string(failure->number) + "\t\t" + Narrowed(failure->description);
         } else {
-            const std::string path = Narrowed(std::get<std::u16string>(property.Value));
-            outcome = "0\t" + Hexadecimal(path) + "\t";
-            DeleteFileA(path.c_str());
+            outcome = "0\t" + Narrowed(std::get<std::u16string>(property.Value)) + "\t";
         }
     }
 

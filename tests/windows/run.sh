@@ -180,6 +180,11 @@ misbehaving_servers() {
     TSASYNC_READ_URLS="timeout 240 wine '$x64/read_urls.exe'" build/release/bin/windows_misbehaving_test --gtest_brief=1
 }
 
+# Likewise; it kills the process that it has started.
+broken_reads() {
+    TSASYNC_READ_URLS="wine '$x64/read_urls.exe'" PYTHONDONTWRITEBYTECODE=1 python3 tests/windows/resume_test.py
+}
+
 # Wine keeps no events; it says which ones it was given.
 event_log() {
     WINEDEBUG=-all,+eventlog run "$x64/test_windows.exe" --gtest_filter='*EventLog' >"$out/events.log" 2>&1 || return 1
@@ -216,6 +221,7 @@ step 'JScript host with events' script events.js "$x64/script_host.exe" JScript
 step 'C++ host' component
 step 'URL reader' run "$x64/url_reader_test.exe"
 step 'misbehaving servers' misbehaving_servers
+step 'broken reads' broken_reads
 step 'event log' event_log
 for program in "$x64"/test_*.exe; do
     name=$(basename "$program" .exe)

@@ -3,7 +3,6 @@
 #include "base/Utf8.h"
 #include "platform/reader/media_types.h"
 #include "platform/windows/base/wide.h"
-#include "platform/windows/moniker/download_file.h"
 #include "platform/windows/moniker/read_error.h"
 #include "platform/windows/moniker/timing.h"
 
@@ -19,6 +18,7 @@
 namespace tsasync::platform {
 
 namespace why = reader::why;
+using reader::Answer;
 using reader::Failure;
 
 namespace {
@@ -63,24 +63,26 @@ HRESULT Guarded(const auto& operation) {
 
 }  // namespace
 
-UrlBinding::UrlBinding(std::u16string url, std::u16string folder, Report report)
+UrlBinding::UrlBinding(std::u16string url, Folder folder, Report report)
     : m_url(std::move(url)), m_folder(std::move(folder)), m_target(m_url), m_report(std::move(report)) {}
 
 void UrlBinding::Start() {
     if (!m_report) return;
     m_waits = false;
     m_lastSign = GetTickCount64();
+    if (m_check) return CheckOn();
     if (!m_way) {
         auto source = reader::ParseSourceUrl(ToUtf8(m_url));
         if (auto* failure = std::get_if<ReadFailure>(&source)) return Finish(std::move(*failure));
         m_way.emplace(std::get<reader::SourceUrl>(std::move(source)));
+        if (const auto* refusal = std::get_if<reader::PrivateFolders::Refusal>(&m_folder))
+            return Finish(FileFailure(static_cast<DWORD>(refusal->error), FromUtf8(refusal->path)));
+        m_file.emplace(std::get<std::shared_ptr<reader::PrivateFolder>>(m_folder), SourceOf(Source()));
     }
-    if (!m_file) m_file = CreateDownloadFile(m_folder, m_path);
-    if (!m_file) {
-        Finish(FileFailure(GetLastError(), m_path));
-    } else if (const HRESULT started = Bind(); FAILED(started) && !m_waits) {
+    if (Source().IsWeb() && !std::exchange(m_lookedForEarlier, true)) m_file->FindEarlier();
+    m_answer = Source().IsWeb() ? Answer::Other : Answer::Whole;
+    if (const HRESULT started = Bind(); FAILED(started) && !m_waits)
         Finish(BindingFailure(CauseOf(started), Source().text));
-    }
 }
 
 HRESULT UrlBinding::Bind() {
@@ -99,8 +101,10 @@ HRESULT UrlBinding::Bind() {
 void UrlBinding::Abort() {
     m_report = nullptr;
     StopBinding();
-    m_file.Reset();
-    if (!m_path.empty()) DeleteFileW(Wide(m_path));
+    Keep(true);
+    m_check.reset();
+    m_file.reset();
+    if (auto finished = TakeFinished()) finished->Dropped();
 }
 
 void UrlBinding::Fail(ReadFailure failure) {
@@ -114,7 +118,7 @@ bool UrlBinding::IsSilent() const {
 }
 
 void UrlBinding::FailSilent() {
-    if (m_refusal) return StopBinding();  // the rest of what is refused anyway may stay away
+    if (m_status != 0 && !IsSaved()) return StopBinding();  // the rest of what nobody wants may stay away
     Fail(Failure(m_lastCode == kStatusConnecting ? why::kNoConnection : why::kSilent, Source().text));
 }
 
@@ -125,15 +129,19 @@ void UrlBinding::StopBinding() {
 }
 
 void UrlBinding::Tell(std::int32_t code, std::u16string text) {
-    if (m_report) m_report({code, std::move(text), m_target, m_written, m_max, std::nullopt, std::nullopt});
+    if (!m_report) return;
+    m_report(
+        {code, std::move(text), m_target, m_file ? m_file->Size() : 0, m_total, std::nullopt, std::nullopt});
 }
 
+// What the next read can use stays; it may begin when the end is told.
 void UrlBinding::Finish(std::variant<std::u16string, ReadFailure> result) {
     const Report report = std::exchange(m_report, nullptr);
-    m_file.Reset();
-    if (!report) return;
-    if (std::holds_alternative<ReadFailure>(result) && !m_path.empty()) DeleteFileW(Wide(m_path));
-    report({0, {}, m_target, m_written, m_max, std::nullopt, std::move(result)});
+    const std::int64_t size = m_file ? m_file->Size() : 0;
+    Keep(true);
+    m_check.reset();
+    m_file.reset();
+    if (report) report({0, {}, m_target, size, m_total, std::nullopt, std::move(result)});
 }
 
 HRESULT UrlBinding::QueryInterface(REFIID id, void** object) {
@@ -186,8 +194,9 @@ HRESULT UrlBinding::Progress(ULONG progressMax, ULONG code, LPCWSTR text) {
         }
         m_target = FromUtf8(Source().text);
     }
-    if (code == kStatusBeginDownload || code == kStatusDownloading || code == kStatusEndDownload)
-        m_max = std::max<std::int64_t>(m_max, progressMax);
+    // A web server's answer says itself how much it brings.
+    const bool tellsLength = code == kStatusBeginDownload || code == kStatusDownloading;
+    if (tellsLength && !Source().IsWeb()) m_total = std::max<std::int64_t>(m_total, progressMax);
     if (!IsForwarded(code)) return S_OK;
     m_lastCode = static_cast<std::int32_t>(code);
     if (!m_refusal && (!IsToldOnce(code) || m_told.insert(m_lastCode).second))
@@ -215,50 +224,65 @@ HRESULT UrlBinding::OnDataAvailable(DWORD, DWORD, FORMATETC*, STGMEDIUM* medium)
 }
 
 HRESULT UrlBinding::Receive(IStream& data) {
-    std::vector<std::byte> buffer(std::size_t{64} << 10);
+    std::string buffer(std::size_t{64} << 10, '\0');
     for (;;) {
         ULONG count = 0;
         const HRESULT result = data.Read(buffer.data(), static_cast<ULONG>(buffer.size()), &count);
         const bool isLast = result != S_OK || count == 0;  // or no more for the moment
-        if (m_refusal) {
+        if (!IsSaved()) {
             m_ignored += count;
             if (m_ignored > kMaxIgnored) {
                 StopBinding();
                 return E_ABORT;
             }
-            count = 0;
-        } else if (m_head.contentLength && !m_head.isChunked) {
-            // What is more than announced is not part of the file.
-            count = static_cast<ULONG>(std::min<std::int64_t>(count, *m_head.contentLength - m_written));
-        }
-        if (m_digests) m_digests->Add({buffer.data(), count});
-        m_written += count;
-        DWORD written = 0;
-        if (count > 0 &&
-            (WriteFile(m_file.Get(), buffer.data(), count, &written, nullptr) == FALSE || written != count)) {
-            Fail(FileFailure(GetLastError(), m_path));
+        } else if (!Save(Wanted({buffer.data(), count}))) {
             return E_ABORT;
         }
-        Announce({reinterpret_cast<const char*>(buffer.data()), count});
         if (isLast) return S_OK;
     }
 }
 
+bool UrlBinding::IsSaved() const {
+    return !m_refusal && !m_isMoved && (m_answer == Answer::Whole || m_answer == Answer::Rest);
+}
+
+// What is more than announced is not part of the file.
+std::string_view UrlBinding::Wanted(std::string_view bytes) const {
+    if (!m_head.contentLength || m_head.isChunked) return bytes;
+    return bytes.substr(0, static_cast<std::size_t>(*m_head.contentLength - m_received));
+}
+
+bool UrlBinding::Save(std::string_view bytes) {
+    if (bytes.empty()) return true;
+    if (const int error = m_file->Write(bytes)) {
+        Fail(FileFailure(static_cast<DWORD>(error), FromUtf8(m_file->Path())));
+        return false;
+    }
+    m_received += static_cast<std::int64_t>(bytes.size());
+    Announce(bytes);
+    if (m_file->Size() >= reader::kWorthKeeping && !std::exchange(m_triedToKeep, true)) Keep(false);
+    return true;
+}
+
+void UrlBinding::Keep(bool last) {
+    if (m_file && IsSaved() && Source().IsWeb()) KeepIfUseful(*m_file, m_head, m_mediaType, m_total, last);
+}
+
 // The media type is told as soon as enough of the content is there to know it, then the bytes.
 void UrlBinding::Announce(std::string_view bytes) {
-    if (m_refusal || bytes.empty()) return;
     if (!m_begun) {
         if (m_start.empty()) m_firstData = m_lastSign;
         m_start.append(bytes.substr(0, reader::kSniffSize - m_start.size()));
-        if (m_start.size() == reader::kSniffSize || !reader::WantsContent(m_head.mediaType)) Begin();
+        if (m_start.size() == reader::kSniffSize || !reader::WantsContent(m_mediaType)) Begin();
     }
     if (m_begun) Tell(kStatusDownloading, m_url);
 }
 
 void UrlBinding::Begin() {
     if (std::exchange(m_begun, true)) return;
-    Tell(kStatusMimeTypeAvailable,
-         FromUtf8(reader::EffectiveMediaType(m_head.mediaType, Source().text, m_start)));
+    m_mediaType = m_answer == Answer::Same ? m_file->Earlier()->mediaType
+                                           : reader::EffectiveMediaType(m_mediaType, Source().text, m_start);
+    Tell(kStatusMimeTypeAvailable, FromUtf8(m_mediaType));
     Tell(kStatusBeginDownload, m_url);
 }
 
@@ -278,28 +302,61 @@ HRESULT UrlBinding::OnStopBinding(HRESULT result, LPCWSTR) {
 HRESULT UrlBinding::End(HRESULT result) {
     if (!m_report || m_waits) return S_OK;
     if (m_isMoved && !m_refusal) {
-        if (auto failure = m_way->Follow(m_head)) {
-            Finish(std::move(*failure));
-            return S_OK;
-        }
-        m_target = FromUtf8(Source().text);
-        Tell(kStatusRedirecting, m_target);
+        Follow();
+    } else if (m_answer == Answer::Unusable) {
+        m_file->StartOver();
         BeginAgain(0);
-        return S_OK;
-    }
-    auto failure = FailureOf(result);
-    if (!failure) {
-        Begin();
-        Tell(kStatusDownloading, m_url);
-        Tell(kStatusEndDownload, m_url);
-        Finish(m_path);
-    } else if (const auto wait = WaitBeforeSecondTry(*failure)) {
-        m_triedTwice = true;
-        BeginAgain(*wait);
+    } else if (auto failure = FailureOf(result)) {
+        if (const auto wait = WaitBeforeSecondTry(*failure)) {
+            m_triedTwice = true;
+            BeginAgain(*wait);
+        } else {
+            Finish(std::move(*failure));
+        }
+    } else if (m_answer == Answer::Same || !m_head.contentCodings.empty() || !m_head.digests.Any()) {
+        Succeed();
+    } else if (const int error = m_file->Write({})) {
+        Finish(FileFailure(static_cast<DWORD>(error), FromUtf8(m_file->Path())));
     } else {
-        Finish(std::move(*failure));
+        m_check.emplace(m_file->Data(), m_head.digests);
+        CheckOn();
     }
     return S_OK;
+}
+
+void UrlBinding::Follow() {
+    if (auto failure = m_way->Follow(m_head)) return Finish(std::move(*failure));
+    m_target = FromUtf8(Source().text);
+    Tell(kStatusRedirecting, m_target);
+    m_file->Follow(SourceOf(Source()));
+    m_lookedForEarlier = false;
+    BeginAgain(0);
+}
+
+// In parts, between which the thread has time for everything else.
+void UrlBinding::CheckOn() {
+    constexpr int kSlices = 4;
+    for (int slice = 0; slice < kSlices; ++slice) {
+        if (m_check->Step()) continue;
+        if (const int error = m_check->Error())
+            return Finish(FileFailure(static_cast<DWORD>(error), FromUtf8(m_file->Path())));
+        if (m_check->Agrees()) return Succeed();
+        m_file->StartOver();
+        return Finish(Failure(why::kOtherDigest, Source().text));
+    }
+    Wait(0);
+}
+
+void UrlBinding::Succeed() {
+    Begin();
+    Tell(kStatusDownloading, m_url);
+    Tell(kStatusEndDownload, m_url);
+    if (m_file->Size() >= reader::kWorthKeeping) Keep(false);  // more than whoever was in the way had
+    auto result = m_file->Finish(ValidatorOf(*m_file, m_head), m_mediaType, true);
+    if (const int* error = std::get_if<int>(&result))
+        return Finish(FileFailure(static_cast<DWORD>(*error), FromUtf8(m_file->Path())));
+    m_finished = std::get<reader::FinishedFile>(std::move(result));
+    Finish(FromUtf8(m_finished->Path()));
 }
 
 // A busy server and one that is just starting are asked once more.
@@ -315,18 +372,20 @@ std::optional<std::uint32_t> UrlBinding::WaitBeforeSecondTry(const ReadFailure& 
 }
 
 void UrlBinding::BeginAgain(std::uint32_t wait) {
-    m_waits = true;
     m_lastCode = 0;
     m_status = 0;
-    m_max = m_written = m_ignored = 0;
+    m_total = m_received = m_ignored = 0;
     m_head = {};
     m_isMoved = false;
     m_start.clear();
     m_refusal.reset();
-    m_digests.reset();
-    SetFilePointer(m_file.Get(), 0, nullptr, FILE_BEGIN);
-    SetEndOfFile(m_file.Get());
-    m_report({0, {}, m_target, 0, 0, wait, std::nullopt});
+    m_triedToKeep = false;
+    Wait(wait);
+}
+
+void UrlBinding::Wait(std::uint32_t milliseconds) {
+    m_waits = true;
+    m_report({0, {}, m_target, 0, 0, milliseconds, std::nullopt});
 }
 
 // A system that does not tell what failed has told how far it came. To a secured server the connection may
@@ -335,7 +394,7 @@ HRESULT UrlBinding::CauseOf(HRESULT result) const {
     const std::string& scheme = Source().scheme;
     if (scheme == "file") return CauseOfFile(ToUtf8(m_url), result);
     // The server had the data, says its answer; some systems say otherwise when it breaks.
-    if (result == INET_E_DATA_NOT_AVAILABLE && m_status == HTTP_STATUS_OK) return INET_E_DOWNLOAD_FAILURE;
+    if (result == INET_E_DATA_NOT_AVAILABLE && Source().IsWeb() && IsSaved()) return INET_E_DOWNLOAD_FAILURE;
     const bool isVague = result == INET_E_DOWNLOAD_FAILURE;
     if (isVague && m_lastCode == kStatusFindingResource) return INET_E_RESOURCE_NOT_FOUND;
     const bool isRefusal = (isVague && scheme != "https") || result == INET_E_RESOURCE_NOT_FOUND;
@@ -345,25 +404,32 @@ HRESULT UrlBinding::CauseOf(HRESULT result) const {
 // A binding that ended well may still hold an error page or a part of the data.
 std::optional<ReadFailure> UrlBinding::FailureOf(HRESULT result) {
     if (m_refusal) return m_refusal;
+    if (m_answer == Answer::Same) return std::nullopt;
     if (FAILED(result)) return BindingFailure(CauseOf(result), Source().text);
     const bool isWeb = Source().IsWeb();
     if (isWeb && m_status == 0) return Failure(why::kNoAnswer, Source().text);
-    if (m_head.contentLength && *m_head.contentLength != m_written)
+    const bool isCut = m_head.contentLength && *m_head.contentLength != m_received;
+    if (isCut || (isWeb && m_total > 0 && m_file->Size() != m_total))
         return Failure(why::kOtherLength, Source().text);
     // The system ends a head that broke off, as if the rest were missing on purpose.
-    if (isWeb && m_written == 0 && !m_head.contentLength && !m_head.isChunked)
+    if (isWeb && m_received == 0 && !m_head.contentLength && !m_head.isChunked)
         return Failure(why::kNoEnd, Source().text);
-    if (m_digests && !m_digests->Agrees()) return Failure(why::kOtherDigest, Source().text);
     return std::nullopt;
 }
 
 // Data that the system decodes could not be held against its length and digests.
 HRESULT UrlBinding::BeginningTransaction(LPCWSTR, LPCWSTR, DWORD, LPWSTR* additional) {
-    constexpr std::wstring_view kFields = L"Accept-Encoding: identity\r\n";
-    *additional = static_cast<LPWSTR>(CoTaskMemAlloc((kFields.size() + 1) * sizeof(wchar_t)));
-    if (*additional == nullptr) return E_OUTOFMEMORY;
-    *std::copy(kFields.begin(), kFields.end(), *additional) = L'\0';
-    return S_OK;
+    return Guarded([&] {
+        std::string fields = "Accept-Encoding: identity\r\n";
+        if (m_file) {
+            for (const std::string& field : FieldsFor(*m_file)) fields.append(field).append("\r\n");
+        }
+        const std::u16string wide = FromUtf8(fields);
+        *additional = static_cast<LPWSTR>(CoTaskMemAlloc((wide.size() + 1) * sizeof(wchar_t)));
+        if (*additional == nullptr) return E_OUTOFMEMORY;
+        *std::copy(wide.begin(), wide.end(), *additional) = L'\0';
+        return S_OK;
+    });
 }
 
 HRESULT UrlBinding::OnResponse(DWORD status, LPCWSTR headers, LPCWSTR, LPWSTR* additional) {
@@ -401,30 +467,39 @@ std::string UrlBinding::RawHead() const {
 }
 
 void UrlBinding::ReadHead(DWORD status, std::string_view head) {
+    if (!m_file) return;  // it is over
     m_status = status;
     m_head = {};
     const bool isSound = m_head.AddLines(head);
     m_isMoved = reader::IsRedirection(static_cast<int>(status));
+    const reader::Judgement judgement = JudgeAnswer(static_cast<int>(status), m_head, *m_file);
+    m_answer = judgement.answer;
+    m_total = judgement.total;
     m_refusal = isSound ? Refusal(status) : Failure(why::kUntrustedHead, Source().text);
-    m_digests.reset();
-    // What the system decodes has another length, and other digests.
-    if (!m_head.contentCodings.empty()) {
-        m_head.contentLength.reset();
-        return;
-    }
-    m_digests.emplace(m_head.digests);
-    if (m_head.contentLength) m_max = *m_head.contentLength;
+    if (IsSaved()) BeginSaving();
 }
 
 std::optional<ReadFailure> UrlBinding::Refusal(DWORD status) const {
     if (m_isMoved) return std::nullopt;
-    if (status != 0 && status != HTTP_STATUS_OK)
-        return reader::StatusFailure(static_cast<int>(status), Source().text);
+    if (m_answer == Answer::Other) return reader::StatusFailure(static_cast<int>(status), Source().text);
     // One of these the system undoes.
     const auto& codings = m_head.contentCodings;
     const bool isKnown =
         codings.empty() || (codings.size() == 1 && (codings[0] == "gzip" || codings[0] == "deflate"));
     return isKnown ? std::nullopt : std::optional(Failure(why::kUnknownCoding, Source().text));
+}
+
+void UrlBinding::BeginSaving() {
+    if (m_answer == Answer::Whole) m_file->StartOver();
+    // What the system decodes has another length.
+    if (!m_head.contentCodings.empty()) m_head.contentLength.reset();
+    // Content-MD5 is of what is sent.
+    if (m_answer == Answer::Rest) m_head.digests.md5.clear();
+    m_received = 0;
+    m_start = m_file->Beginning(reader::kSniffSize);
+    m_firstData = m_lastSign;
+    m_mediaType = m_head.mediaType;
+    if (reader::WantsContent(m_mediaType) && m_file->Earlier()) m_mediaType = m_file->Earlier()->mediaType;
 }
 
 }  // namespace tsasync::platform

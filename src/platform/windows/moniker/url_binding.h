@@ -1,19 +1,21 @@
 #pragma once
 
+#include "platform/reader/digest_check.h"
+#include "platform/reader/kept_data.h"
 #include "platform/reader/redirections.h"
 #include "platform/url_reader.h"
-#include "platform/windows/base/handles.h"
-#include "platform/windows/moniker/digest_check.h"
 #include "tsasync/com_ptr.hpp"
 
 #include <urlmon.h>
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 
 namespace tsasync::platform {
@@ -25,8 +27,8 @@ struct BindingNotice {
     std::u16string target;  // the URL read at this moment
     std::int64_t bytesRead = 0;
     std::int64_t bytesMax = 0;  // 0 unknown
-    // Milliseconds until Start is to be called again, for a second try or a redirection; nothing is told
-    // then.
+    // Milliseconds until Start is to be called again, for a second try, a redirection or a part of a long
+    // check; nothing is told then.
     std::optional<std::uint32_t> wait;
     // At the end only, and then always: the path of the file, or the failure.
     std::optional<std::variant<std::u16string, ReadFailure>> result;
@@ -38,15 +40,19 @@ class UrlBinding final : public IBindStatusCallback, public IHttpNegotiate, publ
   public:
     using Report = std::function<void(BindingNotice)>;
 
-    // `folder` is a download folder. `report` may be called from inside Start already. It is called last with
-    // a result, and never after Abort.
-    UrlBinding(std::u16string url, std::u16string folder, Report report);
+    using Folder = std::variant<std::shared_ptr<reader::PrivateFolder>, reader::PrivateFolders::Refusal>;
+
+    // `folder`: of its data. `report` may be called from inside Start already. It is called last with a
+    // result, and never after Abort.
+    UrlBinding(std::u16string url, Folder folder, Report report);
     UrlBinding(const UrlBinding&) = delete;
     UrlBinding& operator=(const UrlBinding&) = delete;
 
     void Start();
-    // Stops it silently and deletes the file.
+    // Stops it silently. What the next read can use of its data stays.
     void Abort();
+    // The file of a read that ended well, once.
+    std::optional<reader::FinishedFile> TakeFinished() { return std::exchange(m_finished, std::nullopt); }
     // Does what the time asks for; to be called about once a second.
     void Tick();
     // Whether the server has given no sign for so long that the read is to be given up.
@@ -84,10 +90,18 @@ class UrlBinding final : public IBindStatusCallback, public IHttpNegotiate, publ
     HRESULT Bind();
     HRESULT Progress(ULONG progressMax, ULONG code, LPCWSTR text);
     HRESULT Receive(IStream& data);
+    std::string_view Wanted(std::string_view bytes) const;
+    bool IsSaved() const;
+    bool Save(std::string_view bytes);
     HRESULT End(HRESULT result);
+    void Follow();
+    void CheckOn();
+    void Succeed();
     void Fail(ReadFailure failure);
     void ReadHead(DWORD status, std::string_view head);
     std::string RawHead() const;
+    void BeginSaving();
+    void Keep(bool last);
     void Announce(std::string_view bytes);
     void Begin();
     std::optional<ReadFailure> Refusal(DWORD status) const;
@@ -97,28 +111,33 @@ class UrlBinding final : public IBindStatusCallback, public IHttpNegotiate, publ
     std::optional<std::uint32_t> WaitBeforeSecondTry(const ReadFailure& failure) const;
     HRESULT CauseOf(HRESULT result) const;
     void BeginAgain(std::uint32_t wait);
+    void Wait(std::uint32_t milliseconds);
     void StopBinding();
 
     const std::u16string m_url;  // as asked for
-    std::u16string m_folder;
+    Folder m_folder;
     std::u16string m_target;                    // after redirections
     std::optional<reader::Redirections> m_way;  // set by the first start
     Report m_report;                            // empty once the end is told
     host::ComPtr<IBinding> m_binding;
-    FileHandle m_file;
-    std::u16string m_path;
-    DWORD m_status = 0;                    // of the last HTTP response
-    reader::ResponseHead m_head;           // likewise
-    bool m_isMoved = false;                // likewise: whether it is a redirection
-    std::optional<ReadFailure> m_refusal;  // likewise: why its data is not what was asked for
-    std::optional<DigestCheck> m_digests;  // likewise
-    std::int64_t m_ignored = 0;            // bytes of its refused data
-    std::int64_t m_written = 0;
+    std::optional<reader::PartialFile> m_file;  // set by the first start, until the end
+    bool m_lookedForEarlier = false;
+    std::optional<reader::FinishedFile> m_finished;
+    std::optional<reader::DigestCheck> m_check;
+    DWORD m_status = 0;                               // of the last HTTP response
+    reader::ResponseHead m_head;                      // likewise
+    bool m_isMoved = false;                           // likewise: whether it is a redirection
+    reader::Answer m_answer = reader::Answer::Other;  // likewise; what is no HTTP brings the whole file
+    std::optional<ReadFailure> m_refusal;             // likewise: why its data is not what was asked for
+    std::int64_t m_ignored = 0;                       // bytes of its data that nobody wants
+    std::int64_t m_received = 0;                      // bytes of its data that are saved
+    bool m_triedToKeep = false;
+    std::string m_mediaType;        // as the server, or what is kept from before, has it
     std::string m_start;            // the content's first bytes, while they decide about the media type
     std::uint64_t m_firstData = 0;  // when they began to come, in ticks of the system
     bool m_begun = false;           // whether the media type is told
     std::uint64_t m_lastSign = GetTickCount64();
-    std::int64_t m_max = 0;
+    std::int64_t m_total = 0;     // bytes of the file when it is whole; 0 unknown
     std::int32_t m_lastCode = 0;  // ReadStatus, of the last notification
     bool m_waits = false;         // to begin again
     bool m_triedTwice = false;

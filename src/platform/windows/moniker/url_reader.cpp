@@ -2,13 +2,13 @@
 
 #include "base/KeyFold.h"
 #include "base/LogError.h"
+#include "base/Utf8.h"
 #include "platform/reader/connection_gate.h"
 #include "platform/reader/forced_wait.h"
 #include "platform/reader/read_rules.h"
 #include "platform/windows/base/handles.h"
 #include "platform/windows/base/own_module.h"
 #include "platform/windows/base/wide.h"
-#include "platform/windows/moniker/download_file.h"
 #include "platform/windows/moniker/url_binding.h"
 
 #include <windows.h>
@@ -70,7 +70,7 @@ class UrlReader::Impl {
     Impl(const Impl&) = delete;
     Impl& operator=(const Impl&) = delete;
 
-    void PlaceNear(std::u16string_view folder);
+    void PlaceNear(std::u16string_view folder) { m_goal = ToUtf8(folder); }
     std::int32_t Start(std::u16string_view target, std::u16string_view name);
     std::int32_t Cancel(std::u16string_view name);
 
@@ -78,8 +78,8 @@ class UrlReader::Impl {
     struct Read {
         std::u16string name;
         std::u16string url;
-        std::u16string folder;  // of its data
-        std::string host;       // for the gate
+        std::string goal;  // where its file is wanted
+        std::string host;  // for the gate
         std::uint64_t id = 0;
         ComPtr<UrlBinding> binding;          // null while the read waits for its place
         std::optional<BindingNotice> bytes;  // the newest byte progress that is not told yet
@@ -106,8 +106,8 @@ class UrlReader::Impl {
 
     IReadEvents& m_events;
     WindowHandle m_window;
-    std::u16string m_goal;                         // where that is wanted
-    std::u16string m_folder = DownloadFolder({});  // of the data of reads from now on
+    std::string m_goal;  // where the files of reads from now on are wanted
+    reader::PrivateFolders m_folders;
     std::unordered_map<std::uint64_t, Read> m_reads;
     std::unordered_map<std::u16string, std::uint64_t> m_ids;  // of reads, by folded name
     ConnectionGate m_gate{kBindingsPerHost, kBindings};
@@ -128,14 +128,12 @@ UrlReader::Impl::Impl(IReadEvents& events) : m_events(events) {
                                             OwnModule(), nullptr));
     if (!m_window) Raise(HRESULT_FROM_WIN32(GetLastError()), {}, u"No window for the reader's messages");
     SetWindowLongPtrW(m_window.Get(), GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
-    SweepDownloadFiles(m_folder);
 }
 
 UrlReader::Impl::~Impl() {
     if (m_ended != nullptr) *m_ended = true;
     SetWindowLongPtrW(m_window.Get(), GWLP_USERDATA, 0);  // no message arrives from inside the aborts
     for (auto& [id, read] : m_reads) Abort(read);
-    RemoveDownloadFolder(m_folder);
 }
 
 LRESULT CALLBACK UrlReader::Impl::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
@@ -155,15 +153,6 @@ LRESULT CALLBACK UrlReader::Impl::OnMessage(HWND window, UINT message, WPARAM wP
     return DefWindowProcW(window, message, wParam, lParam);
 }
 
-void UrlReader::Impl::PlaceNear(std::u16string_view folder) {
-    if (folder == m_goal) return;
-    m_goal = folder;
-    const std::u16string old = std::exchange(m_folder, DownloadFolder(folder));
-    if (old == m_folder) return;
-    RemoveDownloadFolder(old);
-    SweepDownloadFiles(m_folder);
-}
-
 std::int32_t UrlReader::Impl::Start(std::u16string_view target, std::u16string_view name) {
     const auto [place, isNew] = m_ids.try_emplace(FoldKey(name), m_lastId + 1);
     if (!isNew) return kErrDuplicateKey;
@@ -172,7 +161,7 @@ std::int32_t UrlReader::Impl::Start(std::u16string_view target, std::u16string_v
         Read& read = m_reads[id];
         read.name = name;
         read.url = target;
-        read.folder = m_folder;
+        read.goal = m_goal;
         read.host = HostOf(read.url);
         read.id = id;
         m_gate.Enter(id, read.host);
@@ -217,7 +206,7 @@ void UrlReader::Impl::StartNext() {
     if (!id) return;
     Read& read = m_reads.at(*id);
     ComPtr<UrlBinding> binding;
-    *binding.Put() = new UrlBinding(read.url, read.folder,
+    *binding.Put() = new UrlBinding(read.url, m_folders.For(read.goal),
                                     [this, id = *id](BindingNotice notice) { Queue(id, std::move(notice)); });
     read.binding = binding;
     if (m_bindings++ == 0) SetTimer(m_window.Get(), kWatchTimer, kWatchInterval, nullptr);
@@ -287,13 +276,15 @@ void UrlReader::Impl::Deliver(Entry entry) {
         read.name,   {},         notice.target, Saturated(notice.bytesRead), Saturated(notice.bytesMax),
         notice.code, notice.text};
     const bool completion = notice.result.has_value();
+    std::optional<reader::FinishedFile> finished;
     if (completion) {
         std::visit([&](const auto& value) { property.Value = value; }, *notice.result);
-        TakeBinding(read);
+        if (const auto binding = TakeBinding(read)) finished = binding->TakeFinished();
         m_ids.erase(FoldKey(read.name));  // free before the handler, which may read under the name again
         m_reads.erase(found);
     }
     CallHandler(completion, property);
+    if (finished) finished->Delivered();
 }
 
 // The handler may cancel, start, run the message loop or release the reader.
