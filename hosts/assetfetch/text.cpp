@@ -20,7 +20,10 @@ struct GFree {
 template <typename T>
 using GOwned = std::unique_ptr<T, GFree>;
 
-int CharColumns(gunichar c) { return g_unichar_iszerowidth(c) ? 0 : g_unichar_iswide(c) ? 2 : 1; }
+int CharColumns(gunichar c) {
+    if (g_unichar_iszerowidth(c)) return 0;
+    return g_unichar_iswide(c) ? 2 : 1;
+}
 
 struct Cell {
     std::string_view bytes;

@@ -52,9 +52,9 @@ void PrintMessage(const std::string& line) { std::fprintf(stderr, "assetfetch: %
 
 void PrintList(const std::deque<Job>& jobs) {
     for (const Job& job : jobs) {
-        const std::string fate = job.outcome == Outcome::kFinished ? job.path
-                                 : job.outcome == Outcome::kFailed ? "failed: " + job.reason
-                                                                   : "not fetched";
+        std::string fate = "not fetched";
+        if (job.outcome == Outcome::kFinished) fate = job.path;
+        if (job.outcome == Outcome::kFailed) fate = "failed: " + job.reason;
         std::printf("%s -> %s\n", Printable(job.url).c_str(), Printable(fate).c_str());
     }
 }

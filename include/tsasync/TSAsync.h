@@ -63,9 +63,9 @@ enum TSDLStateEnum : LONG {
     tsdStopped = 0,      // registered, not scheduled: never started, or cancelled
     tsdStarting = 1,     // a transfer is requested, no data yet
     tsdDownloading = 2,  // data is arriving
-    tsdPending = 3,   // waiting to be started: the limit, a refused start, or a retry due at the job's Start
-    tsdFinished = 4,  // the file is in its final place
-    tsdBroken = 5,    // given up after failures
+    tsdPending = 3,      // waiting to be started: for the limit, after a refused start, for a retry at Start
+    tsdFinished = 4,     // the file is in its final place
+    tsdBroken = 5,       // given up after failures
 };
 
 // --- dispatch identifiers ----------------------------------------------------------------------------------

@@ -19,6 +19,25 @@ namespace tsasync::host {
 
 // --- text --------------------------------------------------------------------------------------------------
 
+namespace detail {
+
+// How many bytes of UTF-8 follow a character's first one.
+constexpr int TrailBytes(char32_t point) {
+    if (point < 0x80) return 0;
+    if (point < 0x800) return 1;
+    return point < 0x10000 ? 2 : 3;
+}
+
+// The same, told by the first one; -1 where it can't be one.
+constexpr int TrailBytesAfter(unsigned char lead) {
+    if (lead < 0x80) return 0;
+    if (lead < 0xC0 || lead >= 0xF8) return -1;
+    if (lead < 0xE0) return 1;
+    return lead < 0xF0 ? 2 : 3;
+}
+
+}  // namespace detail
+
 // UTF-8 from UTF-16 and back. A byte that is no part of a character, as a path on Linux may have it, stands
 // as the unit U+DC00 and its number, and comes back from it; other halves of a character become U+FFFD.
 inline std::string Utf8(std::u16string_view text) {
@@ -37,7 +56,7 @@ inline std::string Utf8(std::u16string_view text) {
             put(point & 0xFF);
             continue;
         }
-        const int trail = point < 0x800 ? 1 : point < 0x10000 ? 2 : 3;
+        const int trail = detail::TrailBytes(point);
         constexpr char32_t kLead[] = {0, 0xC0, 0xE0, 0xF0};
         put(kLead[trail] | (point >> (6 * trail)));
         for (int n = trail - 1; n >= 0; --n) put(0x80 | ((point >> (6 * n)) & 0x3F));
@@ -51,12 +70,7 @@ inline std::u16string Utf16(std::string_view text) {
     for (std::size_t i = 0; i < text.size();) {
         const std::size_t start = i;
         const auto lead = static_cast<unsigned char>(text[i++]);
-        const int trail = lead < 0x80   ? 0
-                          : lead < 0xC0 ? -1
-                          : lead < 0xE0 ? 1
-                          : lead < 0xF0 ? 2
-                          : lead < 0xF8 ? 3
-                                        : -1;
+        const int trail = detail::TrailBytesAfter(lead);
         char32_t point = trail <= 0 ? lead : lead & (0x3Fu >> trail);
         int read = 0;
         while (read < trail && i < text.size() && (static_cast<unsigned char>(text[i]) & 0xC0) == 0x80) {

@@ -28,7 +28,9 @@ inline char32_t NextCodePoint(std::string_view text, std::size_t& position) {
     const auto lead = static_cast<std::uint8_t>(text[position++]);
     if (lead < 0x80) return lead;
     if (lead < 0xC2 || lead > 0xF4) return kReplacement;
-    const int trailBytes = lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
+    int trailBytes = 1;
+    if (lead >= 0xE0) trailBytes = 2;
+    if (lead >= 0xF0) trailBytes = 3;
     char32_t point = lead & (0x3Fu >> trailBytes);
     for (int i = 0; i < trailBytes; ++i, ++position) {
         if (position == text.size()) return kReplacement;
@@ -36,7 +38,7 @@ inline char32_t NextCodePoint(std::string_view text, std::size_t& position) {
         std::uint8_t low = 0x80;
         std::uint8_t high = 0xBF;
         if (i == 0 && lead == 0xE0) low = 0xA0;   // else longer than needed
-        if (i == 0 && lead == 0xF0) low = 0x90;   //
+        if (i == 0 && lead == 0xF0) low = 0x90;   // likewise
         if (i == 0 && lead == 0xF4) high = 0x8F;  // else above U+10FFFF
         if (byte < low || byte > high) return kReplacement;
         point = (point << 6) | (byte & 0x3Fu);

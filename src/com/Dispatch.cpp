@@ -170,7 +170,8 @@ HRESULT InvokeMember(const MemberTable& table, IDispatch& object, DISPID id, WOR
         return S_OK;
     }
     OwnedExcepInfo unwanted;
-    return TakeError(done, error != nullptr ? *error : unwanted) ? DISP_E_EXCEPTION : done;
+    EXCEPINFO& details = error != nullptr ? *error : unwanted;
+    return TakeError(done, details) ? DISP_E_EXCEPTION : done;
 }
 
 }  // namespace tsasync::com

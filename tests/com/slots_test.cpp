@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <map>
 #include <string>
 
 namespace tsasync::test {
@@ -159,14 +160,13 @@ TEST_F(Slots, TablesListTheContract) {
         {u"State", 'g', 0x68030004},    {u"URL", 'p', 0x68030002},       {u"URL", 'g', 0x68030002},
         {u"Handle", 'p', 0x68030001},   {u"Handle", 'g', 0x68030001},    {u"RefCount", 'g', 0x6803000D},
         {u"RefCount", 'p', 0x6803000D}, {u"MIMEType", 'p', 0x6803000B},  {u"MIMEType", 'g', 0x6803000B}};
+    static const std::map<char, WORD> kKinds{
+        {'m', DISPATCH_METHOD}, {'g', DISPATCH_PROPERTYGET}, {'p', DISPATCH_PROPERTYPUT}};
     const auto compare = [](const com::MemberTable& table, std::span<const Row> rows) {
         ASSERT_EQ(table.size(), rows.size());
         for (std::size_t i = 0; i < rows.size(); ++i) {
-            const WORD kind = rows[i].kind == 'm'   ? DISPATCH_METHOD
-                              : rows[i].kind == 'g' ? DISPATCH_PROPERTYGET
-                                                    : DISPATCH_PROPERTYPUT;
             EXPECT_EQ(table[i].name, rows[i].name) << "slot " << i + 1;
-            EXPECT_EQ(table[i].kind, kind) << "slot " << i + 1;
+            EXPECT_EQ(table[i].kind, kKinds.at(rows[i].kind)) << "slot " << i + 1;
             EXPECT_EQ(static_cast<unsigned>(table[i].id), rows[i].id) << "slot " << i + 1;
         }
     };

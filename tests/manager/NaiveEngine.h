@@ -183,7 +183,10 @@ class NaiveEngine {
     bool Start(int manager, Job& job) {
         const bool begins = !lack && channel.try_emplace(job.url, !refuse).second && !refuse;
         job.state = begins ? tsdStarting : tsdPending;
-        if (begins) ++job.attempts, ++Of(manager).active;
+        if (begins) {
+            ++job.attempts;
+            ++Of(manager).active;
+        }
         return begins;
     }
     bool Cancel(int url) { return !lack && channel.erase(url) != 0; }

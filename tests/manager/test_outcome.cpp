@@ -251,7 +251,10 @@ TEST_F(Forced, JobThatStopsLeavesTheDialogToTheUser) {
             ProgressWindows().userCanClose = user;
             int turns = 0;
             ProgressWindows().whileShown = [&] {
-                if (++turns > 1) return CloseProgressWindow(), true;
+                if (++turns > 1) {
+                    CloseProgressWindow();
+                    return true;
+                }
                 FireProgress(Bytes(key, 1, 4));
                 row.stop();
                 EXPECT_EQ(std::pair(job->State(), job->Attempts()), std::pair(row.state, row.attempts));
