@@ -35,6 +35,7 @@ inline constexpr Reason kNoAnswer{kErrDownloadFailure, "No answer of a web serve
 inline constexpr Reason kUntrustedHead{kErrDownloadFailure,
                                        "The server's answer contradicts itself or never ends"};
 
+inline constexpr Reason kOnlyPart{kErrDownloadFailure, "The server sent a part that nobody asked for"};
 inline constexpr Reason kOtherLength{kErrDownloadFailure,
                                      "The server sent another number of bytes than it said"};
 inline constexpr Reason kNoEnd{kErrDownloadFailure,

@@ -1,34 +1,17 @@
 #pragma once
 
+#include "platform/reader/answer.h"
 #include "platform/reader/partial_file.h"
 #include "platform/reader/response_head.h"
 
 #include <cstdint>
-#include <optional>
 #include <string>
-#include <vector>
 
-// What is asked of a server of whose file something is there from an earlier read, what its answer means for
-// that, and what of a file stays for a later one.
+// What of a file stays for a later read.
 namespace tsasync::platform::reader {
 
-// The fields of a request that asks for what is missing only, provided that the rest is still the same, or
-// for the confirmation of a whole file. None where nothing is there.
-std::vector<std::string> FieldsFor(const PartialFile& file);
-
-enum class Answer {
-    Whole,     // the whole file, in place of what is there
-    Rest,      // what is missing
-    Same,      // what is there is whole and holds still
-    Unusable,  // fits nothing that is there: that goes, and the whole is asked for
-    Other,     // nothing of the file; what is there stays
-};
-struct Judgement {
-    Answer answer = Answer::Other;
-    std::int64_t total = 0;  // bytes of the file when it is whole; 0 unknown
-};
-// The meaning of a final answer of an HTTP server to a request with FieldsFor(file).
-Judgement JudgeAnswer(int status, const ResponseHead& head, const PartialFile& file);
+// For the request of its source and the answer to it.
+Kept KeptOf(const PartialFile& file);
 
 // Bytes from which on the data of a transfer shall outlive its process.
 inline constexpr std::int64_t kWorthKeeping = 256 * 1024;

@@ -69,10 +69,9 @@ CURL* Transfer::Attach(EasyHandle easy, const ProxyChoice& proxy) {
     m_head = {};
     m_decoder.reset();
     m_farewell = {};
-    m_body = Body::Undecided;
+    m_answer.reset();
     m_ignored = 0;
     m_stopped.reset();
-    m_answer = Answer::Other;
     m_triedToKeep = false;
     m_lastByte = Clock::now();
     return handle;
@@ -89,8 +88,9 @@ void Transfer::SetUrl() {
 }
 
 void Transfer::SetFields() {
-    m_fields.reset(curl_slist_append(nullptr, "Accept-Encoding: identity"));
-    for (const std::string& field : FieldsFor(m_file)) curl_slist_append(m_fields.get(), field.c_str());
+    m_fields.reset();
+    for (const std::string& field : RequestFields(KeptOf(m_file)))
+        m_fields.reset(curl_slist_append(m_fields.release(), field.c_str()));
     curl_easy_setopt(m_easy.get(), CURLOPT_HTTPHEADER, m_fields.get());
 }
 
@@ -121,7 +121,7 @@ std::size_t Transfer::OnHeader(char* line, std::size_t size, std::size_t count, 
         transfer->Stop(Failure(why::kUntrustedHead, transfer->Source().text));
         return 0;
     }
-    const bool decide = transfer->m_body == Body::Undecided && transfer->m_head.Complete();
+    const bool decide = !transfer->m_answer && transfer->m_head.Complete();
     return !decide || transfer->TakeHead() ? text.size() : 0;
 }
 
@@ -139,19 +139,14 @@ bool Transfer::Stop(ReadFailure failure) {
 bool Transfer::TakeHead() {
     const int status = m_head.Status();
     if (status == 401 || status == 407) return true;  // perhaps libcurl answers it with the user's name
-    m_body = Body::Ignored;
     m_head.End();
-    const Judgement judgement = JudgeAnswer(status, m_head, m_file);
-    m_answer = judgement.answer;
-    m_total = judgement.total;
-    if (m_answer == Answer::Whole) {
-        m_file.StartOver();
-        const bool isEncoded = !m_head.contentCodings.empty();
-        if (isEncoded && !(m_decoder = ContentDecoder::For(m_head.contentCodings)))
-            return Stop(Failure(why::kUnknownCoding, Source().text));
-    }
-    if (m_answer == Answer::Unusable) return false;
-    return m_answer == Answer::Whole || m_answer == Answer::Rest ? BeginSaving() : true;
+    const bool isEncoded = !m_head.contentCodings.empty();
+    if (isEncoded) m_decoder = ContentDecoder::For(m_head.contentCodings);
+    m_answer = reader::Judge(m_head, KeptOf(m_file), !isEncoded || m_decoder, Source().text);
+    if (m_answer->meaning == Answer::Meaning::Content) m_file.StartOver();
+    if (IsSaved()) return BeginSaving();
+    // The content of an answer that brings what nobody wants may be as long as the file.
+    return status != 200 && status != 206;
 }
 
 // Only then: a connection that goes on, or carries other transfers too, must hold nothing of this one.
@@ -163,7 +158,6 @@ bool Transfer::EndsWithConnection() const {
 }
 
 bool Transfer::BeginSaving() {
-    m_body = Body::Saved;
     if (EndsWithConnection()) m_farewell.Await(m_easy.get());
     m_start = m_file.Beginning(kSniffSize);  // of a file that is continued, which the type shall be told of
     m_firstData = m_lastByte;
@@ -180,14 +174,16 @@ bool Transfer::TakeFirstData() {
     curl_off_t length = -1;
     curl_easy_getinfo(m_easy.get(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
     m_file.StartOver();
-    m_total = length > 0 ? length : 0;
+    m_answer.emplace();
+    m_answer->meaning = Answer::Meaning::Content;
+    m_answer->total = length > 0 ? length : 0;
     return BeginSaving();
 }
 
 bool Transfer::TakeData(std::string_view bytes) {
     m_lastByte = Clock::now();
-    if (m_body == Body::Undecided && m_head.Status() == 0 && !TakeFirstData()) return false;
-    if (m_body != Body::Saved) {
+    if (!m_answer && m_head.Status() == 0 && !TakeFirstData()) return false;
+    if (!IsSaved()) {
         m_ignored += bytes.size();
         return m_ignored <= kMaxIgnored;
     }
@@ -210,7 +206,7 @@ bool Transfer::Save(std::string_view bytes) {
 
 // When the media type is told with what of the content is there by then.
 Clock::time_point Transfer::AnnouncedAt() const {
-    const bool waits = m_body == Body::Saved && !m_report.HasBegun() && !m_start.empty();
+    const bool waits = IsSaved() && !m_report.HasBegun() && !m_start.empty();
     return waits ? m_firstData + Timing().longestSniff : Clock::time_point::max();
 }
 
@@ -221,11 +217,10 @@ void Transfer::Announce(bool last) {
     m_report.Begin(m_mediaType);
 }
 
-void Transfer::ReportBytes(Clock::time_point now) { m_report.Bytes(m_file.Size(), m_total, now); }
+void Transfer::ReportBytes(Clock::time_point now) { m_report.Bytes(m_file.Size(), m_answer->total, now); }
 
 void Transfer::Keep(bool last) {
-    if (m_body == Body::Saved && m_way.Asked().IsWeb())
-        KeepIfUseful(m_file, m_head, m_mediaType, m_total, last);
+    if (IsSaved() && m_way.Asked().IsWeb()) KeepIfUseful(m_file, m_head, m_mediaType, m_answer->total, last);
 }
 
 Clock::time_point Transfer::Tick(Clock::time_point now) {
@@ -246,16 +241,11 @@ Verdict Transfer::Ended(CURLcode code) {
 }
 
 Verdict Transfer::Judge(CURLcode code) {
-    if (m_answer == Answer::Unusable) {
-        m_file.StartOver();
-        return {Verdict::Next::Again, {}, {}};
-    }
     if (m_stopped) return Verdict::Fail(*m_stopped);
-    if (m_body == Body::Undecided && m_head.Status() == 0 && code == CURLE_OK)
-        TakeFirstData();  // an empty file by ftp
-    if (m_body == Body::Saved) return JudgeSaved(code);
+    if (!m_answer && m_head.Status() == 0 && code == CURLE_OK) TakeFirstData();  // an empty file by ftp
+    if (IsSaved()) return JudgeSaved(code);
     // The body of a response that is none of ours may end as it likes.
-    if (m_head.Complete()) return JudgeStatus();
+    if (m_head.Complete()) return JudgeUnsaved();
     if (code == CURLE_COULDNT_CONNECT) {
         long systemError = 0;
         curl_easy_getinfo(m_easy.get(), CURLINFO_OS_ERRNO, &systemError);
@@ -272,15 +262,12 @@ Verdict Transfer::Judge(CURLcode code) {
 
 Verdict Transfer::JudgeSaved(CURLcode code) {
     if (code != CURLE_OK) return Verdict::Fail(TransportFailure(code, m_error, Source().text));
-    if (m_farewell.IsMissing()) return Verdict::Fail(Failure(why::kNoEnd, Source().text));
-    if (m_decoder && !m_decoder->AtEnd()) return Verdict::Fail(Failure(why::kCutCoding, Source().text));
-    if (m_total > 0 && m_file.Size() != m_total)
-        return Verdict::Fail(Failure(why::kOtherLength, Source().text));
-    // Repr-Digest is of the whole, Content-MD5 of what was sent; both of the content as it was encoded.
-    if (m_head.Status() == 206) m_head.digests.md5.clear();
-    if (!m_head.digests.Any() || !m_head.contentCodings.empty()) return {};
+    const BodyEnd end{m_file.Size(), !m_farewell.IsMissing(), !m_decoder || m_decoder->AtEnd()};
+    if (auto failure = reader::Judge(*m_answer, end, Source().text))
+        return Verdict::Fail(std::move(*failure));
+    if (!m_answer->digests.Any()) return {};
     if (const int error = m_file.Write({})) return Verdict::Fail(FileFailure(error, m_file.Path()));
-    m_check.emplace(m_file.Data(), m_head.digests);
+    m_check.emplace(m_file.Data(), m_answer->digests);
     return {Verdict::Next::Check, {}, {}};
 }
 
@@ -291,7 +278,7 @@ std::optional<Verdict> Transfer::CheckStep() {
         verdict = Verdict::Fail(FileFailure(error, m_file.Path()));
     } else if (!m_check->Agrees()) {
         m_file.StartOver();
-        m_body = Body::Ignored;  // nothing of it is worth keeping
+        m_answer.reset();  // nothing of it is worth keeping
         verdict = Verdict::Fail(Failure(why::kOtherDigest, Source().text));
     } else {
         return verdict;
@@ -300,25 +287,28 @@ std::optional<Verdict> Transfer::CheckStep() {
     return verdict;
 }
 
-Verdict Transfer::JudgeStatus() {
-    const int status = m_head.Status();
-    if (IsRedirection(status)) return Redirect();
-    if (m_answer == Answer::Same) {
-        m_mediaType = m_file.Earlier()->mediaType;
-        ReportBytes(m_lastByte);
-        m_report.Begin(m_mediaType);
-        return {};
-    }
-    switch (status) {
-        case 429:
-        case 503:
+Verdict Transfer::JudgeUnsaved() {
+    // What asked for the user's name did not get one.
+    if (!m_answer) m_answer = reader::Judge(m_head, KeptOf(m_file), true, Source().text);
+    switch (m_answer->meaning) {
+        case Answer::Meaning::Moved:
+            return Redirect();
+        case Answer::Meaning::Mismatch:
+            m_file.StartOver();
+            return {Verdict::Next::Again, {}, {}};
+        case Answer::Meaning::Unchanged:
+            m_mediaType = m_file.Earlier()->mediaType;
+            ReportBytes(m_lastByte);
+            m_report.Begin(m_mediaType);
+            return {};
+        case Answer::Meaning::Busy:
             if (const auto again = SecondTry(ParseRetryAfter(m_head.retryAfter, std::time(nullptr))))
                 return *again;
             break;
         default:
             break;
     }
-    return Verdict::Fail(StatusFailure(status, Source().text));
+    return Verdict::Fail(m_answer->failure);
 }
 
 Verdict Transfer::Redirect() {

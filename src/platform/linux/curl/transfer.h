@@ -67,9 +67,6 @@ class Transfer {
     std::optional<FinishedFile> Finish(bool hold);
 
   private:
-    // What becomes of the body of the response that is coming in.
-    enum class Body { Undecided, Saved, Ignored };
-
     static std::size_t OnHeader(char* line, std::size_t size, std::size_t count, void* self);
     static std::size_t OnData(char* bytes, std::size_t size, std::size_t count, void* self);
     static curl_socket_t OnOpenSocket(void* self, curlsocktype purpose, curl_sockaddr* address);
@@ -83,6 +80,7 @@ class Transfer {
     bool Save(std::string_view bytes);
     bool Stop(ReadFailure failure);
     bool EndsWithConnection() const;
+    bool IsSaved() const { return m_answer && m_answer->IsSaved(); }
     bool BeginSaving();
     Clock::time_point AnnouncedAt() const;
     void Announce(bool last);
@@ -91,7 +89,7 @@ class Transfer {
 
     Verdict Judge(CURLcode code);
     Verdict JudgeSaved(CURLcode code);
-    Verdict JudgeStatus();
+    Verdict JudgeUnsaved();
     Verdict Redirect();
     std::optional<Verdict> SecondTry(std::optional<std::int64_t> secondsNamed);
 
@@ -110,12 +108,10 @@ class Transfer {
 
     // Of the current request.
     ResponseHead m_head;
-    Body m_body = Body::Undecided;
+    std::optional<Answer> m_answer;        // what it means, once its head is there
     std::size_t m_ignored = 0;             // bytes of a body that nobody wants
     std::optional<ReadFailure> m_stopped;  // why we ended it ourselves
     bool m_triedToKeep = false;
-    Answer m_answer = Answer::Other;
-    std::int64_t m_total = 0;                   // of the file when it is whole; 0 unknown
     std::unique_ptr<ContentDecoder> m_decoder;  // null when what comes is the content itself
     TlsFarewell m_farewell;
     Clock::time_point m_lastByte;

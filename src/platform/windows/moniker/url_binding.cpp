@@ -18,14 +18,12 @@
 namespace tsasync::platform {
 
 namespace why = reader::why;
-using reader::Answer;
 using reader::Failure;
 
 namespace {
 
 using host::ComPtr;
 
-constexpr DWORD kTooManyRequests = 429;
 constexpr std::int64_t kMaxIgnored = 64 << 10;  // bytes of an unwanted body, to keep the connection usable
 constexpr std::int64_t kTicksPerSecond = 10'000'000;  // of the system's file times
 constexpr std::int64_t kTicksTo1970 = 116'444'736'000'000'000;
@@ -50,6 +48,11 @@ bool IsForwarded(ULONG code) {
                                 kStatusSendingRequest,     kStatusCacheFileNameAvailable,
                                 kStatusBeginSyncOperation, kStatusEndSyncOperation};
     return std::find(kCodes.begin(), kCodes.end(), static_cast<std::int32_t>(code)) != kCodes.end();
+}
+
+// The system undoes one of these; x-gzip and several codings it does not.
+bool CanDecode(const std::vector<std::string>& codings) {
+    return codings.empty() || (codings.size() == 1 && (codings[0] == "gzip" || codings[0] == "deflate"));
 }
 
 // Monikers know no exceptions; what fails here fails for want of memory.
@@ -80,7 +83,7 @@ void UrlBinding::Start() {
         m_file.emplace(std::get<std::shared_ptr<reader::PrivateFolder>>(m_folder), SourceOf(Source()));
     }
     if (Source().IsWeb() && !std::exchange(m_lookedForEarlier, true)) m_file->FindEarlier();
-    m_answer = Source().IsWeb() ? Answer::Other : Answer::Whole;
+    if (!Source().IsWeb()) m_answer.emplace().meaning = Meaning::Content;
     if (const HRESULT started = Bind(); FAILED(started) && !m_waits)
         Finish(BindingFailure(CauseOf(started), Source().text));
 }
@@ -118,7 +121,7 @@ bool UrlBinding::IsSilent() const {
 }
 
 void UrlBinding::FailSilent() {
-    if (m_status != 0 && !IsSaved()) return StopBinding();  // the rest of what nobody wants may stay away
+    if (m_answer && !IsSaved()) return StopBinding();  // the rest of what nobody wants may stay away
     Fail(Failure(m_lastCode == kStatusConnecting ? why::kNoConnection : why::kSilent, Source().text));
 }
 
@@ -131,7 +134,7 @@ void UrlBinding::StopBinding() {
 void UrlBinding::Tell(std::int32_t code, std::u16string text) {
     if (!m_report) return;
     m_report(
-        {code, std::move(text), m_target, m_file ? m_file->Size() : 0, m_total, std::nullopt, std::nullopt});
+        {code, std::move(text), m_target, m_file ? m_file->Size() : 0, Total(), std::nullopt, std::nullopt});
 }
 
 // What the next read can use stays; it may begin when the end is told.
@@ -141,7 +144,7 @@ void UrlBinding::Finish(std::variant<std::u16string, ReadFailure> result) {
     Keep(true);
     m_check.reset();
     m_file.reset();
-    if (report) report({0, {}, m_target, size, m_total, std::nullopt, std::move(result)});
+    if (report) report({0, {}, m_target, size, Total(), std::nullopt, std::move(result)});
 }
 
 HRESULT UrlBinding::QueryInterface(REFIID id, void** object) {
@@ -196,11 +199,12 @@ HRESULT UrlBinding::Progress(ULONG progressMax, ULONG code, LPCWSTR text) {
     }
     // A web server's answer says itself how much it brings.
     const bool tellsLength = code == kStatusBeginDownload || code == kStatusDownloading;
-    if (tellsLength && !Source().IsWeb()) m_total = std::max<std::int64_t>(m_total, progressMax);
+    if (tellsLength && !Source().IsWeb() && m_answer)
+        m_answer->total = std::max<std::int64_t>(m_answer->total, progressMax);
     if (!IsForwarded(code)) return S_OK;
     m_lastCode = static_cast<std::int32_t>(code);
-    if (!m_refusal && (!IsToldOnce(code) || m_told.insert(m_lastCode).second))
-        Tell(m_lastCode, FromWide(text));
+    const bool isWanted = !m_answer || IsSaved() || Means(Meaning::Unchanged);
+    if (isWanted && (!IsToldOnce(code) || m_told.insert(m_lastCode).second)) Tell(m_lastCode, FromWide(text));
     return S_OK;
 }
 
@@ -242,10 +246,6 @@ HRESULT UrlBinding::Receive(IStream& data) {
     }
 }
 
-bool UrlBinding::IsSaved() const {
-    return !m_refusal && !m_isMoved && (m_answer == Answer::Whole || m_answer == Answer::Rest);
-}
-
 // What is more than announced is not part of the file.
 std::string_view UrlBinding::Wanted(std::string_view bytes) const {
     if (!m_head.contentLength || m_head.isChunked) return bytes;
@@ -265,7 +265,7 @@ bool UrlBinding::Save(std::string_view bytes) {
 }
 
 void UrlBinding::Keep(bool last) {
-    if (m_file && IsSaved() && Source().IsWeb()) KeepIfUseful(*m_file, m_head, m_mediaType, m_total, last);
+    if (m_file && IsSaved() && Source().IsWeb()) KeepIfUseful(*m_file, m_head, m_mediaType, Total(), last);
 }
 
 // The media type is told as soon as enough of the content is there to know it, then the bytes.
@@ -280,8 +280,8 @@ void UrlBinding::Announce(std::string_view bytes) {
 
 void UrlBinding::Begin() {
     if (std::exchange(m_begun, true)) return;
-    m_mediaType = m_answer == Answer::Same ? m_file->Earlier()->mediaType
-                                           : reader::EffectiveMediaType(m_mediaType, Source().text, m_start);
+    m_mediaType = Means(Meaning::Unchanged) ? m_file->Earlier()->mediaType
+                                            : reader::EffectiveMediaType(m_mediaType, Source().text, m_start);
     Tell(kStatusMimeTypeAvailable, FromUtf8(m_mediaType));
     Tell(kStatusBeginDownload, m_url);
 }
@@ -301,9 +301,9 @@ HRESULT UrlBinding::OnStopBinding(HRESULT result, LPCWSTR) {
 
 HRESULT UrlBinding::End(HRESULT result) {
     if (!m_report || m_waits) return S_OK;
-    if (m_isMoved && !m_refusal) {
+    if (Means(Meaning::Moved)) {
         Follow();
-    } else if (m_answer == Answer::Unusable) {
+    } else if (Means(Meaning::Mismatch)) {
         m_file->StartOver();
         BeginAgain(0);
     } else if (auto failure = FailureOf(result)) {
@@ -313,12 +313,12 @@ HRESULT UrlBinding::End(HRESULT result) {
         } else {
             Finish(std::move(*failure));
         }
-    } else if (m_answer == Answer::Same || !m_head.contentCodings.empty() || !m_head.digests.Any()) {
+    } else if (Means(Meaning::Unchanged) || !m_answer->digests.Any()) {
         Succeed();
     } else if (const int error = m_file->Write({})) {
         Finish(FileFailure(static_cast<DWORD>(error), FromUtf8(m_file->Path())));
     } else {
-        m_check.emplace(m_file->Data(), m_head.digests);
+        m_check.emplace(m_file->Data(), m_answer->digests);
         CheckOn();
     }
     return S_OK;
@@ -361,7 +361,7 @@ void UrlBinding::Succeed() {
 
 // A busy server and one that is just starting are asked once more.
 std::optional<std::uint32_t> UrlBinding::WaitBeforeSecondTry(const ReadFailure& failure) const {
-    const bool isBusy = m_status == HTTP_STATUS_SERVICE_UNAVAIL || m_status == kTooManyRequests;
+    const bool isBusy = Means(Meaning::Busy);
     if (m_triedTwice || !(isBusy || failure.number == kErrCannotConnect)) return std::nullopt;
     const auto named = isBusy ? reader::ParseRetryAfter(m_head.retryAfter, UnixTime()) : std::nullopt;
     if (!named)
@@ -373,12 +373,10 @@ std::optional<std::uint32_t> UrlBinding::WaitBeforeSecondTry(const ReadFailure& 
 
 void UrlBinding::BeginAgain(std::uint32_t wait) {
     m_lastCode = 0;
-    m_status = 0;
-    m_total = m_received = m_ignored = 0;
+    m_received = m_ignored = 0;
     m_head = {};
-    m_isMoved = false;
     m_start.clear();
-    m_refusal.reset();
+    m_answer.reset();
     m_triedToKeep = false;
     Wait(wait);
 }
@@ -403,27 +401,23 @@ HRESULT UrlBinding::CauseOf(HRESULT result) const {
 
 // A binding that ended well may still hold an error page or a part of the data.
 std::optional<ReadFailure> UrlBinding::FailureOf(HRESULT result) {
-    if (m_refusal) return m_refusal;
-    if (m_answer == Answer::Same) return std::nullopt;
+    if (Means(Meaning::Unchanged)) return std::nullopt;
+    if (m_answer && !IsSaved()) return m_answer->failure;
     if (FAILED(result)) return BindingFailure(CauseOf(result), Source().text);
-    const bool isWeb = Source().IsWeb();
-    if (isWeb && m_status == 0) return Failure(why::kNoAnswer, Source().text);
-    const bool isCut = m_head.contentLength && *m_head.contentLength != m_received;
-    if (isCut || (isWeb && m_total > 0 && m_file->Size() != m_total))
+    if (!m_answer) return Failure(why::kNoAnswer, Source().text);
+    if (m_head.contentLength && *m_head.contentLength != m_received)
         return Failure(why::kOtherLength, Source().text);
+    if (!Source().IsWeb()) return std::nullopt;
     // The system ends a head that broke off, as if the rest were missing on purpose.
-    if (isWeb && m_received == 0 && !m_head.contentLength && !m_head.isChunked)
-        return Failure(why::kNoEnd, Source().text);
-    return std::nullopt;
+    const bool isMeant = m_received > 0 || m_head.contentLength || m_head.isChunked;
+    return reader::Judge(*m_answer, {m_file->Size(), isMeant}, Source().text);
 }
 
-// Data that the system decodes could not be held against its length and digests.
 HRESULT UrlBinding::BeginningTransaction(LPCWSTR, LPCWSTR, DWORD, LPWSTR* additional) {
     return Guarded([&] {
-        std::string fields = "Accept-Encoding: identity\r\n";
-        if (m_file) {
-            for (const std::string& field : FieldsFor(*m_file)) fields.append(field).append("\r\n");
-        }
+        std::string fields;
+        for (const std::string& field : RequestFields(m_file ? KeptOf(*m_file) : reader::Kept()))
+            fields.append(field).append("\r\n");
         const std::u16string wide = FromUtf8(fields);
         *additional = static_cast<LPWSTR>(CoTaskMemAlloc((wide.size() + 1) * sizeof(wchar_t)));
         if (*additional == nullptr) return E_OUTOFMEMORY;
@@ -468,33 +462,22 @@ std::string UrlBinding::RawHead() const {
 
 void UrlBinding::ReadHead(DWORD status, std::string_view head) {
     if (!m_file) return;  // it is over
-    m_status = status;
     m_head = {};
+    // A system may keep the first line to itself.
+    if (!head.starts_with("HTTP/")) m_head.AddLine("HTTP/1.1 " + std::to_string(status));
     const bool isSound = m_head.AddLines(head);
-    m_isMoved = reader::IsRedirection(static_cast<int>(status));
-    const reader::Judgement judgement = JudgeAnswer(static_cast<int>(status), m_head, *m_file);
-    m_answer = judgement.answer;
-    m_total = judgement.total;
-    m_refusal = isSound ? Refusal(status) : Failure(why::kUntrustedHead, Source().text);
+    m_answer = reader::Judge(m_head, KeptOf(*m_file), CanDecode(m_head.contentCodings), Source().text);
+    if (!isSound) {
+        m_answer->meaning = Meaning::Refusal;
+        m_answer->failure = Failure(why::kUntrustedHead, Source().text);
+    }
     if (IsSaved()) BeginSaving();
 }
 
-std::optional<ReadFailure> UrlBinding::Refusal(DWORD status) const {
-    if (m_isMoved) return std::nullopt;
-    if (m_answer == Answer::Other) return reader::StatusFailure(static_cast<int>(status), Source().text);
-    // One of these the system undoes.
-    const auto& codings = m_head.contentCodings;
-    const bool isKnown =
-        codings.empty() || (codings.size() == 1 && (codings[0] == "gzip" || codings[0] == "deflate"));
-    return isKnown ? std::nullopt : std::optional(Failure(why::kUnknownCoding, Source().text));
-}
-
 void UrlBinding::BeginSaving() {
-    if (m_answer == Answer::Whole) m_file->StartOver();
+    if (Means(Meaning::Content)) m_file->StartOver();
     // What the system decodes has another length.
     if (!m_head.contentCodings.empty()) m_head.contentLength.reset();
-    // Content-MD5 is of what is sent.
-    if (m_answer == Answer::Rest) m_head.digests.md5.clear();
     m_received = 0;
     m_start = m_file->Beginning(reader::kSniffSize);
     m_firstData = m_lastSign;

@@ -85,13 +85,17 @@ class UrlBinding final : public IBindStatusCallback, public IHttpNegotiate, publ
 
   private:
     ~UrlBinding() = default;
+    using Meaning = reader::Answer::Meaning;
+
     const reader::SourceUrl& Source() const { return m_way->Current(); }
+    bool Means(Meaning meaning) const { return m_answer && m_answer->meaning == meaning; }
+    bool IsSaved() const { return m_answer && m_answer->IsSaved(); }
+    std::int64_t Total() const { return m_answer ? m_answer->total : 0; }
 
     HRESULT Bind();
     HRESULT Progress(ULONG progressMax, ULONG code, LPCWSTR text);
     HRESULT Receive(IStream& data);
     std::string_view Wanted(std::string_view bytes) const;
-    bool IsSaved() const;
     bool Save(std::string_view bytes);
     HRESULT End(HRESULT result);
     void Follow();
@@ -104,7 +108,6 @@ class UrlBinding final : public IBindStatusCallback, public IHttpNegotiate, publ
     void Keep(bool last);
     void Announce(std::string_view bytes);
     void Begin();
-    std::optional<ReadFailure> Refusal(DWORD status) const;
     void Tell(std::int32_t code, std::u16string text);
     void Finish(std::variant<std::u16string, ReadFailure> result);
     std::optional<ReadFailure> FailureOf(HRESULT result);
@@ -124,20 +127,16 @@ class UrlBinding final : public IBindStatusCallback, public IHttpNegotiate, publ
     bool m_lookedForEarlier = false;
     std::optional<reader::FinishedFile> m_finished;
     std::optional<reader::DigestCheck> m_check;
-    DWORD m_status = 0;                               // of the last HTTP response
-    reader::ResponseHead m_head;                      // likewise
-    bool m_isMoved = false;                           // likewise: whether it is a redirection
-    reader::Answer m_answer = reader::Answer::Other;  // likewise; what is no HTTP brings the whole file
-    std::optional<ReadFailure> m_refusal;             // likewise: why its data is not what was asked for
-    std::int64_t m_ignored = 0;                       // bytes of its data that nobody wants
-    std::int64_t m_received = 0;                      // bytes of its data that are saved
+    reader::ResponseHead m_head;             // of the last HTTP response
+    std::optional<reader::Answer> m_answer;  // likewise: what it means; what is no HTTP brings the whole file
+    std::int64_t m_ignored = 0;              // bytes of its data that nobody wants
+    std::int64_t m_received = 0;             // bytes of its data that are saved
     bool m_triedToKeep = false;
     std::string m_mediaType;        // as the server, or what is kept from before, has it
     std::string m_start;            // the content's first bytes, while they decide about the media type
     std::uint64_t m_firstData = 0;  // when they began to come, in ticks of the system
     bool m_begun = false;           // whether the media type is told
     std::uint64_t m_lastSign = GetTickCount64();
-    std::int64_t m_total = 0;     // bytes of the file when it is whole; 0 unknown
     std::int32_t m_lastCode = 0;  // ReadStatus, of the last notification
     bool m_waits = false;         // to begin again
     bool m_triedTwice = false;
