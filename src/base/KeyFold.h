@@ -1,23 +1,11 @@
 #pragma once
 
-#include "platform/text.h"
-
 #include <string>
 #include <string_view>
 
 namespace tsasync {
 
 // The form in which collection keys are compared: letter case is folded, everything else counts.
-inline std::u16string FoldKey(std::u16string_view key) {
-    std::u16string folded(key);
-    for (char16_t& unit : folded) {
-        if (unit < 0x80) {
-            if (unit >= u'A' && unit <= u'Z') unit = static_cast<char16_t>(unit + (u'a' - u'A'));
-        } else {
-            unit = platform::ToLower(unit);
-        }
-    }
-    return folded;
-}
+std::u16string FoldKey(std::u16string_view key);
 
 }  // namespace tsasync

@@ -1,7 +1,7 @@
 #include "tests/platform/file_system.h"
 
+#include "base/KeyFold.h"
 #include "platform/clock.h"
-#include "platform/text.h"
 
 #include <algorithm>
 #include <cmath>
@@ -52,12 +52,6 @@ struct Path {
     bool trailingSeparator = false;
 };
 
-std::u16string Fold(std::u16string_view name) {
-    std::u16string folded(name);
-    std::transform(folded.begin(), folded.end(), folded.begin(), platform::ToLower);
-    return folded;
-}
-
 std::optional<Path> Parse(std::u16string_view text) {
     if (text.empty() || text.find(u'\0') != std::u16string_view::npos) return std::nullopt;
     std::u16string rest(text);
@@ -90,11 +84,11 @@ std::optional<Path> Parse(std::u16string_view text) {
 }
 
 Node* Child(Node& folder, std::u16string_view name) {
-    const std::u16string folded = Fold(name);
+    const std::u16string folded = FoldKey(name);
     const auto found = folder.children.find(folded);
     if (found != folder.children.end()) return found->second.get();
     for (const auto& [key, child] : folder.children) {
-        if (!child->shortName.empty() && Fold(child->shortName) == folded) return child.get();
+        if (!child->shortName.empty() && FoldKey(child->shortName) == folded) return child.get();
     }
     return nullptr;
 }
@@ -106,7 +100,7 @@ Node& AddChild(Node& folder, std::u16string_view name, std::uint32_t attributes)
     node->parent = &folder;
     std::fill(std::begin(node->times), std::end(node->times),
               std::floor(platform::Now() * kSecondsPerDay) / kSecondsPerDay);
-    return *(folder.children[Fold(name)] = std::move(node));
+    return *(folder.children[FoldKey(name)] = std::move(node));
 }
 
 // Drives are there before anyone asks; so are shares.
@@ -150,7 +144,7 @@ void MakeFolders(const Path& path, std::size_t levels) {
 
 void Detach(Node& node) {
     auto& siblings = node.parent->children;
-    siblings.erase(Fold(node.name));
+    siblings.erase(FoldKey(node.name));
 }
 
 bool Matches(std::u16string_view pattern, std::u16string_view name) {
@@ -168,7 +162,7 @@ Node* FindMatch(const Path& path) {
     Node* const parent = ParentOf(path);
     if (parent == nullptr) return nullptr;
     for (const auto& [folded, child] : parent->children) {
-        if (Matches(Fold(last), folded)) return child.get();
+        if (Matches(FoldKey(last), folded)) return child.get();
     }
     return nullptr;
 }
@@ -233,7 +227,7 @@ std::int32_t Place(const platform::FileOp& op, Node& source) {
     placed->name = path->levels.back();
     placed->parent = parent;
     if (op.operation != platform::kOpCopy) Detach(source);
-    parent->children[Fold(placed->name)] = std::move(placed);
+    parent->children[FoldKey(placed->name)] = std::move(placed);
     return 0;
 }
 

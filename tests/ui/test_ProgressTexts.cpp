@@ -1,4 +1,4 @@
-#include "tests/ui/commanded_locale.h"
+#include "tests/platform/locale.h"
 #include "ui/ProgressTexts.h"
 #include "ui/modRes.h"
 
@@ -11,7 +11,7 @@ namespace tsasync {
 namespace {
 
 ProgressTexts Texts(std::int32_t language, std::u16string separator = u".") {
-    testlocale::Set(1033, std::move(separator));
+    testplatform::SetLocale(1033, std::move(separator));
     modRes::SetResModule(-1);
     modRes::SetLangID(language);
     return {};

@@ -1,8 +1,8 @@
 #include "tests/base/error_of.h"
 #include "tests/platform/clock.h"
 #include "tests/platform/forms.h"
+#include "tests/platform/locale.h"
 #include "tests/platform/progress_window.h"
-#include "tests/ui/commanded_locale.h"
 #include "transfer/CAsyncT.h"
 #include "ui/frmProgress.h"
 #include "ui/modRes.h"
@@ -29,7 +29,7 @@ class FrmProgress : public testing::Test, public IProgressEvents {
         testplatform::ResetProgressWindows();
         testplatform::SetWindowInstance(0);
         testplatform::SetNow(kNoon);
-        testlocale::Set(1033, u".");
+        testplatform::SetLocale(1033, u".");
         modRes::SetResModule(-1);
         modRes::SetLangID(1033);
     }

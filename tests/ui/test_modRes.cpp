@@ -1,4 +1,4 @@
-#include "tests/ui/commanded_locale.h"
+#include "tests/platform/locale.h"
 #include "ui/modRes.h"
 
 #include <gtest/gtest.h>
@@ -12,7 +12,7 @@ namespace {
 class ModRes : public testing::Test {
   protected:
     void SetUp() override {
-        testlocale::Set(1033, u".");
+        testplatform::SetLocale(1033, u".");
         modRes::SetResModule(-1);
     }
 };
@@ -23,7 +23,7 @@ struct Lookup {
 };
 
 void Expect(const Lookup& lookup) {
-    testlocale::Set(lookup.user, u".");
+    testplatform::SetLocale(lookup.user, u".");
     modRes::SetLangID(lookup.language);
     EXPECT_EQ(modRes::LoadResText(lookup.id), lookup.text)
         << lookup.id << " in " << lookup.language << " of a user of " << lookup.user;
@@ -68,9 +68,9 @@ TEST_F(ModRes, LeavesTheChoiceToTheSystemBeforeEnglish) {
 }
 
 TEST_F(ModRes, TakesTheUsersLanguageWhenItIsChosenAndNotLater) {
-    testlocale::Set(1031, u".");
+    testplatform::SetLocale(1031, u".");
     modRes::SetLangID(0);
-    testlocale::Set(1036, u".");
+    testplatform::SetLocale(1036, u".");
     EXPECT_EQ(modRes::LoadResText(105), u"Abbrechen");
 }
 
@@ -80,7 +80,7 @@ TEST_F(ModRes, EveryThreadHasItsOwnModuleAndLanguage) {
     std::u16string neutral;
     std::thread([&] {
         withoutModule = modRes::LoadResText(105);
-        testlocale::Set(1043, u".");
+        testplatform::SetLocale(1043, u".");
         modRes::SetResModule(-1);
         neutral = modRes::LoadResText(105);
     }).join();

@@ -1,7 +1,7 @@
 #include "platform/linux/settings/settings_file.h"
 
+#include "base/KeyFold.h"
 #include "base/Utf8.h"
-#include "platform/text.h"
 
 #include <algorithm>
 #include <charconv>
@@ -14,12 +14,6 @@ constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr std::string_view kDefaultValue = "@";
 constexpr std::u32string_view kReservedInNames = U"=#;[]@";
 constexpr std::u32string_view kReservedInKeys = U"/[]";
-
-std::u16string Fold(std::u16string_view name) {
-    std::u16string folded(name);
-    for (char16_t& unit : folded) unit = ToLower(unit);
-    return folded;
-}
 
 void AppendEscape(std::string& line, char32_t unit) {
     constexpr std::string_view kDigits = "0123456789ABCDEF";
@@ -117,7 +111,7 @@ std::string KeyText(const std::vector<std::u16string>& key) {
 std::string FoldedKey(const std::vector<std::u16string>& key) {
     std::vector<std::u16string> folded;
     folded.reserve(key.size());
-    for (const std::u16string& name : key) folded.push_back(Fold(name));
+    for (const std::u16string& name : key) folded.push_back(FoldKey(name));
     return KeyText(folded);
 }
 
@@ -127,13 +121,13 @@ std::optional<std::string> ParseHeading(std::string_view heading) {
         const auto end = std::min(heading.find('/'), heading.size());
         const auto name = Unescape(heading.substr(0, end));
         if (!name) return {};
-        key.push_back(Fold(*name));
+        key.push_back(FoldKey(*name));
         if (end == heading.size()) return KeyText(key);
         heading.remove_prefix(end + 1);
     }
 }
 
-std::string FoldedName(std::u16string_view name) { return Escape(Fold(name), kReservedInNames); }
+std::string FoldedName(std::u16string_view name) { return Escape(FoldKey(name), kReservedInNames); }
 
 std::string ValueLine(std::u16string_view name, std::u16string_view text) {
     return (name.empty() ? std::string(kDefaultValue) : Escape(name, kReservedInNames)) + '=' +
