@@ -1,6 +1,7 @@
 #include "platform/linux/files/dos_attributes.h"
 
 #include "platform/file_system.h"
+#include "platform/linux/files/file_handle.h"
 
 #include <fcntl.h>
 #include <linux/magic.h>
@@ -8,7 +9,6 @@
 #include <sys/ioctl.h>
 #include <sys/vfs.h>
 #include <sys/xattr.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <charconv>
@@ -33,11 +33,8 @@ bool IsFat(const std::string& path) {
 
 // One request to the FAT driver about the entry; false when it refuses.
 bool AskFat(const std::string& path, unsigned long request, std::uint32_t& attributes) {
-    const int file = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (file < 0) return false;
-    const bool done = ioctl(file, request, &attributes) == 0;
-    close(file);
-    return done;
+    const FileHandle file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    return file && ioctl(file.Get(), request, &attributes) == 0;
 }
 
 // The value is "0x" and hexadecimal digits. File servers store a structure under the same name, which begins

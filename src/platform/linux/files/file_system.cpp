@@ -179,10 +179,9 @@ CreateResult CreateFolder(std::u16string_view path) {
 CreateResult CreateNewFile(std::u16string_view path) {
     const auto native = ToNativePath(path);
     if (!native) return CreateResult::Refused;
-    const int file = open(native->c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    if (file < 0) return errno == EEXIST ? CreateResult::Exists : CreateResult::Refused;
-    close(file);
-    return CreateResult::Created;
+    const FileHandle file(open(native->c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+    if (file) return CreateResult::Created;
+    return errno == EEXIST ? CreateResult::Exists : CreateResult::Refused;
 }
 
 }  // namespace tsasync::platform

@@ -1,5 +1,6 @@
 #include "platform/settings_store.h"
 
+#include "platform/linux/files/file_handle.h"
 #include "platform/linux/settings/settings_file.h"
 
 #include <fcntl.h>
@@ -24,21 +25,6 @@ constexpr std::size_t kLargestFile = std::size_t{16}
 constexpr std::string_view kFirstLine =
     "# Settings of the asset transfer component. Lines are edited in place.\n";
 
-class Descriptor {
-  public:
-    explicit Descriptor(int number) : m_number(number) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() {
-        if (m_number >= 0) close(m_number);
-    }
-    int Number() const { return m_number; }
-    explicit operator bool() const { return m_number >= 0; }
-
-  private:
-    int m_number;
-};
-
 std::string Folder() { return std::string(g_get_user_config_dir()) + "/QMASYN10"; }
 
 // The file itself where the name in the folder is a link to it, so that replacing leaves the link.
@@ -50,14 +36,14 @@ std::string FilePath() {
 
 // The file's bytes; empty when there is no file, nothing when it can't be read or is too large.
 std::optional<std::string> ReadFile(const std::string& path) {
-    const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    const FileHandle file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (!file) return errno == ENOENT ? std::optional(std::string()) : std::nullopt;
     struct stat status {};
-    if (fstat(file.Number(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
+    if (fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
     std::string text;
     char buffer[65536];
     for (;;) {
-        const ssize_t count = read(file.Number(), buffer, sizeof buffer);
+        const ssize_t count = read(file.Get(), buffer, sizeof buffer);
         if (count < 0 && errno == EINTR) continue;
         if (count < 0) return {};
         if (count == 0) return text;
@@ -78,19 +64,19 @@ bool WriteAll(int file, std::string_view text) {
 // Replaces the file, keeping its permissions; on disk when it returns true.
 bool ReplaceFile(const std::string& path, std::string_view text) {
     std::string temporary = path + ".XXXXXX";
-    const Descriptor file(mkostemp(temporary.data(), O_CLOEXEC));
+    const FileHandle file(mkostemp(temporary.data(), O_CLOEXEC));
     if (!file) return false;
     // Not every volume lets them be set; then nobody else may read the file.
     struct stat old {};
-    if (stat(path.c_str(), &old) == 0) static_cast<void>(fchmod(file.Number(), old.st_mode & 0777));
-    const bool ready = WriteAll(file.Number(), text) && fsync(file.Number()) == 0;
+    if (stat(path.c_str(), &old) == 0) static_cast<void>(fchmod(file.Get(), old.st_mode & 0777));
+    const bool ready = WriteAll(file.Get(), text) && fsync(file.Get()) == 0;
     if (!ready || rename(temporary.c_str(), path.c_str()) != 0) {
         unlink(temporary.c_str());
         return false;
     }
     const std::string folder = path.substr(0, path.rfind('/'));
-    const Descriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    return opened && fsync(opened.Number()) == 0;
+    const FileHandle opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    return opened && fsync(opened.Get()) == 0;
 }
 
 // Each change opens the lock file anew: such a lock excludes other threads as well as other processes.
@@ -106,8 +92,8 @@ template <typename Edit>
 bool Change(Edit edit) {
     const std::string folder = Folder();
     if (g_mkdir_with_parents(folder.c_str(), 0700) != 0) return false;
-    const Descriptor lock(open((folder + "/settings.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
-    if (!lock || !TakeLock(lock.Number())) return false;
+    const FileHandle lock(open((folder + "/settings.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    if (!lock || !TakeLock(lock.Get())) return false;
 
     const std::string path = FilePath();
     const auto old = ReadFile(path);
