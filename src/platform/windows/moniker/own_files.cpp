@@ -64,8 +64,14 @@ bool IsUser(PSID owner) {
     return false;
 }
 
-// Somebody else's could tell us of any data that it is what we have begun.
+// Somebody else's could tell us of any data that it is what we have begun. On a volume that knows no owners
+// the assets themselves are anybody's.
 bool IsOfUser(HANDLE folder) {
+    DWORD features = 0;
+    if (GetVolumeInformationByHandleW(folder, nullptr, 0, nullptr, nullptr, &features, nullptr, 0) != FALSE &&
+        (features & FILE_PERSISTENT_ACLS) == 0) {
+        return true;
+    }
     PSID owner = nullptr;
     PSECURITY_DESCRIPTOR descriptor = nullptr;
     if (GetSecurityInfo(folder, SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION, &owner, nullptr, nullptr, nullptr,
