@@ -78,8 +78,8 @@ class ResumeTest(RangeTest):
             outcomes = self.read(url, url)
             self.assertEqual([failure == 0 for failure, _ in outcomes], [stop is None] * 2)
         self.assertEqual(sorted(asset.take_sent()), [(0, 5 * MIB), (0, 5 * MIB), (0, 8 * MIB), (5 * MIB, 8 * MIB)])
-        # Of two that nobody takes away the newer stays.
-        self.assertEqual([asset.body.is_whole(path) for _, path in outcomes if path.exists()], [True])
+        # Of two that nobody takes away the older may give way to the newer.
+        self.assertEqual({asset.body.is_whole(path) for _, path in outcomes if path.exists()}, {True})
 
 
 if __name__ == "__main__":
