@@ -83,8 +83,13 @@ struct WindowKind : HandleKind<HWND> {
 struct TextKind : HandleKind<BSTR> {
     static void Close(BSTR text) { SysFreeString(text); }
 };
-struct ItemListKind : HandleKind<LPITEMIDLIST> {
-    static void Close(LPITEMIDLIST list) { CoTaskMemFree(list); }
+// What functions of COM have allocated.
+template <typename T>
+struct TaskMemoryKind : HandleKind<T> {
+    static void Close(T memory) { CoTaskMemFree(memory); }
+};
+struct SecurityKind : HandleKind<PSECURITY_DESCRIPTOR> {
+    static void Close(PSECURITY_DESCRIPTOR descriptor) { LocalFree(descriptor); }
 };
 
 using FileHandle = Handle<FileKind>;
@@ -96,7 +101,9 @@ using HashHandle = Handle<HashKind>;
 using FontHandle = Handle<FontKind>;
 using WindowHandle = Handle<WindowKind>;
 using TextHandle = Handle<TextKind>;
-using ItemListHandle = Handle<ItemListKind>;
+template <typename T>
+using TaskMemory = Handle<TaskMemoryKind<T>>;
+using SecurityHandle = Handle<SecurityKind>;
 
 // To draw or measure in a window, or on the screen (null), with a font; the window's own without one.
 class DeviceContext {

@@ -48,14 +48,13 @@ bool IsRealFolder(DWORD attributes) {
 
 // Whether `owner` is the process's user, or what this user's new files belong to.
 bool IsUser(PSID owner) {
-    HANDLE token = nullptr;
-    if (OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token) == FALSE) return false;
-    const FileHandle owned(token);
+    FileHandle token;
+    if (OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, token.Put()) == FALSE) return false;
     for (const TOKEN_INFORMATION_CLASS which : {TokenUser, TokenOwner}) {
         alignas(TOKEN_USER) std::array<std::byte, sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE> found{};
         DWORD size = 0;
         // Both begin with a pointer to the identifier.
-        if (GetTokenInformation(owned.Get(), which, found.data(), static_cast<DWORD>(found.size()), &size) !=
+        if (GetTokenInformation(token.Get(), which, found.data(), static_cast<DWORD>(found.size()), &size) !=
                 FALSE &&
             EqualSid(reinterpret_cast<const TOKEN_OWNER*>(found.data())->Owner, owner) != FALSE) {
             return true;
@@ -73,14 +72,12 @@ bool IsOfUser(HANDLE folder) {
         return true;
     }
     PSID owner = nullptr;
-    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    SecurityHandle descriptor;
     if (GetSecurityInfo(folder, SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION, &owner, nullptr, nullptr, nullptr,
-                        &descriptor) != ERROR_SUCCESS) {
+                        descriptor.Put()) != ERROR_SUCCESS) {
         return false;
     }
-    const bool isUser = IsUser(owner);
-    LocalFree(descriptor);
-    return isUser;
+    return IsUser(owner);
 }
 
 std::u16string TemporaryFolder() {

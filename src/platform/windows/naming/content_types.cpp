@@ -1,10 +1,9 @@
 #include "platform/content_types.h"
 
 #include "base/Utf8.h"
+#include "platform/windows/base/handles.h"
 #include "platform/windows/base/wide.h"
 
-#include <windows.h>
-// after windows.h, whose types it uses
 #include <urlmon.h>
 
 #include <array>
@@ -39,14 +38,12 @@ std::string ContentTypeForExtension(std::string_view extension) {
 
 std::string ContentTypeOfData(std::string_view start) {
     std::string data(start);
-    LPWSTR type = nullptr;
+    TaskMemory<LPWSTR> type;
     if (FAILED(FindMimeFromData(nullptr, nullptr, data.data(), static_cast<DWORD>(data.size()), nullptr, 0,
-                                &type, 0))) {
+                                type.Put(), 0))) {
         return {};
     }
-    std::string result = ToUtf8(FromWide(type));
-    CoTaskMemFree(type);
-    return result;
+    return ToUtf8(FromWide(type.Get()));
 }
 
 }  // namespace tsasync::platform

@@ -8,7 +8,7 @@
 namespace tsasync::platform {
 
 std::u16string SpecialFolder(std::int32_t number) {
-    ItemListHandle list;
+    TaskMemory<LPITEMIDLIST> list;
     if (SHGetSpecialFolderLocation(nullptr, number, list.Put()) != S_OK) return {};
     std::array<wchar_t, MAX_PATH> path{};
     if (SHGetPathFromIDListW(list.Get(), path.data()) == FALSE) return {};
