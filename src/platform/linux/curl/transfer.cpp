@@ -2,7 +2,6 @@
 
 #include "platform/linux/curl/read_error.h"
 #include "platform/linux/curl/timing.h"
-#include "platform/reader/media_types.h"
 
 #include <netdb.h>
 #include <sys/socket.h>
@@ -42,7 +41,8 @@ Transfer::Transfer(std::shared_ptr<Read> read, SourceUrl source, std::shared_ptr
     : m_read(std::move(read)),
       m_way(std::move(source)),
       m_file(std::move(folder), SourceOf(m_way.Asked())),
-      m_report(m_read, outbox) {
+      m_report(m_read, outbox),
+      m_finder(Timing().longestSniff) {
     m_report.Status(kStatusFindingResource, Source().host);
 }
 
@@ -159,11 +159,9 @@ bool Transfer::EndsWithConnection() const {
 
 bool Transfer::BeginSaving() {
     if (EndsWithConnection()) m_farewell.Await(m_easy.get());
-    m_start = m_file.Beginning(kSniffSize);  // of a file that is continued, which the type shall be told of
-    m_firstData = m_lastByte;
-    m_mediaType = m_head.mediaType;
-    if (WantsContent(m_mediaType) && m_file.Earlier()) m_mediaType = m_file.Earlier()->mediaType;
-    if (!WantsContent(m_mediaType)) m_report.Begin(m_mediaType);
+    const auto& earlier = m_file.Earlier();
+    m_finder.Begin(m_head.mediaType, earlier ? earlier->mediaType : "", m_file.Beginning(kSniffSize),
+                   m_lastByte);
     Announce(false);
     ReportBytes(m_lastByte);
     return true;
@@ -195,8 +193,7 @@ bool Transfer::TakeData(std::string_view bytes) {
 bool Transfer::Save(std::string_view bytes) {
     if (const int error = m_file.Write(bytes)) return Stop(FileFailure(error, m_file.Path()));
     if (!m_report.HasBegun()) {
-        if (m_start.empty()) m_firstData = m_lastByte;
-        m_start.append(bytes.substr(0, kSniffSize - m_start.size()));
+        m_finder.Add(bytes, m_lastByte);
         Announce(false);
     }
     if (m_file.Size() >= kWorthKeeping && !std::exchange(m_triedToKeep, true)) Keep(false);
@@ -206,14 +203,13 @@ bool Transfer::Save(std::string_view bytes) {
 
 // When the media type is told with what of the content is there by then.
 Clock::time_point Transfer::AnnouncedAt() const {
-    const bool waits = IsSaved() && !m_report.HasBegun() && !m_start.empty();
-    return waits ? m_firstData + Timing().longestSniff : Clock::time_point::max();
+    return IsSaved() && !m_report.HasBegun() ? m_finder.Due() : Clock::time_point::max();
 }
 
 // Tells the media type as soon as enough of the content is there to know it, or with what is there.
 void Transfer::Announce(bool last) {
-    if (m_report.HasBegun() || (!last && m_start.size() < kSniffSize)) return;
-    m_mediaType = EffectiveMediaType(m_mediaType, Source().text, m_start);
+    if (m_report.HasBegun() || (!last && !m_finder.IsSure())) return;
+    m_mediaType = m_finder.TypeOf(Source().text);
     m_report.Begin(m_mediaType);
 }
 

@@ -8,6 +8,7 @@
 #include "platform/reader/digest_check.h"
 #include "platform/reader/kept_data.h"
 #include "platform/reader/redirections.h"
+#include "platform/reader/type_finder.h"
 
 #include <chrono>
 #include <cstdint>
@@ -117,9 +118,8 @@ class Transfer {
     Clock::time_point m_lastByte;
 
     std::optional<DigestCheck> m_check;
-    std::string m_mediaType;
-    std::string m_start;            // the content's first bytes, while they decide about the media type
-    Clock::time_point m_firstData;  // when they began to come
+    TypeFinder m_finder;
+    std::string m_mediaType;  // as told
 };
 
 }  // namespace tsasync::platform::reader

@@ -1,10 +1,8 @@
 #include "platform/windows/moniker/url_binding.h"
 
 #include "base/Utf8.h"
-#include "platform/reader/media_types.h"
 #include "platform/windows/base/wide.h"
 #include "platform/windows/moniker/read_error.h"
-#include "platform/windows/moniker/timing.h"
 
 #include <wininet.h>
 
@@ -271,23 +269,21 @@ void UrlBinding::Keep(bool last) {
 // The media type is told as soon as enough of the content is there to know it, then the bytes.
 void UrlBinding::Announce(std::string_view bytes) {
     if (!m_begun) {
-        if (m_start.empty()) m_firstData = m_lastSign;
-        m_start.append(bytes.substr(0, reader::kSniffSize - m_start.size()));
-        if (m_start.size() == reader::kSniffSize || !reader::WantsContent(m_mediaType)) Begin();
+        m_finder.Add(bytes, std::chrono::steady_clock::now());
+        if (m_finder.IsSure()) Begin();
     }
     if (m_begun) Tell(kStatusDownloading, m_url);
 }
 
 void UrlBinding::Begin() {
     if (std::exchange(m_begun, true)) return;
-    m_mediaType = Means(Meaning::Unchanged) ? m_file->Earlier()->mediaType
-                                            : reader::EffectiveMediaType(m_mediaType, Source().text, m_start);
+    m_mediaType = Means(Meaning::Unchanged) ? m_file->Earlier()->mediaType : m_finder.TypeOf(Source().text);
     Tell(kStatusMimeTypeAvailable, FromUtf8(m_mediaType));
     Tell(kStatusBeginDownload, m_url);
 }
 
 void UrlBinding::Tick() {
-    if (m_begun || m_start.empty() || GetTickCount64() - m_firstData < Timing().longestSniff) return;
+    if (m_begun || !IsSaved() || std::chrono::steady_clock::now() < m_finder.Due()) return;
     Begin();
     Tell(kStatusDownloading, m_url);
 }
@@ -375,7 +371,6 @@ void UrlBinding::BeginAgain(std::uint32_t wait) {
     m_lastCode = 0;
     m_received = m_ignored = 0;
     m_head = {};
-    m_start.clear();
     m_answer.reset();
     m_triedToKeep = false;
     Wait(wait);
@@ -479,10 +474,9 @@ void UrlBinding::BeginSaving() {
     // What the system decodes has another length.
     if (!m_head.contentCodings.empty()) m_head.contentLength.reset();
     m_received = 0;
-    m_start = m_file->Beginning(reader::kSniffSize);
-    m_firstData = m_lastSign;
-    m_mediaType = m_head.mediaType;
-    if (reader::WantsContent(m_mediaType) && m_file->Earlier()) m_mediaType = m_file->Earlier()->mediaType;
+    const auto& earlier = m_file->Earlier();
+    m_finder.Begin(m_head.mediaType, earlier ? earlier->mediaType : "", m_file->Beginning(reader::kSniffSize),
+                   std::chrono::steady_clock::now());
 }
 
 }  // namespace tsasync::platform

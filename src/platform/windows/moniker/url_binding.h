@@ -3,11 +3,14 @@
 #include "platform/reader/digest_check.h"
 #include "platform/reader/kept_data.h"
 #include "platform/reader/redirections.h"
+#include "platform/reader/type_finder.h"
 #include "platform/url_reader.h"
+#include "platform/windows/moniker/timing.h"
 #include "tsasync/com_ptr.hpp"
 
 #include <urlmon.h>
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -132,10 +135,9 @@ class UrlBinding final : public IBindStatusCallback, public IHttpNegotiate, publ
     std::int64_t m_ignored = 0;              // bytes of its data that nobody wants
     std::int64_t m_received = 0;             // bytes of its data that are saved
     bool m_triedToKeep = false;
-    std::string m_mediaType;        // as the server, or what is kept from before, has it
-    std::string m_start;            // the content's first bytes, while they decide about the media type
-    std::uint64_t m_firstData = 0;  // when they began to come, in ticks of the system
-    bool m_begun = false;           // whether the media type is told
+    reader::TypeFinder m_finder{std::chrono::milliseconds(Timing().longestSniff)};
+    std::string m_mediaType;  // as told
+    bool m_begun = false;     // whether the media type is told
     std::uint64_t m_lastSign = GetTickCount64();
     std::int32_t m_lastCode = 0;  // ReadStatus, of the last notification
     bool m_waits = false;         // to begin again
