@@ -1,5 +1,7 @@
 """Files from real servers arrive byte for byte."""
 import random
+import threading
+import time
 import unittest
 import urllib.parse
 
@@ -53,6 +55,21 @@ class FetchTest(HostTest):
         result = self.fetch("--no-retry", f"{self.serve_site()}/photo.png")
         self.assertEqual((result.returncode, result.stderr), (0, ""))
         self.assertEqual((home / "Quillmark Assets/photo.png").read_bytes(), photo)
+
+    def test_a_server_that_serves_two_at_a_time(self):
+        places = threading.Semaphore(2)
+
+        class Busy(Handler):
+            def do_GET(self):
+                if not places.acquire(blocking=False):
+                    return self.answer(503)
+                time.sleep(0.3)
+                places.release()
+                self.answer(200, NOISE)
+
+        origin = self.serve(Busy)
+        urls = [f"{origin}/{number}.png" for number in range(6)]
+        self.assertEqual(self.outcomes(*urls), dict.fromkeys(urls, NOISE))
 
     def test_what_comes_of_urls(self):
         """Each row begins with some files in the assets folder and ends with one of these contents."""

@@ -134,6 +134,8 @@ class Proxies(TlsTest):
         self.check([({}, self.http, CONTENT, ""), ({}, self.named, CONTENT, f"GET {self.named} ")])
         settings("none", http=http)
         self.check([({}, self.http, CONTENT, "")])
+        settings("manual", http=http)
+        self.check([({"XDG_DATA_DIRS": "/nowhere"}, self.http, CONTENT, "")])  # where no such settings are known
 
 
 if __name__ == "__main__":

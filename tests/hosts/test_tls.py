@@ -1,4 +1,5 @@
 """Secured servers: whom the component trusts, and what it speaks with them."""
+import socket
 import ssl
 import subprocess
 import unittest
@@ -68,17 +69,41 @@ class Tls(TlsTest):
         log = (self.root / "nginx" / "access.log").read_text().splitlines()
         self.assertEqual(sorted(log), [f"HTTP/2.0 /{name}" for name in names])
 
-    def test_an_end_that_the_server_did_not_tell(self):
-        """Without a length only the server's farewell tells a whole file from one that somebody cut."""
+    def secured(self):
+        """A handler of requests that come secured."""
         context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
         context.load_cert_chain(self.certificate("good"), self.key)
 
         class Secured(Handler):
-            protocol_version = "HTTP/1.0"
-
             def setup(self):
                 self.request = context.wrap_socket(self.request, server_side=True)
                 super().setup()
+
+            def finish(self):
+                super().finish()
+                self.request.close()
+
+        return Secured
+
+    def test_an_answer_that_nobody_asked_for(self):
+        class Talkative(self.secured()):
+            def do_GET(self):
+                # Both arrive at once, but are decrypted one after the other.
+                self.request.setsockopt(socket.IPPROTO_TCP, socket.TCP_CORK, 1)
+                self.answer(200, self.path.encode())
+                self.answer(200, b"of nobody")
+                self.request.setsockopt(socket.IPPROTO_TCP, socket.TCP_CORK, 0)
+
+        origin = self.serve(Talkative).replace("http", "https")
+        names = [f"file{n:02}.txt" for n in range(12)]
+        self.assertEqual(self.fetch(*(f"{origin}/{name}" for name in names)).returncode, 0)
+        self.assertEqual(self.fetched(), {name: f"/{name}".encode() for name in names})
+
+    def test_an_end_that_the_server_did_not_tell(self):
+        """Without a length only the server's farewell tells a whole file from one that somebody cut."""
+
+        class Secured(self.secured()):
+            protocol_version = "HTTP/1.0"
 
             def do_GET(self):
                 self.send_response(200)
@@ -87,10 +112,6 @@ class Tls(TlsTest):
                 self.wfile.write(CONTENT)
                 if self.path == "/whole.png":
                     self.request.unwrap()
-
-            def finish(self):
-                super().finish()
-                self.request.close()
 
         origin = self.serve(Secured).replace("http", "https")
         whole, cut = f"{origin}/whole.png", f"{origin}/cut.png"

@@ -53,11 +53,14 @@ std::size_t OpenDataFiles() {
 
 // For the whole program, since the reader's thread reads them at any time. Long enough for a server on a busy
 // machine, which sends some conversations byte by byte.
-const auto& g_timing = platform::reader::Timing() = {.connect = std::chrono::milliseconds(2000),
+const auto& g_limits = platform::reader::Timing() = {.connect = std::chrono::milliseconds(2000),
+                                                     .head = std::chrono::milliseconds(6000),
                                                      .silence = std::chrono::milliseconds(2000),
                                                      .longestSniff = std::chrono::milliseconds(100),
-                                                     .secondTry = std::chrono::milliseconds(20),
-                                                     .keptOpen = std::chrono::milliseconds(300)};
+                                                     .keptOpen = std::chrono::milliseconds(300),
+                                                     .firstPause = std::chrono::milliseconds(20),
+                                                     .patience = std::chrono::milliseconds(2000),
+                                                     .decoded = 1000};
 
 std::string UrlOf(const MisbehavingServer& server) {
     return "http://127.0.0.1:" + std::to_string(server.Port()) + "/file.bin";
@@ -73,6 +76,7 @@ TEST_P(MisbehavingTest, EndsAsItShould) {
     ReaderHost host(assets.Path());
     const std::string url = UrlOf(server);
     Heard heard = host.Read(url);
+    ASSERT_TRUE(heard.completed);
     // Whether it broke or its file was left where it is, the URL is read again while the conversation goes
     // on.
     for (int again = 0; again < 3 && server.AwaitsMore(); ++again) heard = host.Read(url);

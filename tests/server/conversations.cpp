@@ -102,6 +102,21 @@ std::vector<Case> Silences() {
          "",
          kErrDownloadFailure,
          500},
+        {"a head that trickles",
+         {Ask(), Send("HTTP/1.1 200 OK\r\n"), Trickle("X: y\r\n")},
+         "",
+         kErrConnectionTimeout},
+        {"a refusal whose page trickles",
+         {Ask(), Send(Head("Content-Length: 5000\r\n", "404 Not Found")), Trickle(" ")},
+         "",
+         kErrObjectNotFound},
+        {"busy, a page that trickles, then well",
+         {Ask(), Send(Head("Content-Length: 5000\r\n", "503 Busy")), Trickle(" "), Ask(), Send(Whole())},
+         Body()},
+        {"a redirection whose page trickles",
+         {Ask(), Send(Head("Content-Length: 5000\r\nLocation: /x\r\n", "302 Found")), Trickle(" "),
+          Ask("GET /x "), Send(Whole())},
+         Body()},
         {"closed in the head",
          {Ask(), Send("HTTP/1.1 200 OK\r\nContent-"), Close()},
          "",
@@ -129,10 +144,15 @@ std::vector<Case> Statuses() {
         return Send(Head(busy + "Retry-After: " + seconds + "\r\n", status));
     };
     cases.push_back({"503, then well", {Ask(), Send(Head(busy, "503 Busy")), Ask(), Send(Whole())}, Body()});
-    cases.push_back({"503 twice",
-                     {Ask(), Send(Head(busy, "503 Busy")), Ask(), Send(Head(busy, "503 Busy"))},
-                     "",
-                     kErrDownloadFailure});
+    cases.push_back(
+        {"503 twice, then well",
+         {Ask(), Send(Head(busy, "503 Busy")), Ask(), Send(Head(busy, "503 Busy")), Ask(), Send(Whole())},
+         Body()});
+    cases.push_back(
+        {"503 for too long",
+         {Ask(), after("503 Busy", "1"), Ask(), after("503 Busy", "1"), Ask(), after("503 Busy", "1")},
+         "",
+         kErrDownloadFailure});
     cases.push_back(
         {"503 with a long page, then well",
          {Ask(), Send(Head("", "503 Busy") + std::string(200'000, 'x')), Close(), Ask(), Send(Whole())},
@@ -267,6 +287,10 @@ std::vector<Case> Contents() {
         "Repr-Digest: sha-512=:"
         "m3HSJL1i83hdltRq0+o9czGb+8KJDKra4t/3JRlnPKcjI8PZm6XBHXx6zG4UuMXaDEZjR1wuXDre9G9zvN7AQw==:\r\n";
     const std::string five = "Content-Length: 5\r\n";
+    // 10,000 times the same letter
+    const std::string bomb(
+        "\x1f\x8b\x08\0\0\0\0\0\x02\x03\xed\xc1\x01\x0d\0\0\0\xc2\xa0\xac\xef\x5f\xc2\x1c\x6e\x40\x01\0"
+        "\0\0\0\0\0\0\0\xc0\xbf\x01\x97\xd4\x7e\x46\x10'\0\0"s);
     const std::string packed(
         "\x1f\x8b\x08\0\0\0\0\0\0\x03\xcbH\xcd\xc9\xc9\x07\0\x86\xa6\x10\x36\x05\0\0\0"s);
     const std::string packedTwice(
@@ -321,6 +345,10 @@ std::vector<Case> Contents() {
          {Ask(), Send(Head("Content-Encoding: gzip\r\nTransfer-Encoding: chunked\r\n") + "19\r\n" + packed +
                       "\r\n0\r\n\r\n")},
          "hello"},
+        {"compressed, far too well",
+         {Ask(), Send(Head("Content-Encoding: gzip\r\n") + bomb)},
+         "",
+         kErrDownloadFailure},
         {"compressed, in two streams",
          {Ask(), Send(Head("Content-Encoding: gzip\r\n") + packed + packed)},
          "hellohello"},

@@ -41,9 +41,10 @@ MisbehavingServer::~MisbehavingServer() {
 }
 
 bool MisbehavingServer::AwaitsMore() {
-    const std::lock_guard lock(m_mutex);
-    for (std::size_t i = m_done; i < m_conversation.size(); ++i) {
-        if (m_conversation[i].kind == Step::Kind::Ask) return true;
+    for (int i = 0; i < 20'000 && !m_ended; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        const std::lock_guard lock(m_mutex);
+        if (m_done < m_conversation.size() && m_conversation[m_done].kind == Step::Kind::Ask) return true;
     }
     return false;
 }
@@ -95,16 +96,15 @@ bool MisbehavingServer::Do(const Step& step) {
                 if (!SendAll({&byte, 1})) return false;
             }
             return true;
+        case Step::Kind::Trickle:
+            while (!m_stop && IsHeard()) SendAll(step.text);
+            return true;
         case Step::Kind::Pause:
             std::this_thread::sleep_for(std::chrono::milliseconds(step.milliseconds));
             return true;
-        case Step::Kind::Silence: {
-            char bytes[512];
-            pollfd waiting{m_connection, POLLIN, 0};
-            while (!m_stop && (poll(&waiting, 1, 20) == 0 || recv(m_connection, bytes, sizeof bytes, 0) > 0))
-                continue;
+        case Step::Kind::Silence:
+            while (!m_stop && IsHeard()) continue;
             return true;
-        }
         case Step::Kind::Close:
             Hang();
             return true;
@@ -116,6 +116,13 @@ bool MisbehavingServer::Do(const Step& step) {
         }
     }
     return false;
+}
+
+// Waits a moment. False once the other side has ended the connection.
+bool MisbehavingServer::IsHeard() {
+    char bytes[512];
+    pollfd waiting{m_connection, POLLIN, 0};
+    return poll(&waiting, 1, 20) == 0 || recv(m_connection, bytes, sizeof bytes, 0) > 0;
 }
 
 bool MisbehavingServer::SendAll(std::string_view bytes) {

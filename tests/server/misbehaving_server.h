@@ -10,8 +10,8 @@ namespace tsasync::tests {
 
 // One step of a conversation, as the server plays it.
 struct Step {
-    enum class Kind { Ask, Send, Drip, Pause, Silence, Close, Reset } kind;
-    std::string text;      // Ask: lines that the request must hold, one to a line; Send, Drip: the bytes,
+    enum class Kind { Ask, Send, Drip, Trickle, Pause, Silence, Close, Reset } kind;
+    std::string text;      // Ask: lines that the request must hold, one to a line; others: the bytes,
                            // "{port}" in Send standing for the server's own port
     int milliseconds = 0;  // Drip: before each byte; Pause
 };
@@ -23,6 +23,8 @@ inline Step Send(std::string bytes) { return {Step::Kind::Send, std::move(bytes)
 inline Step Drip(std::string bytes, int milliseconds) {
     return {Step::Kind::Drip, std::move(bytes), milliseconds};
 }
+// Sends the bytes over and over, slowly, until the other side ends the connection.
+inline Step Trickle(std::string bytes) { return {Step::Kind::Trickle, std::move(bytes)}; }
 inline Step Pause(int milliseconds) { return {Step::Kind::Pause, {}, milliseconds}; }
 // Says nothing more until the other side ends the connection.
 inline Step Silence() { return {Step::Kind::Silence, {}}; }
@@ -42,7 +44,7 @@ class MisbehavingServer {
     MisbehavingServer& operator=(const MisbehavingServer&) = delete;
 
     int Port() const { return m_port; }
-    // Whether the conversation goes on with another request.
+    // Waits until the conversation has come to the next request, or to its end. Whether it goes on.
     bool AwaitsMore();
     // What went otherwise than the conversation awaits; empty when nothing did, and all of it was held.
     std::string Complaint();
@@ -53,6 +55,7 @@ class MisbehavingServer {
     void Play();
     bool Do(const Step& step);
     bool Await(const std::string& lines);
+    bool IsHeard();
     bool SendAll(std::string_view bytes);
     void Hang();
     void Complain(const std::string& what);

@@ -81,6 +81,11 @@ std::vector<Case> Continuations() {
          Body()},
         {"continued", AfterABreak({Ask(kRest), Part("bytes 300-999/1000")}), Body()},
         {"continued, no tag repeated", AfterABreak({Ask(kRest), Part("bytes 300-999/1000", "")}), Body()},
+        {"all there, but for the end of the chunks",
+         {Ask(), Send(Head(kTag + "Transfer-Encoding: chunked\r\n") + "3e8\r\n" + Body() + "\r\n"), Close(),
+          Ask("Range: bytes=1000-\nIf-Range: \"v1\""),
+          Send(Head("Content-Length: 0\r\nContent-Range: bytes */1000\r\n", "416 No"))},
+         Body()},
         {"continued, MD5 of the part",
          AfterABreak({Ask(kRest), Part("bytes 300-999/1000", "Content-MD5: fs4ajJsDfyzBm2f1vaty9w==\r\n")}),
          Body()},
@@ -124,6 +129,9 @@ std::vector<Case> NewBeginnings() {
     const Step whole = Send(Head(kLength + "ETag: \"v2\"\r\n") + Body());
     return {
 
+        {"an answer that nobody asked for, then another read",
+         {Ask(), Send(Whole()), Pause(100), Send(Head("Content-Length: 4\r\n") + "evil"), Ask(), whole},
+         Body()},
         {"redirected to another file than the cut one",
          MovedAndCut({Ask("!Range:"), MoveTo("/b"), Ask("GET /b \n!Range:"), Send(Whole())}), Body(), 0, 300},
         {"a part that is encoded",
@@ -146,6 +154,10 @@ std::vector<Case> NewBeginnings() {
         {"no such part",
          AfterABreak({Ask(kRest), Send(Head("Content-Length: 0\r\nContent-Range: bytes */200\r\n", "416 No")),
                       Ask("!Range:"), whole}),
+         Body()},
+        {"not to be continued: no ranges",
+         {Ask(), Send(Head(kLength + "ETag: \"v1\"\r\nAccept-Ranges: none\r\n") + Body().substr(0, 300)),
+          Close(), Ask("!Range:"), Send(Whole())},
          Body()},
         {"not to be continued: a weak tag",
          {Ask(), Send(Head(kLength + "ETag: W/\"v1\"\r\n") + Body().substr(0, 300)), Close(), Ask("!Range:"),

@@ -40,6 +40,7 @@ std::map<std::string, Outcome> UnderWine() {
         {"chunked, too much data", {0, body.substr(0, 999)}},
         {"chunked, no last chunk", {0, body}},
         {"chunked, a negative size", {0, body.substr(0, 1)}},
+        {"all there, but for the end of the chunks", {kErrCannotConnect, "", "", "\"Range: bytes=1000-\""}},
         // It asks for compressed data, tells nothing of the compression and takes what breaks off for whole.
         {"compressed", {0, "hello", "", "\"Accept-Encoding: identity\""}},
         {"compressed, cut", {0, "hell"}},
@@ -47,6 +48,7 @@ std::map<std::string, Outcome> UnderWine() {
         {"compressed, cut, the length kept", {0, "hell"}},
         {"compressed, cut in its end, no length", {0, "hello"}},
         {"compressed, in two streams", {0, "hello"}},
+        {"compressed, far too well", {0, std::string(10'000, 'a')}},
         {"compressed, byte by byte", {kErrDownloadFailure}},
         {"deflated", {kErrDownloadFailure}},
         {"deflated, then compressed", {kErrDownloadFailure}},

@@ -51,7 +51,13 @@ class Reads : public IReadEvents {
 int main() {
     CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     // Long enough for a server on a busy machine, which sends some conversations byte by byte.
-    Timing() = {.connect = 1000, .silence = 6000, .secondTry = 20};
+    using std::chrono::milliseconds;
+    Timing() = {.connect = milliseconds(1000),
+                .head = milliseconds(15'000),
+                .silence = milliseconds(6000),
+                .firstPause = milliseconds(20),
+                .patience = milliseconds(2000),
+                .decoded = 1000};
     std::vector<std::string> urls;
     for (std::string url; std::getline(std::cin, url);) {
         if (url.ends_with('\r')) url.pop_back();

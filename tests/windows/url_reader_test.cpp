@@ -59,7 +59,7 @@ class WindowsReader : public testing::Test, IReadEvents {
     static void SetUpTestSuite() { TrustAuthority(); }
     void SetUp() override {
         CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
-        Timing().connect = Timing().silence = 3000;
+        Timing().connect = Timing().silence = std::chrono::seconds(3);
     }
     void TearDown() override {
         for (const auto& [url, heard] : m_heard) DeleteFileA(heard.path.c_str());

@@ -63,6 +63,12 @@ bool IsConfirmed(const ResponseHead& head, const PartialMeta& ours) {
     return IsSameVersion(head, ours) && (IsTag(ours.validator) || !head.lastModified.empty());
 }
 
+// Whether there is no part behind what is kept: it was the whole when its connection broke.
+bool IsAllThere(const ResponseHead& head, const Kept& kept) {
+    const auto range = ParseContentRange(head.contentRange);
+    return kept.IsPart() && range && range->total == kept.size && IsSameVersion(head, *kept.meta);
+}
+
 }  // namespace
 
 std::vector<std::string> RequestFields(const Kept& kept) {
@@ -87,6 +93,9 @@ Answer Judge(const ResponseHead& head, const Kept& kept, bool canDecode, std::st
         answer.meaning = Meaning::Moved;
     } else if (status == 304 && kept.IsWhole()) {
         answer.meaning = IsConfirmed(head, *kept.meta) ? Meaning::Unchanged : Meaning::Mismatch;
+        answer.total = kept.size;
+    } else if (status == 416 && IsAllThere(head, kept)) {
+        answer.meaning = Meaning::Unchanged;
         answer.total = kept.size;
     } else if ((status == 412 || status == 416) && kept.meta != nullptr) {
         answer.meaning = Meaning::Mismatch;

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "platform/reader/limits.h"
+
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -13,16 +16,25 @@ namespace tsasync::platform {
 // there is a place in all. Every operation costs O(1), whatever waits.
 class ConnectionGate {
   public:
-    ConnectionGate(std::size_t perHost, std::size_t inAll) : m_perHost(perHost), m_inAll(inAll) {}
+    using Clock = std::chrono::steady_clock;
+
+    explicit ConnectionGate(const Limits& limits) : m_limits(limits) {}
 
     // `read` waits for a place at `host`, behind all others.
     void Enter(std::uint64_t read, const std::string& host);
+    // `read`, which was turned away there, waits for a place at `host` before all others.
+    void Return(std::uint64_t read, const std::string& host);
     // `read` waits no longer. Whether it did: one that did holds no place.
     bool Leave(std::uint64_t read);
     // Takes the next read that may start out of the waiting ones; it then holds a place at its host.
-    std::optional<std::uint64_t> Next();
+    std::optional<std::uint64_t> Next(Clock::time_point now);
     // Gives the place of a read at `host` back.
     void Release(const std::string& host);
+    // Whether several reads hold places at `host`.
+    bool IsShared(const std::string& host) const;
+    // `host` has turned away a read that asked at `asked`: for a while it has half the places. Of reads that
+    // asked at the same time only the first counts.
+    void TurnedAway(const std::string& host, Clock::time_point asked, Clock::time_point now);
 
   private:
     struct Host {
@@ -30,14 +42,21 @@ class ConnectionGate {
         std::deque<std::uint64_t> parked;  // reads that came to the head of the row while this host was full
     };
 
+    struct Fewer {
+        std::size_t places;
+        Clock::time_point since;
+        Clock::time_point until;
+    };
+
+    std::size_t PlacesAt(const std::string& host, Clock::time_point now) const;
     std::optional<std::uint64_t> Admit(std::uint64_t read, const std::string& host);
 
-    std::size_t m_perHost;
-    std::size_t m_inAll;
+    const Limits& m_limits;
     std::size_t m_places = 0;                                  // held in all
     std::deque<std::uint64_t> m_row;                           // in order of arrival
     std::unordered_map<std::uint64_t, std::string> m_waiting;  // read → its host; what is not here has left
     std::unordered_map<std::string, Host> m_hosts;             // those with places held or reads parked
+    std::unordered_map<std::string, Fewer> m_fewer;            // by host
     std::deque<std::string> m_freed;  // hosts that got a place free while reads were parked
 };
 

@@ -38,6 +38,7 @@ inline constexpr Reason kUntrustedHead{kErrDownloadFailure,
 inline constexpr Reason kOnlyPart{kErrDownloadFailure, "The server sent a part that nobody asked for"};
 inline constexpr Reason kOtherLength{kErrDownloadFailure,
                                      "The server sent another number of bytes than it said"};
+inline constexpr Reason kInflated{kErrDownloadFailure, "The encoded content stands for far too much"};
 inline constexpr Reason kNoEnd{kErrDownloadFailure,
                                "The connection ended, but the server did not say that this is the end"};
 inline constexpr Reason kUnknownCoding{kErrDownloadFailure,

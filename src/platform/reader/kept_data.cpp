@@ -11,6 +11,7 @@ Kept KeptOf(const PartialFile& file) {
 
 void KeepIfUseful(PartialFile& file, const ResponseHead& head, const std::string& mediaType,
                   std::int64_t total, bool last) {
+    if (head.acceptRanges == "none") return;  // there is no continuing it
     const std::string validator = head.StrongValidator();
     if (file.IsKept() || file.Size() == 0 || !head.contentCodings.empty() || validator.empty()) return;
     const auto known = total > 0 ? std::optional(total) : std::nullopt;

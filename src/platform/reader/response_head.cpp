@@ -85,6 +85,8 @@ bool ResponseHead::AddField(std::string_view fieldName, std::string_view value) 
         lastModified = value;
     } else if (name == "content-range") {
         contentRange = value;
+    } else if (name == "accept-ranges") {
+        acceptRanges = Lower(value);
     } else if (name == "retry-after") {
         retryAfter = value;
     } else if (name == "date") {

@@ -41,6 +41,7 @@ class ResponseHead {
     std::string lastModified;
     std::optional<std::int64_t> contentLength;
     std::string contentRange;
+    std::string acceptRanges;  // in lower case
     std::string retryAfter;
     std::string date;
     Digests digests;

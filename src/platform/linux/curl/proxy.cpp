@@ -30,6 +30,16 @@ bool ReadsEnvironment(GProxyResolver* resolver) {
     return std::string_view(G_OBJECT_TYPE_NAME(resolver)) == "GLibproxyResolver";
 }
 
+// Where they are missing, GIO's resolver of these settings ends the process. The environment decides then.
+bool HasSettings() {
+    GSettingsSchemaSource* const source = g_settings_schema_source_get_default();
+    if (source == nullptr) return false;
+    GSettingsSchema* const schema = g_settings_schema_source_lookup(source, "org.gnome.system.proxy", TRUE);
+    if (schema == nullptr) return false;
+    g_settings_schema_unref(schema);
+    return true;
+}
+
 // Of what GIO writes: how libcurl says the same, "" being the straight way. An ftp proxy speaks http, and the
 // one of socks:// looks the names up.
 constexpr std::pair<std::string_view, std::string_view> kKinds[] = {
@@ -69,6 +79,8 @@ Proxies::~Proxies() {
 const ProxyChoice* Proxies::Find(const SourceUrl& source) {
     static const ProxyChoice kAsEnvironmentSays;
     if (EnvironmentNames(source.scheme)) return &kAsEnvironmentSays;
+    static const bool hasSettings = HasSettings();
+    if (!hasSettings) return &kAsEnvironmentSays;
     if (m_resolver == nullptr) m_resolver = g_proxy_resolver_get_default();
     if (!g_proxy_resolver_is_supported(m_resolver)) return &kAsEnvironmentSays;
     if (ReadsEnvironment(m_resolver) &&

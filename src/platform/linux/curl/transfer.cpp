@@ -3,10 +3,6 @@
 #include "platform/linux/curl/read_error.h"
 #include "platform/linux/curl/timing.h"
 
-#include <netdb.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <ctime>
@@ -17,12 +13,6 @@ namespace tsasync::platform::reader {
 namespace {
 
 constexpr std::size_t kMaxIgnored = 64 * 1024;  // of an unwanted body, to keep the connection usable
-
-std::string AddressText(const curl_sockaddr& address) {
-    char host[NI_MAXHOST] = {};
-    getnameinfo(&address.addr, address.addrlen, host, sizeof host, nullptr, 0, NI_NUMERICHOST);
-    return host;
-}
 
 // A proxy that refuses the user has let no response through; libcurl tells of it as of a broken connection.
 // Some proxies say 401 then.
@@ -37,11 +27,12 @@ bool ProxyWantsUser(CURL* easy, CURLcode code) {
 }  // namespace
 
 Transfer::Transfer(std::shared_ptr<Read> read, SourceUrl source, std::shared_ptr<PrivateFolder> folder,
-                   Outbox& outbox)
+                   KeptConnections& connections, Outbox& outbox)
     : m_read(std::move(read)),
       m_way(std::move(source)),
       m_file(std::move(folder), SourceOf(m_way.Asked())),
       m_report(m_read, outbox),
+      m_connections(connections),
       m_finder(Timing().longestSniff) {
     m_report.Status(kStatusFindingResource, Source().host);
 }
@@ -50,30 +41,27 @@ Transfer::~Transfer() { Keep(true); }
 
 CURL* Transfer::Attach(EasyHandle easy, const ProxyChoice& proxy) {
     m_easy = std::move(easy);
+    m_request = {};
+    m_request.askedAt = m_request.lastByte = Clock::now();
     CURL* const handle = m_easy.get();
     if (m_way.Asked().IsWeb() && !std::exchange(m_lookedForEarlier, true)) m_file.FindEarlier();
     curl_easy_setopt(handle, CURLOPT_PRIVATE, this);
-    curl_easy_setopt(handle, CURLOPT_ERRORBUFFER, m_error);
+    curl_easy_setopt(handle, CURLOPT_ERRORBUFFER, m_request.error.data());
     curl_easy_setopt(handle, CURLOPT_HEADERFUNCTION, OnHeader);
     curl_easy_setopt(handle, CURLOPT_HEADERDATA, this);
     curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, OnData);
     curl_easy_setopt(handle, CURLOPT_WRITEDATA, this);
     curl_easy_setopt(handle, CURLOPT_OPENSOCKETFUNCTION, OnOpenSocket);
     curl_easy_setopt(handle, CURLOPT_OPENSOCKETDATA, this);
+    curl_easy_setopt(handle, CURLOPT_CLOSESOCKETFUNCTION, KeptConnections::Close);
+    curl_easy_setopt(handle, CURLOPT_CLOSESOCKETDATA, &m_connections);
     curl_easy_setopt(handle, CURLOPT_PREREQFUNCTION, OnRequest);
     curl_easy_setopt(handle, CURLOPT_PREREQDATA, this);
     curl_easy_setopt(handle, CURLOPT_PROXY, proxy ? proxy->c_str() : nullptr);
+    curl_easy_setopt(handle, CURLOPT_FRESH_CONNECT, std::exchange(m_connectAnew, false) ? 1L : 0L);
+    curl_easy_setopt(handle, CURLOPT_FORBID_REUSE, 0L);
     SetUrl();
     SetFields();
-    m_error[0] = '\0';
-    m_head = {};
-    m_decoder.reset();
-    m_farewell = {};
-    m_answer.reset();
-    m_ignored = 0;
-    m_stopped.reset();
-    m_triedToKeep = false;
-    m_lastByte = Clock::now();
     return handle;
 }
 
@@ -88,22 +76,31 @@ void Transfer::SetUrl() {
 }
 
 void Transfer::SetFields() {
-    m_fields.reset();
+    m_request.fields.reset();
     for (const std::string& field : RequestFields(KeptOf(m_file)))
-        m_fields.reset(curl_slist_append(m_fields.release(), field.c_str()));
-    curl_easy_setopt(m_easy.get(), CURLOPT_HTTPHEADER, m_fields.get());
+        m_request.fields.reset(curl_slist_append(m_request.fields.release(), field.c_str()));
+    curl_easy_setopt(m_easy.get(), CURLOPT_HTTPHEADER, m_request.fields.get());
 }
 
 curl_socket_t Transfer::OnOpenSocket(void* self, curlsocktype purpose, curl_sockaddr* address) {
     auto* transfer = static_cast<Transfer*>(self);
+    transfer->m_request.connectionIsNew = true;
     if (purpose == CURLSOCKTYPE_IPCXN && !std::exchange(transfer->m_reportedConnecting, true)) {
         transfer->m_report.Status(kStatusConnecting, AddressText(*address));
     }
-    return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+    return transfer->m_connections.Open(*address);
 }
 
-int Transfer::OnRequest(void* self, char* address, char*, int, int) {
+// The last moment before the request is sent. What has come on a kept connection by now is no answer to it.
+int Transfer::OnRequest(void* self, char* address, char*, int port, int ownPort) {
     auto* transfer = static_cast<Transfer*>(self);
+    CURL* const easy = transfer->m_easy.get();
+    const bool isNew = std::exchange(transfer->m_request.connectionIsNew, false);
+    if (!isNew && transfer->m_connections.HasUnasked(easy, address, port, ownPort)) {
+        transfer->m_connectAnew = true;
+        curl_easy_setopt(easy, CURLOPT_FORBID_REUSE, 1L);
+        return CURL_PREREQFUNC_ABORT;
+    }
     if (!std::exchange(transfer->m_reportedConnecting, true))
         transfer->m_report.Status(kStatusConnecting, address);
     if (!std::exchange(transfer->m_reportedRequest, true))
@@ -114,14 +111,14 @@ int Transfer::OnRequest(void* self, char* address, char*, int, int) {
 std::size_t Transfer::OnHeader(char* line, std::size_t size, std::size_t count, void* self) {
     auto* transfer = static_cast<Transfer*>(self);
     const std::string_view text(line, size * count);
-    transfer->m_lastByte = Clock::now();
+    transfer->m_request.lastByte = Clock::now();
     // A file server's answers come here as well.
-    if (transfer->m_head.Status() == 0 && !text.starts_with("HTTP/")) return text.size();
-    if (!transfer->m_head.AddLine(text)) {
+    if (transfer->m_request.head.Status() == 0 && !text.starts_with("HTTP/")) return text.size();
+    if (!transfer->m_request.head.AddLine(text)) {
         transfer->Stop(Failure(why::kUntrustedHead, transfer->Source().text));
         return 0;
     }
-    const bool decide = !transfer->m_answer && transfer->m_head.Complete();
+    const bool decide = !transfer->m_request.answer && transfer->m_request.head.Complete();
     return !decide || transfer->TakeHead() ? text.size() : 0;
 }
 
@@ -131,22 +128,30 @@ std::size_t Transfer::OnData(char* bytes, std::size_t size, std::size_t count, v
 }
 
 bool Transfer::Stop(ReadFailure failure) {
-    m_stopped = std::move(failure);
+    m_request.stopped = std::move(failure);
     return false;
 }
 
 // The head of a final HTTP response is complete. Here and below false ends the request.
 bool Transfer::TakeHead() {
-    const int status = m_head.Status();
+    const int status = m_request.head.Status();
     if (status == 401 || status == 407) return true;  // perhaps libcurl answers it with the user's name
-    m_head.End();
-    const bool isEncoded = !m_head.contentCodings.empty();
-    if (isEncoded) m_decoder = ContentDecoder::For(m_head.contentCodings);
-    m_answer = reader::Judge(m_head, KeptOf(m_file), !isEncoded || m_decoder, Source().text);
-    if (m_answer->meaning == Answer::Meaning::Content) m_file.StartOver();
+    m_request.head.End();
+    const bool isEncoded = !m_request.head.contentCodings.empty();
+    if (isEncoded) m_request.decoder = ContentDecoder::For(m_request.head.contentCodings);
+    m_request.answer =
+        reader::Judge(m_request.head, KeptOf(m_file), !isEncoded || m_request.decoder, Source().text);
+    if (m_request.answer->meaning == Answer::Meaning::Content) m_file.StartOver();
     if (IsSaved()) return BeginSaving();
+    Ignore();
     // The content of an answer that brings what nobody wants may be as long as the file.
     return status != 200 && status != 206;
+}
+
+// The rest of the body is not waited for, but one that comes at once leaves the connection to the next
+// request.
+void Transfer::Ignore() {
+    if (!m_request.ignoredUntil) m_request.ignoredUntil = m_request.lastByte + Timing().unwanted;
 }
 
 // Only then: a connection that goes on, or carries other transfers too, must hold nothing of this one.
@@ -154,16 +159,16 @@ bool Transfer::EndsWithConnection() const {
     long version = 0;
     curl_easy_getinfo(m_easy.get(), CURLINFO_HTTP_VERSION, &version);
     const bool one = version == CURL_HTTP_VERSION_1_0 || version == CURL_HTTP_VERSION_1_1;
-    return one && !m_head.contentLength && !m_head.isChunked;
+    return one && !m_request.head.contentLength && !m_request.head.isChunked;
 }
 
 bool Transfer::BeginSaving() {
-    if (EndsWithConnection()) m_farewell.Await(m_easy.get());
+    if (EndsWithConnection()) m_request.farewell.Await(m_easy.get());
     const auto& earlier = m_file.Earlier();
-    m_finder.Begin(m_head.mediaType, earlier ? earlier->mediaType : "", m_file.Beginning(kSniffSize),
-                   m_lastByte);
+    m_finder.Begin(m_request.head.mediaType, earlier ? earlier->mediaType : "", m_file.Beginning(kSniffSize),
+                   m_request.lastByte);
     Announce(false);
-    ReportBytes(m_lastByte);
+    ReportBytes(m_request.lastByte);
     return true;
 }
 
@@ -172,32 +177,39 @@ bool Transfer::TakeFirstData() {
     curl_off_t length = -1;
     curl_easy_getinfo(m_easy.get(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
     m_file.StartOver();
-    m_answer.emplace();
-    m_answer->meaning = Answer::Meaning::Content;
-    m_answer->total = length > 0 ? length : 0;
+    m_request.answer.emplace();
+    m_request.answer->meaning = Answer::Meaning::Content;
+    m_request.answer->total = length > 0 ? length : 0;
     return BeginSaving();
 }
 
 bool Transfer::TakeData(std::string_view bytes) {
-    m_lastByte = Clock::now();
-    if (!m_answer && m_head.Status() == 0 && !TakeFirstData()) return false;
+    m_request.lastByte = Clock::now();
+    if (!m_request.answer && m_request.head.Status() == 0 && !TakeFirstData()) return false;
+    if (!m_request.answer) Ignore();  // libcurl has no name to answer with
     if (!IsSaved()) {
-        m_ignored += bytes.size();
-        return m_ignored <= kMaxIgnored;
+        m_request.ignored += bytes.size();
+        return m_request.ignored <= kMaxIgnored;
     }
-    if (!m_decoder) return Save(bytes);
-    if (m_decoder->Decode(bytes, [this](std::string_view decoded) { return Save(decoded); })) return true;
-    return m_stopped ? false : Stop(Failure(why::kBrokenCoding, Source().text));
+    if (!m_request.decoder) return Save(bytes);
+    m_request.sent += static_cast<std::int64_t>(bytes.size());
+    const auto take = [this](std::string_view decoded) {
+        const std::int64_t all = m_file.Size() + static_cast<std::int64_t>(decoded.size());
+        if (!IsInflated(all, m_request.sent, Timing())) return Save(decoded);
+        return Stop(Failure(why::kInflated, Source().text));
+    };
+    if (m_request.decoder->Decode(bytes, take)) return true;
+    return m_request.stopped ? false : Stop(Failure(why::kBrokenCoding, Source().text));
 }
 
 bool Transfer::Save(std::string_view bytes) {
     if (const int error = m_file.Write(bytes)) return Stop(FileFailure(error, m_file.Path()));
     if (!m_report.HasBegun()) {
-        m_finder.Add(bytes, m_lastByte);
+        m_finder.Add(bytes, m_request.lastByte);
         Announce(false);
     }
-    if (m_file.Size() >= kWorthKeeping && !std::exchange(m_triedToKeep, true)) Keep(false);
-    ReportBytes(m_lastByte);
+    if (m_file.Size() >= kWorthKeeping && !std::exchange(m_request.triedToKeep, true)) Keep(false);
+    ReportBytes(m_request.lastByte);
     return true;
 }
 
@@ -213,22 +225,29 @@ void Transfer::Announce(bool last) {
     m_report.Begin(m_mediaType);
 }
 
-void Transfer::ReportBytes(Clock::time_point now) { m_report.Bytes(m_file.Size(), m_answer->total, now); }
+void Transfer::ReportBytes(Clock::time_point now) {
+    m_report.Bytes(m_file.Size(), m_request.answer->total, now);
+}
 
 void Transfer::Keep(bool last) {
-    if (IsSaved() && m_way.Asked().IsWeb()) KeepIfUseful(m_file, m_head, m_mediaType, m_answer->total, last);
+    if (IsSaved() && m_way.Asked().IsWeb())
+        KeepIfUseful(m_file, m_request.head, m_mediaType, m_request.answer->total, last);
 }
 
 Clock::time_point Transfer::Tick(Clock::time_point now) {
     if (AnnouncedAt() <= now) Announce(true);
     m_report.SendHeld(now);
-    return std::min({m_report.Due(), AnnouncedAt(), SilentAt()});
+    return std::min({m_report.Due(), AnnouncedAt(), OverAt()});
 }
 
-Clock::time_point Transfer::SilentAt() const { return m_lastByte + Timing().silence; }
+Clock::time_point Transfer::OverAt() const {
+    const auto silent = m_request.lastByte + Timing().silence;
+    if (IsSaved()) return silent;
+    return std::min(silent, m_request.ignoredUntil.value_or(m_request.askedAt + Timing().head));
+}
 
-Verdict Transfer::Ended(CURLcode code) {
-    Verdict verdict = Judge(code);
+Verdict Transfer::Ended(CURLcode code, bool othersAreServed) {
+    Verdict verdict = Judge(code, othersAreServed);
     if (verdict.next == Verdict::Next::Failed) {
         Keep(true);
         m_report.Fail(verdict.failure);
@@ -236,34 +255,38 @@ Verdict Transfer::Ended(CURLcode code) {
     return verdict;
 }
 
-Verdict Transfer::Judge(CURLcode code) {
-    if (m_stopped) return Verdict::Fail(*m_stopped);
-    if (!m_answer && m_head.Status() == 0 && code == CURLE_OK) TakeFirstData();  // an empty file by ftp
+Verdict Transfer::Judge(CURLcode code, bool othersAreServed) {
+    if (m_connectAnew) return {Verdict::Next::Again, {}, {}};
+    if (m_request.stopped) return Verdict::Fail(*m_request.stopped);
+    if (!m_request.answer && m_request.head.Status() == 0 && code == CURLE_OK)
+        TakeFirstData();  // an empty file by ftp
     if (IsSaved()) return JudgeSaved(code);
     // The body of a response that is none of ours may end as it likes.
-    if (m_head.Complete()) return JudgeUnsaved();
+    if (m_request.head.Complete()) return JudgeUnsaved();
     if (code == CURLE_COULDNT_CONNECT) {
         long systemError = 0;
         curl_easy_getinfo(m_easy.get(), CURLINFO_OS_ERRNO, &systemError);
-        if (systemError == ECONNREFUSED) {
-            if (const auto again = SecondTry(std::nullopt)) return *again;
+        // A server that serves nobody else of us either may be just starting, or not be there.
+        if (systemError == ECONNREFUSED && (othersAreServed || !m_patience.IsTried())) {
+            if (const auto later = TurnedAway(std::nullopt)) return *later;
         }
     }
     if (ProxyWantsUser(m_easy.get(), code)) code = CURLE_LOGIN_DENIED;
     // libcurl's word for a line that is too long for it.
     if (code == CURLE_OUT_OF_MEMORY) return Verdict::Fail(Failure(why::kUntrustedHead, Source().text));
-    return Verdict::Fail(
-        TransportFailure(code == CURLE_OK ? CURLE_WEIRD_SERVER_REPLY : code, m_error, Source().text));
+    return Verdict::Fail(TransportFailure(code == CURLE_OK ? CURLE_WEIRD_SERVER_REPLY : code,
+                                          m_request.error.data(), Source().text));
 }
 
 Verdict Transfer::JudgeSaved(CURLcode code) {
-    if (code != CURLE_OK) return Verdict::Fail(TransportFailure(code, m_error, Source().text));
-    const BodyEnd end{m_file.Size(), !m_farewell.IsMissing(), !m_decoder || m_decoder->AtEnd()};
-    if (auto failure = reader::Judge(*m_answer, end, Source().text))
+    if (code != CURLE_OK) return Verdict::Fail(TransportFailure(code, m_request.error.data(), Source().text));
+    const BodyEnd end{m_file.Size(), !m_request.farewell.IsMissing(),
+                      !m_request.decoder || m_request.decoder->AtEnd()};
+    if (auto failure = reader::Judge(*m_request.answer, end, Source().text))
         return Verdict::Fail(std::move(*failure));
-    if (!m_answer->digests.Any()) return {};
+    if (!m_request.answer->digests.Any()) return {};
     if (const int error = m_file.Write({})) return Verdict::Fail(FileFailure(error, m_file.Path()));
-    m_check.emplace(m_file.Data(), m_answer->digests);
+    m_check.emplace(m_file.Data(), m_request.answer->digests);
     return {Verdict::Next::Check, {}, {}};
 }
 
@@ -274,7 +297,7 @@ std::optional<Verdict> Transfer::CheckStep() {
         verdict = Verdict::Fail(FileFailure(error, m_file.Path()));
     } else if (!m_check->Agrees()) {
         m_file.StartOver();
-        m_answer.reset();  // nothing of it is worth keeping
+        m_request.answer.reset();  // nothing of it is worth keeping
         verdict = Verdict::Fail(Failure(why::kOtherDigest, Source().text));
     } else {
         return verdict;
@@ -285,8 +308,9 @@ std::optional<Verdict> Transfer::CheckStep() {
 
 Verdict Transfer::JudgeUnsaved() {
     // What asked for the user's name did not get one.
-    if (!m_answer) m_answer = reader::Judge(m_head, KeptOf(m_file), true, Source().text);
-    switch (m_answer->meaning) {
+    if (!m_request.answer)
+        m_request.answer = reader::Judge(m_request.head, KeptOf(m_file), true, Source().text);
+    switch (m_request.answer->meaning) {
         case Answer::Meaning::Moved:
             return Redirect();
         case Answer::Meaning::Mismatch:
@@ -294,42 +318,38 @@ Verdict Transfer::JudgeUnsaved() {
             return {Verdict::Next::Again, {}, {}};
         case Answer::Meaning::Unchanged:
             m_mediaType = m_file.Earlier()->mediaType;
-            ReportBytes(m_lastByte);
+            ReportBytes(m_request.lastByte);
             m_report.Begin(m_mediaType);
             return {};
         case Answer::Meaning::Busy:
-            if (const auto again = SecondTry(ParseRetryAfter(m_head.retryAfter, std::time(nullptr))))
-                return *again;
+            if (const auto later = TurnedAway(ParseRetryAfter(m_request.head.retryAfter, std::time(nullptr))))
+                return *later;
             break;
         default:
             break;
     }
-    return Verdict::Fail(m_answer->failure);
+    return Verdict::Fail(m_request.answer->failure);
 }
 
 Verdict Transfer::Redirect() {
     const std::string host = Source().host;
-    if (auto failure = m_way.Follow(m_head)) return Verdict::Fail(std::move(*failure));
+    if (auto failure = m_way.Follow(m_request.head)) return Verdict::Fail(std::move(*failure));
     m_report.Status(kStatusRedirecting, Source().text);
     m_file.Follow(SourceOf(Source()));
     m_lookedForEarlier = false;
     return {host == Source().host ? Verdict::Next::Again : Verdict::Next::Elsewhere, {}, {}};
 }
 
-std::optional<Verdict> Transfer::SecondTry(std::optional<std::int64_t> secondsNamed) {
-    const std::chrono::seconds named(secondsNamed.value_or(0));
-    if (m_triedTwice || named > Timing().longestWait) return std::nullopt;
-    m_triedTwice = true;
-    // Spread by the read's number, so that reads that were turned away together don't come back together.
-    const auto spread = Timing().secondTry * static_cast<std::int64_t>(m_read->id * 7 % 16) / 32;
-    const auto wait = secondsNamed ? std::chrono::milliseconds(named) : Timing().secondTry + spread;
-    return Verdict{Verdict::Next::Again, wait, {}};
+std::optional<Verdict> Transfer::TurnedAway(std::optional<std::int64_t> secondsNamed) {
+    const auto pause = m_patience.Next(secondsNamed, m_read->id);
+    if (!pause) return std::nullopt;
+    return Verdict{Verdict::Next::TurnedAway, *pause, {}};
 }
 
 std::optional<FinishedFile> Transfer::Finish(bool hold) {
     Announce(true);
     if (m_file.Size() >= kWorthKeeping) Keep(false);  // more than whoever was in the way had
-    auto result = m_file.Finish(ValidatorOf(m_file, m_head), m_mediaType, hold);
+    auto result = m_file.Finish(ValidatorOf(m_file, m_request.head), m_mediaType, hold);
     if (const int* error = std::get_if<int>(&result)) {
         m_report.Fail(FileFailure(*error, m_file.Path()));
         return std::nullopt;

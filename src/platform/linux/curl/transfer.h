@@ -2,14 +2,18 @@
 
 #include "platform/linux/curl/content_decoder.h"
 #include "platform/linux/curl/easy_handle.h"
+#include "platform/linux/curl/kept_connections.h"
 #include "platform/linux/curl/proxy.h"
 #include "platform/linux/curl/report.h"
+#include "platform/linux/curl/timing.h"
 #include "platform/linux/curl/tls_farewell.h"
 #include "platform/reader/digest_check.h"
 #include "platform/reader/kept_data.h"
+#include "platform/reader/patience.h"
 #include "platform/reader/redirections.h"
 #include "platform/reader/type_finder.h"
 
+#include <array>
 #include <chrono>
 #include <cstdint>
 #include <memory>
@@ -25,11 +29,12 @@ struct Verdict {
         Finished,  // the file is whole
         Check,     // the file is whole and must agree with its digests: CheckStep
         Failed,
-        Again,      // another request of the same host, after `wait`
-        Elsewhere,  // another request of another host
+        Again,       // another request of the same host
+        TurnedAway,  // the same request after `pause`; the place at the host is for others meanwhile
+        Elsewhere,   // another request of another host
     };
     Next next = Next::Finished;
-    std::chrono::milliseconds wait{0};
+    std::chrono::milliseconds pause{0};
     ReadFailure failure;
 
     static Verdict Fail(ReadFailure failure) { return {Next::Failed, {}, std::move(failure)}; }
@@ -40,7 +45,7 @@ struct Verdict {
 class Transfer {
   public:
     Transfer(std::shared_ptr<Read> read, SourceUrl source, std::shared_ptr<PrivateFolder> folder,
-             Outbox& outbox);
+             KeptConnections& connections, Outbox& outbox);
     // Unless the transfer finished, what it has got so far is kept for the next read where that can use it.
     ~Transfer();
     Transfer(const Transfer&) = delete;
@@ -55,12 +60,15 @@ class Transfer {
     EasyHandle Detach() { return std::move(m_easy); }
     CURL* Handle() const { return m_easy.get(); }
 
-    // The request has ended with `code`.
-    Verdict Ended(CURLcode code);
+    // The request has ended with `code`. `othersAreServed`: whether other reads hold places at its host.
+    Verdict Ended(CURLcode code, bool othersAreServed);
+    // When the request that is under way, or was the last, began.
+    Clock::time_point AskedAt() const { return m_request.askedAt; }
     // While a request is under way: does what the time asks for, and tells when something is due next.
     Clock::time_point Tick(Clock::time_point now);
-    // When the transfer has been silent for too long, if no byte comes.
-    Clock::time_point SilentAt() const;
+    // When the request is to be ended, if nothing else happens: its server has been silent for too long, its
+    // head is still not complete, or what comes is not wanted.
+    Clock::time_point OverAt() const;
     // After the verdict Check: does a part of it. Gives the next verdict when all is done.
     std::optional<Verdict> CheckStep();
     // After the verdict Finished: reports success, or a failure to hold the file, and then gives nothing.
@@ -68,54 +76,64 @@ class Transfer {
     std::optional<FinishedFile> Finish(bool hold);
 
   private:
+    // What is known of the current request; a new one begins with a new one of these.
+    struct Request {
+        std::unique_ptr<curl_slist, void (*)(curl_slist*)> fields{nullptr, curl_slist_free_all};
+        std::array<char, CURL_ERROR_SIZE> error{};  // libcurl's text
+        Clock::time_point askedAt;
+        Clock::time_point lastByte;
+        bool connectionIsNew = false;
+        ResponseHead head;
+        std::optional<Answer> answer;  // what it means, once its head is there
+        std::size_t ignored = 0;       // bytes of a body that nobody wants
+        std::optional<Clock::time_point> ignoredUntil;
+        std::int64_t sent = 0;                    // bytes of an encoded body
+        std::unique_ptr<ContentDecoder> decoder;  // null when what comes is the content itself
+        std::optional<ReadFailure> stopped;       // why we ended it ourselves
+        bool triedToKeep = false;
+        TlsFarewell farewell;
+    };
+
     static std::size_t OnHeader(char* line, std::size_t size, std::size_t count, void* self);
     static std::size_t OnData(char* bytes, std::size_t size, std::size_t count, void* self);
     static curl_socket_t OnOpenSocket(void* self, curlsocktype purpose, curl_sockaddr* address);
-    static int OnRequest(void* self, char* address, char* localAddress, int port, int localPort);
+    static int OnRequest(void* self, char* address, char* ownAddress, int port, int ownPort);
 
     void SetUrl();
     void SetFields();
     bool TakeHead();
+    void Ignore();
     bool TakeFirstData();
     bool TakeData(std::string_view bytes);
     bool Save(std::string_view bytes);
     bool Stop(ReadFailure failure);
     bool EndsWithConnection() const;
-    bool IsSaved() const { return m_answer && m_answer->IsSaved(); }
+    bool IsSaved() const { return m_request.answer && m_request.answer->IsSaved(); }
     bool BeginSaving();
     Clock::time_point AnnouncedAt() const;
     void Announce(bool last);
     void ReportBytes(Clock::time_point now);
     void Keep(bool last);
 
-    Verdict Judge(CURLcode code);
+    Verdict Judge(CURLcode code, bool othersAreServed);
     Verdict JudgeSaved(CURLcode code);
     Verdict JudgeUnsaved();
     Verdict Redirect();
-    std::optional<Verdict> SecondTry(std::optional<std::int64_t> secondsNamed);
+    std::optional<Verdict> TurnedAway(std::optional<std::int64_t> secondsNamed);
 
     std::shared_ptr<Read> m_read;
     Redirections m_way;
     PartialFile m_file;
     class Report m_report;
+    KeptConnections& m_connections;
     EasyHandle m_easy;
-    std::unique_ptr<curl_slist, void (*)(curl_slist*)> m_fields{nullptr, curl_slist_free_all};
-    char m_error[CURL_ERROR_SIZE] = {};
-
-    bool m_triedTwice = false;
+    Patience m_patience{Timing()};
     bool m_lookedForEarlier = false;
+    bool m_connectAnew = false;  // the connection that was kept for the request can't be used
     bool m_reportedConnecting = false;
     bool m_reportedRequest = false;
 
-    // Of the current request.
-    ResponseHead m_head;
-    std::optional<Answer> m_answer;        // what it means, once its head is there
-    std::size_t m_ignored = 0;             // bytes of a body that nobody wants
-    std::optional<ReadFailure> m_stopped;  // why we ended it ourselves
-    bool m_triedToKeep = false;
-    std::unique_ptr<ContentDecoder> m_decoder;  // null when what comes is the content itself
-    TlsFarewell m_farewell;
-    Clock::time_point m_lastByte;
+    Request m_request;
 
     std::optional<DigestCheck> m_check;
     TypeFinder m_finder;

@@ -13,14 +13,12 @@ namespace tsasync::platform::reader {
 
 namespace {
 
-constexpr std::size_t kConnectionsPerHost = 6;
-constexpr std::size_t kConnections = 64;
 // An owner that does not run its loop must not use up the descriptors of the process.
 constexpr std::size_t kMostHeld = 128;
 
 CURLM* NewMulti() {
     CURLM* multi = curl_multi_init();
-    curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, static_cast<long>(kConnections));
+    curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, static_cast<long>(Timing().connections));
     return multi;
 }
 
@@ -43,7 +41,7 @@ TransferThread& TransferThread::OfThisProcess() {
     return thread;
 }
 
-TransferThread::TransferThread() : m_multi(nullptr), m_gate(kConnectionsPerHost, kConnections) {
+TransferThread::TransferThread() : m_multi(nullptr), m_gate(Timing()) {
     curl_global_init(CURL_GLOBAL_DEFAULT);
     m_multi = NewMulti();
 }
@@ -155,7 +153,8 @@ void TransferThread::Begin(std::shared_ptr<Read> read) {
 
 void TransferThread::Drop(std::uint64_t id) {
     const bool asked = m_asking.erase(id) != 0;
-    const bool waited = m_gate.Leave(id) || asked;
+    const bool paused = std::erase_if(m_pauses, [&](const auto& one) { return one.second == id; }) != 0;
+    const bool waited = m_gate.Leave(id) || asked || paused;
     m_waiting.erase(id);
     if (auto finished = TakeFinished(id)) finished->Dropped();
     if (const auto found = m_transfers.find(id); found != m_transfers.end()) {
@@ -172,7 +171,7 @@ void TransferThread::Drop(std::uint64_t id) {
 
 // Lets as many reads start as there are places.
 void TransferThread::LetIn() {
-    while (const auto id = m_gate.Next()) {
+    while (const auto id = m_gate.Next(Clock::now())) {
         if (const auto found = m_transfers.find(*id); found != m_transfers.end()) {
             Request(*found->second);
         } else {
@@ -199,8 +198,8 @@ void TransferThread::Open(std::shared_ptr<Read> read, SourceUrl source) {
         m_fileReads.emplace(
             id, std::make_unique<FileRead>(std::move(read), std::move(source), std::move(folder), m_outbox));
     } else {
-        auto transfer =
-            std::make_unique<Transfer>(std::move(read), std::move(source), std::move(folder), m_outbox);
+        auto transfer = std::make_unique<Transfer>(std::move(read), std::move(source), std::move(folder),
+                                                   m_connections, m_outbox);
         Request(*m_transfers.emplace(id, std::move(transfer)).first->second);
     }
 }
@@ -252,7 +251,7 @@ void TransferThread::TakeResults() {
 
 void TransferThread::Judge(Transfer& transfer, CURLcode code) {
     const std::string host = transfer.Source().host;
-    const Verdict verdict = transfer.Ended(code);
+    const Verdict verdict = transfer.Ended(code, m_gate.IsShared(host));
     TakeBack(transfer);
     Act(transfer, host, verdict);
 }
@@ -271,8 +270,15 @@ void TransferThread::Act(Transfer& transfer, const std::string& host, const Verd
             End(id, host, std::nullopt);
             break;
         case Verdict::Next::Again:
-            m_pauses.emplace(Clock::now() + verdict.wait, id);
+            Request(transfer);
             break;
+        case Verdict::Next::TurnedAway: {
+            const auto now = Clock::now();
+            m_gate.TurnedAway(host, transfer.AskedAt(), now);
+            m_gate.Release(host);
+            m_pauses.emplace(now + verdict.pause, id);
+            break;
+        }
         case Verdict::Next::Elsewhere:
             m_gate.Release(host);
             m_gate.Enter(id, transfer.Source().host);
@@ -318,20 +324,19 @@ int TransferThread::CheckTimes() {
     const auto now = Clock::now();
     while (!m_pauses.empty() && m_pauses.begin()->first <= now) {
         const auto pause = m_pauses.extract(m_pauses.begin());
-        if (const auto found = m_transfers.find(pause.mapped()); found != m_transfers.end())
-            Request(*found->second);
+        m_gate.Return(pause.mapped(), m_transfers.at(pause.mapped())->Source().host);
     }
     if (m_requests.empty() && m_closeAt <= now) {
         CloseConnections();
         return 0;
     }
     auto next = m_pauses.empty() ? Clock::time_point::max() : m_pauses.begin()->first;
-    std::vector<Transfer*> silent;
+    std::vector<Transfer*> over;
     for (Transfer* transfer : m_requests) {
         next = std::min(next, transfer->Tick(now));
-        if (transfer->SilentAt() <= now) silent.push_back(transfer);
+        if (transfer->OverAt() <= now) over.push_back(transfer);
     }
-    for (Transfer* transfer : silent) Judge(*transfer, CURLE_OPERATION_TIMEDOUT);
+    for (Transfer* transfer : over) Judge(*transfer, CURLE_OPERATION_TIMEDOUT);
     LetIn();
     if (m_requests.empty()) next = std::min(next, m_closeAt);
     if (HasLocalWork()) return 0;

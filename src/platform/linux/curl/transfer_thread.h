@@ -78,6 +78,7 @@ class TransferThread {
 
     // The thread's own.
     CURLM* m_multi;  // it changes under m_mutex
+    KeptConnections m_connections;
     EasyHandlePool m_handles;
     Proxies m_proxies;
     Outbox m_outbox;

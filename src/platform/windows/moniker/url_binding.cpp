@@ -64,14 +64,20 @@ HRESULT Guarded(const auto& operation) {
 
 }  // namespace
 
-UrlBinding::UrlBinding(std::u16string url, Folder folder, Report report)
-    : m_url(std::move(url)), m_folder(std::move(folder)), m_target(m_url), m_report(std::move(report)) {}
+UrlBinding::UrlBinding(std::u16string url, Folder folder, std::function<bool()> othersAreServed,
+                       Report report)
+    : m_url(std::move(url)),
+      m_folder(std::move(folder)),
+      m_target(m_url),
+      m_othersAreServed(std::move(othersAreServed)),
+      m_report(std::move(report)) {}
 
 void UrlBinding::Start() {
     if (!m_report) return;
     m_waits = false;
     m_lastSign = GetTickCount64();
     if (m_check) return CheckOn();
+    m_askedAt = ConnectionGate::Clock::now();
     if (!m_way) {
         auto source = reader::ParseSourceUrl(ToUtf8(m_url));
         if (auto* failure = std::get_if<ReadFailure>(&source)) return Finish(std::move(*failure));
@@ -113,13 +119,19 @@ void UrlBinding::Fail(ReadFailure failure) {
     StopBinding();
 }
 
-bool UrlBinding::IsSilent() const {
-    const std::uint64_t limit = m_lastCode == kStatusConnecting ? Timing().connect : Timing().silence;
-    return GetTickCount64() - m_lastSign > limit;
+bool UrlBinding::IsOver() const {
+    if (m_waits) return false;
+    const auto since = [now = GetTickCount64()](std::uint64_t tick) {
+        return std::chrono::milliseconds(now - tick);
+    };
+    if (IsUnwanted() && since(m_answeredAt) > Timing().unwanted) return true;
+    const bool isHeadLate = !m_answer && ConnectionGate::Clock::now() - m_askedAt > Timing().head;
+    const bool isConnecting = m_lastCode == kStatusConnecting;
+    return isHeadLate || since(m_lastSign) > (isConnecting ? Timing().connect : Timing().silence);
 }
 
-void UrlBinding::FailSilent() {
-    if (m_answer && !IsSaved()) return StopBinding();  // the rest of what nobody wants may stay away
+void UrlBinding::EndOver() {
+    if (IsUnwanted()) return StopBinding();
     Fail(Failure(m_lastCode == kStatusConnecting ? why::kNoConnection : why::kSilent, Source().text));
 }
 
@@ -237,6 +249,9 @@ HRESULT UrlBinding::Receive(IStream& data) {
                 StopBinding();
                 return E_ABORT;
             }
+        } else if (m_encoded && IsInflated(m_file->Size() + count, *m_encoded, Timing())) {
+            Fail(Failure(why::kInflated, Source().text));
+            return E_ABORT;
         } else if (!Save(Wanted({buffer.data(), count}))) {
             return E_ABORT;
         }
@@ -301,11 +316,10 @@ HRESULT UrlBinding::End(HRESULT result) {
         Follow();
     } else if (Means(Meaning::Mismatch)) {
         m_file->StartOver();
-        BeginAgain(0);
+        BeginAgain({});
     } else if (auto failure = FailureOf(result)) {
-        if (const auto wait = WaitBeforeSecondTry(*failure)) {
-            m_triedTwice = true;
-            BeginAgain(*wait);
+        if (const auto pause = PauseAfter(*failure)) {
+            BeginAgain({*pause, true, m_askedAt});
         } else {
             Finish(std::move(*failure));
         }
@@ -326,7 +340,7 @@ void UrlBinding::Follow() {
     Tell(kStatusRedirecting, m_target);
     m_file->Follow(SourceOf(Source()));
     m_lookedForEarlier = false;
-    BeginAgain(0);
+    BeginAgain({});
 }
 
 // In parts, between which the thread has time for everything else.
@@ -340,7 +354,7 @@ void UrlBinding::CheckOn() {
         m_file->StartOver();
         return Finish(Failure(why::kOtherDigest, Source().text));
     }
-    Wait(0);
+    Wait({});
 }
 
 void UrlBinding::Succeed() {
@@ -355,30 +369,29 @@ void UrlBinding::Succeed() {
     Finish(FromUtf8(m_finished->Path()));
 }
 
-// A busy server and one that is just starting are asked once more.
-std::optional<std::uint32_t> UrlBinding::WaitBeforeSecondTry(const ReadFailure& failure) const {
-    const bool isBusy = Means(Meaning::Busy);
-    if (m_triedTwice || !(isBusy || failure.number == kErrCannotConnect)) return std::nullopt;
-    const auto named = isBusy ? reader::ParseRetryAfter(m_head.retryAfter, UnixTime()) : std::nullopt;
-    if (!named)
-        return Timing().secondTry + static_cast<std::uint32_t>(GetTickCount64()) % (Timing().secondTry / 2);
-    // An earlier try than the server wants would be in vain.
-    if (*named > Timing().longestWait / 1000) return std::nullopt;
-    return static_cast<std::uint32_t>(*named * 1000);
+// Of a read that its server has turned away: until it is to ask again.
+std::optional<std::chrono::milliseconds> UrlBinding::PauseAfter(const ReadFailure& failure) {
+    const std::uint64_t own = GetTickCount64();  // any number
+    if (Means(Meaning::Busy))
+        return m_patience.Next(reader::ParseRetryAfter(m_head.retryAfter, UnixTime()), own);
+    // A server that serves nobody else of us either may be just starting, or not be there.
+    const bool mayComeBack =
+        failure.number == kErrCannotConnect && (!m_patience.IsTried() || m_othersAreServed());
+    return mayComeBack ? m_patience.Next(std::nullopt, own) : std::nullopt;
 }
 
-void UrlBinding::BeginAgain(std::uint32_t wait) {
+void UrlBinding::BeginAgain(BindingNotice::Again again) {
     m_lastCode = 0;
     m_received = m_ignored = 0;
     m_head = {};
     m_answer.reset();
     m_triedToKeep = false;
-    Wait(wait);
+    Wait(again);
 }
 
-void UrlBinding::Wait(std::uint32_t milliseconds) {
+void UrlBinding::Wait(BindingNotice::Again again) {
     m_waits = true;
-    m_report({0, {}, m_target, 0, 0, milliseconds, std::nullopt});
+    m_report({0, {}, m_target, 0, 0, again, std::nullopt});
 }
 
 // A system that does not tell what failed has told how far it came. To a secured server the connection may
@@ -461,6 +474,7 @@ void UrlBinding::ReadHead(DWORD status, std::string_view head) {
     // A system may keep the first line to itself.
     if (!head.starts_with("HTTP/")) m_head.AddLine("HTTP/1.1 " + std::to_string(status));
     const bool isSound = m_head.AddLines(head);
+    m_answeredAt = GetTickCount64();
     m_answer = reader::Judge(m_head, KeptOf(*m_file), CanDecode(m_head.contentCodings), Source().text);
     if (!isSound) {
         m_answer->meaning = Meaning::Refusal;
@@ -472,7 +486,8 @@ void UrlBinding::ReadHead(DWORD status, std::string_view head) {
 void UrlBinding::BeginSaving() {
     if (Means(Meaning::Content)) m_file->StartOver();
     // What the system decodes has another length.
-    if (!m_head.contentCodings.empty()) m_head.contentLength.reset();
+    m_encoded.reset();
+    if (!m_head.contentCodings.empty()) m_encoded = std::exchange(m_head.contentLength, std::nullopt);
     m_received = 0;
     const auto& earlier = m_file->Earlier();
     m_finder.Begin(m_head.mediaType, earlier ? earlier->mediaType : "", m_file->Beginning(reader::kSniffSize),

@@ -1,7 +1,9 @@
 #pragma once
 
+#include "platform/reader/connection_gate.h"
 #include "platform/reader/digest_check.h"
 #include "platform/reader/kept_data.h"
+#include "platform/reader/patience.h"
 #include "platform/reader/redirections.h"
 #include "platform/reader/type_finder.h"
 #include "platform/url_reader.h"
@@ -30,9 +32,14 @@ struct BindingNotice {
     std::u16string target;  // the URL read at this moment
     std::int64_t bytesRead = 0;
     std::int64_t bytesMax = 0;  // 0 unknown
-    // Milliseconds until Start is to be called again, for a second try, a redirection or a part of a long
-    // check; nothing is told then.
-    std::optional<std::uint32_t> wait;
+    // Start is to be called again, for a redirection, after a pause or for a part of a long check; nothing is
+    // told then.
+    struct Again {
+        std::chrono::milliseconds pause{0};
+        bool isTurnedAway = false;  // by the server: the place at its host is for others meanwhile
+        ConnectionGate::Clock::time_point askedAt;
+    };
+    std::optional<Again> again;
     // At the end only, and then always: the path of the file, or the failure.
     std::optional<std::variant<std::u16string, ReadFailure>> result;
 };
@@ -45,9 +52,9 @@ class UrlBinding final : public IBindStatusCallback, public IHttpNegotiate, publ
 
     using Folder = std::variant<std::shared_ptr<reader::PrivateFolder>, reader::PrivateFolders::Refusal>;
 
-    // `folder`: of its data. `report` may be called from inside Start already. It is called last with a
-    // result, and never after Abort.
-    UrlBinding(std::u16string url, Folder folder, Report report);
+    // `folder`: of its data. `othersAreServed` tells whether other reads hold places at the host. `report`
+    // may be called from inside Start already. It is called last with a result, and never after Abort.
+    UrlBinding(std::u16string url, Folder folder, std::function<bool()> othersAreServed, Report report);
     UrlBinding(const UrlBinding&) = delete;
     UrlBinding& operator=(const UrlBinding&) = delete;
 
@@ -56,12 +63,13 @@ class UrlBinding final : public IBindStatusCallback, public IHttpNegotiate, publ
     void Abort();
     // The file of a read that ended well, once.
     std::optional<reader::FinishedFile> TakeFinished() { return std::exchange(m_finished, std::nullopt); }
-    // Does what the time asks for; to be called about once a second.
+    // Does what the time asks for; to be called a few times a second.
     void Tick();
-    // Whether the server has given no sign for so long that the read is to be given up.
-    bool IsSilent() const;
-    // Stops it with the failure that follows from that.
-    void FailSilent();
+    // Whether it is to be ended, since the server has given no sign for too long, its head is still not
+    // complete, or what comes is not wanted.
+    bool IsOver() const;
+    // Stops it with what follows from that.
+    void EndOver();
 
     // IUnknown
     STDMETHOD(QueryInterface)(REFIID id, void** object) override;
@@ -92,6 +100,8 @@ class UrlBinding final : public IBindStatusCallback, public IHttpNegotiate, publ
 
     const reader::SourceUrl& Source() const { return m_way->Current(); }
     bool Means(Meaning meaning) const { return m_answer && m_answer->meaning == meaning; }
+    // There is an answer, and nothing of the rest of it is to be waited for.
+    bool IsUnwanted() const { return m_answer && !IsSaved(); }
     bool IsSaved() const { return m_answer && m_answer->IsSaved(); }
     std::int64_t Total() const { return m_answer ? m_answer->total : 0; }
 
@@ -114,17 +124,18 @@ class UrlBinding final : public IBindStatusCallback, public IHttpNegotiate, publ
     void Tell(std::int32_t code, std::u16string text);
     void Finish(std::variant<std::u16string, ReadFailure> result);
     std::optional<ReadFailure> FailureOf(HRESULT result);
-    std::optional<std::uint32_t> WaitBeforeSecondTry(const ReadFailure& failure) const;
+    std::optional<std::chrono::milliseconds> PauseAfter(const ReadFailure& failure);
     HRESULT CauseOf(HRESULT result) const;
-    void BeginAgain(std::uint32_t wait);
-    void Wait(std::uint32_t milliseconds);
+    void BeginAgain(BindingNotice::Again again);
+    void Wait(BindingNotice::Again again);
     void StopBinding();
 
     const std::u16string m_url;  // as asked for
     Folder m_folder;
     std::u16string m_target;                    // after redirections
     std::optional<reader::Redirections> m_way;  // set by the first start
-    Report m_report;                            // empty once the end is told
+    std::function<bool()> m_othersAreServed;
+    Report m_report;  // empty once the end is told
     host::ComPtr<IBinding> m_binding;
     std::optional<reader::PartialFile> m_file;  // set by the first start, until the end
     bool m_lookedForEarlier = false;
@@ -135,13 +146,16 @@ class UrlBinding final : public IBindStatusCallback, public IHttpNegotiate, publ
     std::int64_t m_ignored = 0;              // bytes of its data that nobody wants
     std::int64_t m_received = 0;             // bytes of its data that are saved
     bool m_triedToKeep = false;
-    reader::TypeFinder m_finder{std::chrono::milliseconds(Timing().longestSniff)};
+    std::uint64_t m_answeredAt = 0;         // in ticks of the system
+    std::optional<std::int64_t> m_encoded;  // how many bytes stand for its data, where they are not it
+    reader::TypeFinder m_finder{Timing().longestSniff};
     std::string m_mediaType;  // as told
     bool m_begun = false;     // whether the media type is told
+    ConnectionGate::Clock::time_point m_askedAt;
     std::uint64_t m_lastSign = GetTickCount64();
     std::int32_t m_lastCode = 0;  // ReadStatus, of the last notification
     bool m_waits = false;         // to begin again
-    bool m_triedTwice = false;
+    Patience m_patience{Timing()};
     std::set<std::int32_t> m_told;  // of the codes that are told once
     ULONG m_references = 1;
 };

@@ -9,6 +9,7 @@
 #include "platform/windows/base/handles.h"
 #include "platform/windows/base/own_module.h"
 #include "platform/windows/base/wide.h"
+#include "platform/windows/moniker/timing.h"
 #include "platform/windows/moniker/url_binding.h"
 
 #include <windows.h>
@@ -28,14 +29,10 @@ namespace {
 
 using host::ComPtr;
 
-// Bindings at a time; the others wait. The system opens few connections to a server, and what waits inside it
-// can't be told from what is silent.
-constexpr std::size_t kBindingsPerHost = 6;
-constexpr std::size_t kBindings = 64;
 constexpr UINT kDeliver = WM_APP;
 constexpr UINT kStartNext = WM_APP + 1;
-constexpr UINT kWatchInterval = 1000;  // ms
-constexpr UINT kBytesInterval = 100;   // ms between two notices of byte progress
+constexpr UINT kWatchInterval = 200;  // ms
+constexpr UINT kBytesInterval = 100;  // ms between two notices of byte progress
 // Timers of the window; the ids of reads are those of the timers for beginning them again.
 constexpr UINT_PTR kWatchTimer = 1;
 constexpr UINT_PTR kBytesTimer = 2;
@@ -81,7 +78,8 @@ class UrlReader::Impl {
         std::string goal;  // where its file is wanted
         std::string host;  // for the gate
         std::uint64_t id = 0;
-        ComPtr<UrlBinding> binding;          // null while the read waits for its place
+        ComPtr<UrlBinding> binding;  // null while the read waits for its first place
+        bool hasPlace = false;
         std::optional<BindingNotice> bytes;  // the newest byte progress that is not told yet
         bool bytesQueued = false;            // whether its turn to be told is in the queue
         std::uint64_t bytesTold = 0;         // when the one before was told, in ticks of the system
@@ -100,9 +98,11 @@ class UrlReader::Impl {
     void Deliver(Entry entry);
     void CallHandler(bool completion, const AsyncProperty& property);
     ComPtr<UrlBinding> TakeBinding(Read& read);
+    void LeavePlace(Read& read);
+    void BeginAgain(Read& read, const BindingNotice::Again& again);
     void Abort(Read& read);
     void OnTimer(UINT_PTR timer);
-    void FailSilent();
+    void EndOver();
 
     IReadEvents& m_events;
     WindowHandle m_window;
@@ -110,7 +110,9 @@ class UrlReader::Impl {
     reader::PrivateFolders m_folders;
     std::unordered_map<std::uint64_t, Read> m_reads;
     std::unordered_map<std::u16string, std::uint64_t> m_ids;  // of reads, by folded name
-    ConnectionGate m_gate{kBindingsPerHost, kBindings};
+    // The system opens few connections to a server, and what waits inside it can't be told from what is
+    // silent.
+    ConnectionGate m_gate{Timing()};
     std::deque<Entry> m_queue;
     std::size_t m_bindings = 0;
     std::uint64_t m_lastId = kBytesTimer;
@@ -190,36 +192,49 @@ void UrlReader::Impl::Abort(Read& read) {
     if (const ComPtr<UrlBinding> binding = TakeBinding(read)) binding->Abort();
 }
 
-// Takes the read's binding and its place; null when it waits for one.
+// Takes the read's binding and its place; null when it waits for its first.
 ComPtr<UrlBinding> UrlReader::Impl::TakeBinding(Read& read) {
     ComPtr<UrlBinding> binding = std::exchange(read.binding, {});
     if (!binding) return binding;
-    m_gate.Release(read.host);
+    LeavePlace(read);
     if (--m_bindings == 0) KillTimer(m_window.Get(), kWatchTimer);
-    Post(kStartNext);
     return binding;
+}
+
+void UrlReader::Impl::LeavePlace(Read& read) {
+    if (!std::exchange(read.hasPlace, false)) return;
+    m_gate.Release(read.host);
+    Post(kStartNext);
 }
 
 // One at a time: inside its start, the system may run the message loop, in which anything may happen.
 void UrlReader::Impl::StartNext() {
-    const auto id = m_gate.Next();
+    const auto id = m_gate.Next(ConnectionGate::Clock::now());
     if (!id) return;
     Read& read = m_reads.at(*id);
-    ComPtr<UrlBinding> binding;
-    *binding.Put() = new UrlBinding(read.url, m_folders.For(read.goal),
-                                    [this, id = *id](BindingNotice notice) { Queue(id, std::move(notice)); });
-    read.binding = binding;
-    if (m_bindings++ == 0) SetTimer(m_window.Get(), kWatchTimer, kWatchInterval, nullptr);
+    read.hasPlace = true;
+    if (!read.binding) {
+        *read.binding.Put() = new UrlBinding(
+            read.url, m_folders.For(read.goal), [this, host = read.host] { return m_gate.IsShared(host); },
+            [this, id = *id](BindingNotice notice) { Queue(id, std::move(notice)); });
+        if (m_bindings++ == 0) SetTimer(m_window.Get(), kWatchTimer, kWatchInterval, nullptr);
+    }
     Post(kStartNext);
+    const ComPtr<UrlBinding> binding = read.binding;  // may be the last to hold it
     binding->Start();
 }
 
-void UrlReader::Impl::Queue(std::uint64_t id, BindingNotice notice) {
-    if (notice.wait) {
-        SetTimer(m_window.Get(), static_cast<UINT_PTR>(id), *notice.wait, nullptr);
-        return;
+void UrlReader::Impl::BeginAgain(Read& read, const BindingNotice::Again& again) {
+    if (again.isTurnedAway) {
+        m_gate.TurnedAway(read.host, again.askedAt, ConnectionGate::Clock::now());
+        LeavePlace(read);
     }
+    SetTimer(m_window.Get(), static_cast<UINT_PTR>(read.id), static_cast<UINT>(again.pause.count()), nullptr);
+}
+
+void UrlReader::Impl::Queue(std::uint64_t id, BindingNotice notice) {
     Read& read = m_reads.at(id);
+    if (notice.again) return BeginAgain(read, *notice.again);
     if (IsByteProgress(notice)) {
         read.bytes = std::move(notice);
         QueueBytes(read, false);
@@ -311,7 +326,7 @@ void UrlReader::Impl::CallHandler(bool completion, const AsyncProperty& property
 }
 
 void UrlReader::Impl::OnTimer(UINT_PTR timer) {
-    if (timer == kWatchTimer) return FailSilent();
+    if (timer == kWatchTimer) return EndOver();
     KillTimer(m_window.Get(), timer);
     if (timer == kBytesTimer) {
         for (auto& [id, read] : m_reads) QueueBytes(read, true);
@@ -320,17 +335,20 @@ void UrlReader::Impl::OnTimer(UINT_PTR timer) {
     const auto found = m_reads.find(timer);
     if (found == m_reads.end()) return;
     const ComPtr<UrlBinding> binding = found->second.binding;  // may be the last to hold it
-    if (binding) binding->Start();
+    if (!binding) return;
+    if (found->second.hasPlace) return binding->Start();
+    m_gate.Return(found->first, found->second.host);
+    Post(kStartNext);
 }
 
-void UrlReader::Impl::FailSilent() {
-    std::vector<std::uint64_t> silent;
+void UrlReader::Impl::EndOver() {
+    std::vector<std::uint64_t> over;
     for (const auto& [id, read] : m_reads) {
         if (!read.binding) continue;
         read.binding->Tick();
-        if (read.binding->IsSilent()) silent.push_back(id);
+        if (read.binding->IsOver()) over.push_back(id);
     }
-    for (const std::uint64_t id : silent) m_reads.at(id).binding->FailSilent();
+    for (const std::uint64_t id : over) m_reads.at(id).binding->EndOver();
 }
 
 UrlReader::UrlReader(IReadEvents& events) : m_impl(std::make_unique<Impl>(events)) {}
