@@ -133,6 +133,8 @@ TEST(Failure, NamesNobody) {
     for (const auto& row : rows)
         EXPECT_EQ(ToUtf8(Failure(why::kMalformedUrl, row.culprit).description),
                   "Malformed URL: " + row.named);
+    EXPECT_EQ(ToUtf8(TransportFailure(kErrResourceNotFound, "error 7", "http://me@h/").description),
+              "No such host (error 7): http://h/");
     EXPECT_EQ(ToUtf8(StatusFailure(404, "http://h/x").description),
               "The server answered 404 Not Found: http://h/x");
 }

@@ -36,6 +36,21 @@ constexpr std::array kStatuses{
     Status{504, kErrConnectionTimeout, "Gateway Timeout"},
 };
 
+// What ends a transfer below HTTP. The rest is a connection that broke.
+constexpr std::array kTransportFailures{
+    why::kMalformedUrl,
+    why::kSilent,
+    why::kUnknownScheme,
+    Reason{kErrCannotConnect, "The server takes no connection"},
+    Reason{kErrResourceNotFound, "No such host"},
+    Reason{kErrObjectNotFound, "No such file"},
+    Reason{kErrAuthenticationRequired, "The server asks for another user or password"},
+    Reason{kErrSecurityProblem, "No secured connection could be agreed on"},
+    Reason{kErrInvalidCertificate, "The server's certificate is not trusted"},
+    Reason{kErrCannotLoadData, "The file can't be read"},
+    Reason{kErrRedirectFailed, "The redirection leads nowhere"},
+};
+
 }  // namespace
 
 ReadFailure Failure(std::int32_t number, std::string_view sentence, std::string_view culprit) {
@@ -44,6 +59,13 @@ ReadFailure Failure(std::int32_t number, std::string_view sentence, std::string_
 
 ReadFailure Failure(const Reason& reason, std::string_view culprit) {
     return Failure(reason.number, reason.sentence, culprit);
+}
+
+ReadFailure TransportFailure(std::int32_t number, std::string_view detail, std::string_view url) {
+    const auto* known = std::find_if(kTransportFailures.begin(), kTransportFailures.end(),
+                                     [number](const Reason& one) { return one.number == number; });
+    const std::string sentence(known == kTransportFailures.end() ? "The connection broke" : known->sentence);
+    return Failure(number, sentence + " (" + std::string(detail) + ")", url);
 }
 
 ReadFailure StatusFailure(int status, std::string_view url) {

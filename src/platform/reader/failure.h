@@ -53,6 +53,10 @@ inline constexpr Reason kOtherDigest{kErrDownloadFailure,
 ReadFailure Failure(const Reason& reason, std::string_view culprit);
 ReadFailure Failure(std::int32_t number, std::string_view sentence, std::string_view culprit);
 
+// What the transport below ended with: one of its failures by its number, and `detail`, the transport's own
+// words.
+ReadFailure TransportFailure(std::int32_t number, std::string_view detail, std::string_view url);
+
 // A server's answer of an HTTP status that brings no data.
 ReadFailure StatusFailure(int status, std::string_view url);
 

@@ -47,7 +47,7 @@ std::int32_t NumberOf(CURLcode code) {
 }  // namespace
 
 ReadFailure TransportFailure(CURLcode code, std::string_view detail, std::string_view url) {
-    return Failure(NumberOf(code), detail.empty() ? curl_easy_strerror(code) : detail, url);
+    return TransportFailure(NumberOf(code), detail.empty() ? curl_easy_strerror(code) : detail, url);
 }
 
 ReadFailure FileFailure(int systemError, std::string_view path) {

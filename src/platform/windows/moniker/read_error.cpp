@@ -66,9 +66,8 @@ std::int32_t NumberOf(HRESULT result) {
 }  // namespace
 
 ReadFailure BindingFailure(HRESULT result, std::string_view url) {
-    return reader::Failure(NumberOf(result),
-                           "The read failed with error 0x" + ToUtf8(Hex(static_cast<std::uint32_t>(result))),
-                           url);
+    return reader::TransportFailure(NumberOf(result),
+                                    "error 0x" + ToUtf8(Hex(static_cast<std::uint32_t>(result))), url);
 }
 
 // The moniker says the same of a file that is not there and of one that must not be read.
