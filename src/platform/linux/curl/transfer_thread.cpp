@@ -22,6 +22,11 @@ CURLM* NewMulti() {
     return multi;
 }
 
+bool HasPlace(auto state) {
+    using State = decltype(state);
+    return state == State::Requesting || state == State::Checking || state == State::Copying;
+}
+
 // Ends the thread before the libraries that it uses shut down; who still asks it for something finds it
 // stopped. A child that the process forked off has no such thread, and what is read here is not the child's
 // to clear away.
@@ -94,16 +99,17 @@ void TransferThread::Run() {
         StepLocalWork();
         const int wait = CheckTimes();
         m_outbox.Send();
-        if (m_proxies.Poll(m_multi, wait)) {
-            for (const auto& [id, host] : std::exchange(m_asking, {})) m_gate.Enter(id, host);
-        }
+        if (m_proxies.Poll(m_multi, wait)) AskAgain();
     }
-    while (!m_requests.empty()) TakeBack(**m_requests.begin());
-    m_transfers.clear();
-    m_fileReads.clear();
-    m_waiting.clear();
-    for (auto& [id, finished] : m_finished) finished.Dropped();
-    m_finished.clear();
+    for (auto& [id, job] : m_jobs) {
+        if (job.state == State::Requesting) TakeBack(*job.transfer);
+        job.transfer.reset();
+        job.copy.reset();
+    }
+    for (auto& [id, job] : m_jobs) {
+        if (job.finished) job.finished->Dropped();
+    }
+    m_jobs.clear();
     m_folders.Clear();
     m_handles = {};
     curl_multi_cleanup(m_multi);
@@ -146,81 +152,93 @@ void TransferThread::Begin(std::shared_ptr<Read> read) {
         Report(std::move(read), m_outbox).Fail(std::move(*failure));
         return;
     }
-    const std::uint64_t id = read->id;
-    m_gate.Enter(id, std::get<SourceUrl>(source).host);
-    m_waiting.emplace(id, std::move(read));
+    const auto job = m_jobs.emplace(read->id, Job{}).first;
+    job->second.host = std::get<SourceUrl>(source).host;
+    job->second.read = std::move(read);
+    m_gate.Enter(job->first, job->second.host);
+}
+
+// A place that the new state has no use for goes to the next.
+void TransferThread::Become(Jobs::value_type& one, State state) {
+    auto& [id, job] = one;
+    if (HasPlace(job.state) && !HasPlace(state)) m_gate.Release(job.host);
+    if (job.state == State::Requesting) --m_requests;
+    if (state == State::Requesting) ++m_requests;
+    job.state = state;
+    if (HasPlace(state) || state == State::Paused) {
+        m_busy.insert(id);
+    } else {
+        m_busy.erase(id);
+    }
 }
 
 void TransferThread::Drop(std::uint64_t id) {
-    const bool asked = m_asking.erase(id) != 0;
-    const bool paused = std::erase_if(m_pauses, [&](const auto& one) { return one.second == id; }) != 0;
-    const bool waited = m_gate.Leave(id) || asked || paused;
-    m_waiting.erase(id);
-    if (auto finished = TakeFinished(id)) finished->Dropped();
-    if (const auto found = m_transfers.find(id); found != m_transfers.end()) {
-        Transfer& transfer = *found->second;
-        if (m_requests.contains(&transfer)) TakeBack(transfer);
-        if (waited) {
-            m_transfers.erase(id);  // it holds no place
-        } else {
-            End(id, std::string(transfer.Source().host), std::nullopt);
-        }
+    const auto found = m_jobs.find(id);
+    if (found == m_jobs.end()) return;
+    const State state = found->second.state;
+    if (state == State::Waiting) m_gate.Leave(id);
+    if (state == State::Requesting) TakeBack(*found->second.transfer);
+    if (auto finished = TakeFinished(id)) {
+        finished->Dropped();
+    } else {
+        End(id, std::nullopt);
     }
-    if (m_fileReads.contains(id)) End(id, {}, std::nullopt);
 }
 
 // Lets as many reads start as there are places.
 void TransferThread::LetIn() {
     while (const auto id = m_gate.Next(Clock::now())) {
-        if (const auto found = m_transfers.find(*id); found != m_transfers.end()) {
-            Request(*found->second);
+        auto& one = *m_jobs.find(*id);
+        Become(one, State::Requesting);
+        if (one.second.transfer) {
+            Request(one);
+            continue;
+        }
+        auto source = std::get<SourceUrl>(ParseSourceUrl(one.second.read->url));
+        if (source.scheme == "file" || m_proxies.Find(source) != nullptr) {
+            Open(one, std::move(source));
         } else {
-            auto source = std::get<SourceUrl>(ParseSourceUrl(m_waiting.at(*id)->url));
-            if (source.scheme == "file" || m_proxies.Find(source) != nullptr) {
-                Open(std::move(m_waiting.extract(*id).mapped()), std::move(source));
-            } else {
-                StepAside(*id, source.host);
-            }
+            Become(one, State::Asking);
         }
     }
 }
 
-void TransferThread::Open(std::shared_ptr<Read> read, SourceUrl source) {
-    const std::uint64_t id = read->id;
-    auto found = m_folders.For(read->folder);
+// Something is known of the ways that reads ask for.
+void TransferThread::AskAgain() {
+    for (auto& one : m_jobs) {
+        if (one.second.state != State::Asking) continue;
+        Become(one, State::Waiting);
+        m_gate.Enter(one.first, one.second.host);
+    }
+}
+
+void TransferThread::Open(Jobs::value_type& one, SourceUrl source) {
+    auto& [id, job] = one;
+    auto found = m_folders.For(job.read->folder);
     if (const auto* refusal = std::get_if<PrivateFolders::Refusal>(&found)) {
-        m_gate.Release(source.host);
-        Report(std::move(read), m_outbox).Fail(FileFailure(refusal->error, refusal->path));
-        return;
+        Report(job.read, m_outbox).Fail(FileFailure(refusal->error, refusal->path));
+        return End(id, std::nullopt);
     }
     auto& folder = std::get<std::shared_ptr<PrivateFolder>>(found);
     if (source.scheme == "file") {
-        m_fileReads.emplace(
-            id, std::make_unique<FileRead>(std::move(read), std::move(source), std::move(folder), m_outbox));
+        job.copy = std::make_unique<FileRead>(job.read, std::move(source), std::move(folder), m_outbox);
+        Become(one, State::Copying);
     } else {
-        auto transfer = std::make_unique<Transfer>(std::move(read), std::move(source), std::move(folder),
-                                                   m_connections, m_outbox);
-        Request(*m_transfers.emplace(id, std::move(transfer)).first->second);
+        job.transfer = std::make_unique<Transfer>(job.read, std::move(source), std::move(folder),
+                                                  m_connections, m_outbox);
+        Request(one);
     }
 }
 
-void TransferThread::Request(Transfer& transfer) {
-    if (const ProxyChoice* proxy = m_proxies.Find(transfer.Source())) {
-        m_requests.insert(&transfer);
-        curl_multi_add_handle(m_multi, transfer.Attach(m_handles.Take(), *proxy));
-    } else {
-        StepAside(transfer.Id(), transfer.Source().host);
-    }
-}
-
-// The way to `host` is not known yet: the read gives its place back until it is.
-void TransferThread::StepAside(std::uint64_t id, const std::string& host) {
-    m_gate.Release(host);
-    m_asking.emplace(id, host);
+// The read has a place, and gives it back while the way to its host is not known.
+void TransferThread::Request(Jobs::value_type& one) {
+    Transfer& transfer = *one.second.transfer;
+    const ProxyChoice* proxy = m_proxies.Find(transfer.Source());
+    if (proxy == nullptr) return Become(one, State::Asking);
+    curl_multi_add_handle(m_multi, transfer.Attach(m_handles.Take(), *proxy));
 }
 
 void TransferThread::TakeBack(Transfer& transfer) {
-    m_requests.erase(&transfer);
     curl_multi_remove_handle(m_multi, transfer.Handle());
     m_handles.GiveBack(transfer.Detach());
     m_closeAt = Clock::now() + Timing().keptOpen;
@@ -244,76 +262,78 @@ void TransferThread::TakeResults() {
         const CURLcode code = message->data.result;
         Transfer* transfer = nullptr;
         curl_easy_getinfo(easy, CURLINFO_PRIVATE, &transfer);
-        Judge(*transfer, code);
+        Judge(*m_jobs.find(transfer->Id()), code);
     }
     LetIn();
 }
 
-void TransferThread::Judge(Transfer& transfer, CURLcode code) {
-    const std::string host = transfer.Source().host;
-    const Verdict verdict = transfer.Ended(code, m_gate.IsShared(host));
+void TransferThread::Judge(Jobs::value_type& one, CURLcode code) {
+    Transfer& transfer = *one.second.transfer;
+    const Verdict verdict = transfer.Ended(code, m_gate.IsShared(one.second.host));
     TakeBack(transfer);
-    Act(transfer, host, verdict);
+    Act(one, verdict);
 }
 
-// The transfer holds a place at `host`.
-void TransferThread::Act(Transfer& transfer, const std::string& host, const Verdict& verdict) {
-    const std::uint64_t id = transfer.Id();
+// The read has a place.
+void TransferThread::Act(Jobs::value_type& one, const Verdict& verdict) {
+    auto& [id, job] = one;
     switch (verdict.next) {
         case Verdict::Next::Check:
-            m_checks.insert(id);
+            Become(one, State::Checking);
             break;
         case Verdict::Next::Finished:
-            End(id, host, transfer.Finish(m_held < kMostHeld));
+            End(id, job.transfer->Finish(m_held < kMostHeld));
             break;
         case Verdict::Next::Failed:
-            End(id, host, std::nullopt);
+            End(id, std::nullopt);
             break;
         case Verdict::Next::Again:
-            Request(transfer);
+            Request(one);
             break;
-        case Verdict::Next::TurnedAway: {
-            const auto now = Clock::now();
-            m_gate.TurnedAway(host, transfer.AskedAt(), now);
-            m_gate.Release(host);
-            m_pauses.emplace(now + verdict.pause, id);
+        case Verdict::Next::TurnedAway:
+            m_gate.TurnedAway(job.host, job.transfer->AskedAt(), Clock::now());
+            job.due = Clock::now() + verdict.pause;
+            Become(one, State::Paused);
             break;
-        }
         case Verdict::Next::Elsewhere:
-            m_gate.Release(host);
-            m_gate.Enter(id, transfer.Source().host);
+            Become(one, State::Waiting);
+            job.host = job.transfer->Source().host;
+            m_gate.Enter(id, job.host);
             break;
     }
 }
 
-// The read `id`, which holds a place at `host` (that of files of this machine is empty), is over.
-void TransferThread::End(std::uint64_t id, const std::string& host, std::optional<FinishedFile> finished) {
-    m_gate.Release(host);
-    m_transfers.erase(id);
-    m_fileReads.erase(id);
-    m_checks.erase(id);
-    if (!finished) return;
+void TransferThread::End(std::uint64_t id, std::optional<FinishedFile> finished) {
+    const auto found = m_jobs.find(id);
+    Become(*found, State::Finished);
+    if (!finished) {
+        m_jobs.erase(found);
+        return;
+    }
     if (finished->metadata) ++m_held;
-    m_finished.emplace(id, std::move(*finished));
+    Job& job = found->second;
+    job.transfer.reset();
+    job.copy.reset();
+    job.finished = std::make_unique<FinishedFile>(std::move(*finished));
 }
 
 std::optional<FinishedFile> TransferThread::TakeFinished(std::uint64_t id) {
-    auto finished = m_finished.extract(id);
-    if (!finished) return std::nullopt;
-    if (finished.mapped().metadata) --m_held;
-    return std::move(finished.mapped());
+    const auto found = m_jobs.find(id);
+    if (found == m_jobs.end() || !found->second.finished) return std::nullopt;
+    std::optional<FinishedFile> finished(std::move(*found->second.finished));
+    m_jobs.erase(found);
+    if (finished->metadata) --m_held;
+    return finished;
 }
 
 void TransferThread::StepLocalWork() {
-    for (auto next = m_checks.begin(); next != m_checks.end();) {
-        Transfer& transfer = *m_transfers.at(*next++);
-        if (const auto verdict = transfer.CheckStep())
-            Act(transfer, std::string(transfer.Source().host), *verdict);
-    }
-    for (auto next = m_fileReads.begin(); next != m_fileReads.end();) {
-        const auto current = next++;
-        if (!current->second->Step()) {
-            End(current->first, {}, std::move(current->second->Finished()));
+    for (const std::uint64_t id : std::vector(m_busy.begin(), m_busy.end())) {
+        auto& one = *m_jobs.find(id);
+        Job& job = one.second;
+        if (job.state == State::Checking) {
+            if (const auto verdict = job.transfer->CheckStep()) Act(one, *verdict);
+        } else if (job.state == State::Copying && !job.copy->Step()) {
+            End(id, std::move(job.copy->Finished()));
         }
     }
     LetIn();  // to the places of what has ended
@@ -322,24 +342,32 @@ void TransferThread::StepLocalWork() {
 // Does what is due now. Returns the milliseconds until something is due next.
 int TransferThread::CheckTimes() {
     const auto now = Clock::now();
-    while (!m_pauses.empty() && m_pauses.begin()->first <= now) {
-        const auto pause = m_pauses.extract(m_pauses.begin());
-        m_gate.Return(pause.mapped(), m_transfers.at(pause.mapped())->Source().host);
-    }
-    if (m_requests.empty() && m_closeAt <= now) {
+    if (m_requests == 0 && m_closeAt <= now) {
         CloseConnections();
         return 0;
     }
-    auto next = m_pauses.empty() ? Clock::time_point::max() : m_pauses.begin()->first;
-    std::vector<Transfer*> over;
-    for (Transfer* transfer : m_requests) {
-        next = std::min(next, transfer->Tick(now));
-        if (transfer->OverAt() <= now) over.push_back(transfer);
+    for (const std::uint64_t id : std::vector(m_busy.begin(), m_busy.end())) {
+        auto& one = *m_jobs.find(id);
+        Job& job = one.second;
+        if (job.state == State::Requesting) {
+            job.transfer->Tick(now);
+            if (job.transfer->OverAt() <= now) Judge(one, CURLE_OPERATION_TIMEDOUT);
+        } else if (job.state == State::Paused && job.due <= now) {
+            Become(one, State::Waiting);
+            m_gate.Return(id, job.host);
+        }
     }
-    for (Transfer* transfer : over) Judge(*transfer, CURLE_OPERATION_TIMEDOUT);
     LetIn();
-    if (m_requests.empty()) next = std::min(next, m_closeAt);
-    if (HasLocalWork()) return 0;
+    auto next = Clock::time_point::max();
+    for (const std::uint64_t id : m_busy) {
+        const Job& job = m_jobs.at(id);
+        // A slice of local work is due at once.
+        auto due = now;
+        if (job.state == State::Paused) due = job.due;
+        if (job.state == State::Requesting) due = job.transfer->Tick(now);
+        next = std::min(next, due);
+    }
+    if (m_requests == 0) next = std::min(next, m_closeAt);
     if (next == Clock::time_point::max()) return INT_MAX;
     return static_cast<int>(
         std::chrono::ceil<std::chrono::milliseconds>(std::max(next - now, Clock::duration(0))).count());

@@ -17,7 +17,6 @@
 #include <set>
 #include <string>
 #include <thread>
-#include <unordered_map>
 #include <vector>
 
 namespace tsasync::platform::reader {
@@ -47,26 +46,47 @@ class TransferThread {
         std::shared_ptr<Read> read;  // Start
     };
 
+    // What a read is doing.
+    enum class State {
+        Waiting,     // for a place at its host
+        Asking,      // the desktop for the way to its host; it has no place
+        Requesting,  // has a place, and a request under way
+        Paused,      // until it asks a server again that turned it away; it has no place
+        Checking,    // has a place; its whole file is read for its digests
+        Copying,     // has the place of this machine; its file is copied from there
+        Finished,    // its owner has not heard of the file yet; it has no place
+    };
+    struct Job {
+        State state = State::Waiting;
+        std::string host;  // where it waits for a place or has it; empty for this machine
+        std::shared_ptr<Read> read;
+        std::unique_ptr<Transfer> transfer;      // from its first place on, if it reads over the network
+        std::unique_ptr<FileRead> copy;          // while Copying
+        Clock::time_point due;                   // the end of its pause
+        std::unique_ptr<FinishedFile> finished;  // when Finished
+    };
+    using Jobs = std::map<std::uint64_t, Job>;  // in the order of their start
+
     TransferThread();
     void Send(Command command, bool wake);
     void Run();
     bool TakeCommands();
     void Do(Command& command);
     void Begin(std::shared_ptr<Read> read);
-    void Open(std::shared_ptr<Read> read, SourceUrl source);
+    void Become(Jobs::value_type& job, State state);
+    void Open(Jobs::value_type& job, SourceUrl source);
     void Drop(std::uint64_t id);
     void LetIn();
-    void Request(Transfer& transfer);
-    void StepAside(std::uint64_t id, const std::string& host);
+    void AskAgain();
+    void Request(Jobs::value_type& job);
     void TakeBack(Transfer& transfer);
     void CloseConnections();
     void TakeResults();
-    void Judge(Transfer& transfer, CURLcode code);
-    void End(std::uint64_t id, const std::string& host, std::optional<FinishedFile> finished);
+    void Judge(Jobs::value_type& job, CURLcode code);
+    void End(std::uint64_t id, std::optional<FinishedFile> finished);
     std::optional<FinishedFile> TakeFinished(std::uint64_t id);
-    void Act(Transfer& transfer, const std::string& host, const Verdict& verdict);
+    void Act(Jobs::value_type& job, const Verdict& verdict);
     void StepLocalWork();
-    bool HasLocalWork() const { return !m_fileReads.empty() || !m_checks.empty(); }
     int CheckTimes();
 
     std::mutex m_mutex;
@@ -83,18 +103,11 @@ class TransferThread {
     Proxies m_proxies;
     Outbox m_outbox;
     ConnectionGate m_gate;
-    std::unordered_map<std::uint64_t, std::shared_ptr<Read>> m_waiting;  // for a first place in the gate
-    std::unordered_map<std::uint64_t, std::unique_ptr<Transfer>> m_transfers;
-    std::set<Transfer*> m_requests;  // those of them with a request under way
-    std::unordered_map<std::uint64_t, std::unique_ptr<FileRead>> m_fileReads;
-    // Reads without a place, whose way to the server is being asked for, with its host.
-    std::map<std::uint64_t, std::string> m_asking;
-    std::set<std::uint64_t> m_checks;  // transfers whose files are being checked
-    std::multimap<Clock::time_point, std::uint64_t>
-        m_pauses;                                            // transfers that wait before their next request
+    Jobs m_jobs;
+    std::set<std::uint64_t> m_busy;                          // of them those that have a place or are Paused
+    std::size_t m_requests = 0;                              // of them those that are Requesting
     Clock::time_point m_closeAt = Clock::time_point::max();  // the connections, if no request begins before
-    std::unordered_map<std::uint64_t, FinishedFile> m_finished;  // whose owner has not heard of it yet
-    std::size_t m_held = 0;                                      // of those, with their metadata
+    std::size_t m_held = 0;                                  // finished files with their metadata
     PrivateFolders m_folders;
 };
 
