@@ -26,7 +26,7 @@ EasyHandle Create() {
     curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(handle, CURLOPT_QUICK_EXIT, 1L);  // a cancelled name look-up is not waited for
     curl_easy_setopt(handle, CURLOPT_PROTOCOLS_STR, "http,https,ftp");
-    curl_easy_setopt(handle, CURLOPT_FOLLOWLOCATION, 0L);  // redirections are ours: FollowRedirection
+    curl_easy_setopt(handle, CURLOPT_FOLLOWLOCATION, 0L);  // redirections are ours: Redirections
     curl_easy_setopt(handle, CURLOPT_HTTP_VERSION, CURL_HTTP_VERSION_2TLS);
     curl_easy_setopt(handle, CURLOPT_USERAGENT, "QMASYN10/1.0");
     curl_easy_setopt(handle, CURLOPT_NETRC, CURL_NETRC_OPTIONAL);
