@@ -1,5 +1,5 @@
-#include "platform/linux/gtk/clip_data.h"
 #include "platform/linux/gtk/avi_clip.h"
+#include "platform/linux/gtk/clip_data.h"
 
 #include <gtest/gtest.h>
 
