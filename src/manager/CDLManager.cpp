@@ -126,16 +126,21 @@ bool CDLManager::AddReference(const std::shared_ptr<CDLItem>& oI) {
     return true;
 }
 
-// Whatever the limit, starts the transfer and waits until the job's dialog is closed.
+// Whatever the limit, starts the transfer and waits until the job's dialog is closed; without a window, until
+// the job runs no longer. A dialog that the job has already would be left with nobody to close it: its wait
+// ends as soon as this one has.
 void CDLManager::DownloadBehindDialog(CDLItem& oI, std::u16string_view key, std::u16string_view URL) {
     UrlNameParser parser;
     parser.SetUrl(URL);
+    CloseDialog(oI);
+    const auto outer = frmP;
     const auto dialog = std::make_shared<frmProgress>();
     oI.SetProgressForm(dialog);
-    // Without its dialog, also when that fails, the job is one like any other.
+    // Without its dialog, also when that fails, the job is one like any other. The dialog around this one is
+    // in front again; if it is closed by now, it raises nothing.
     const auto leave = [&] {
-        oI.SetProgressForm(nullptr);
-        SetFrmP(nullptr);
+        if (oI.ProgressForm() == dialog) oI.SetProgressForm(nullptr);
+        SetFrmP(m_oCAT ? outer : nullptr);
     };
     try {
         dialog->SetDestination(modFileOps::AddBackslash(m_sAssetsPath) + parser.FileName());
@@ -205,7 +210,7 @@ std::u16string CDLManager::JobKey(std::u16string_view HDL) {
     return key.append(1, u'[').append(HDL).append(1, u']');
 }
 
-// Only one dialog at a time is heard: the newest.
+// Only one dialog at a time is heard: the newest that is open.
 void CDLManager::SetFrmP(std::shared_ptr<frmProgress> dialog) {
     if (frmP) frmP->SetEvents(nullptr);
     frmP = std::move(dialog);
@@ -215,7 +220,7 @@ void CDLManager::SetFrmP(std::shared_ptr<frmProgress> dialog) {
 // Closes the dialog of a job that has one, which ends the wait of the AddURL that opened it.
 void CDLManager::CloseDialog(const CDLItem& oI) {
     if (const auto& dialog = oI.ProgressForm()) {
-        SetFrmP(nullptr);
+        if (frmP == dialog) SetFrmP(nullptr);
         dialog->Unload();
     }
 }

@@ -1,5 +1,7 @@
 #include "tests/manager/ManagerTest.h"
 
+#include <map>
+
 // What a host may do inside StateChanged: anything. Run under AddressSanitizer these show that nothing
 // dangles.
 namespace tsasync {
@@ -204,24 +206,58 @@ TEST_F(Reentrancy, HostReleasesTheManagerUnderItsDialog) {
     EXPECT_EQ(host.Heard(), 0u);
 }
 
-// Only the newest dialog is heard, so the first one's Cancel closes it and leaves its job running.
+// Both calls return, and Cancel in the newest dialog that is open stops its job.
 TEST_F(Reentrancy, DialogInsideADialog) {
-    int depth = 0;
-    std::u16string inner;
-    testplatform::ProgressWindows().whileShown = [&] {
-        if (++depth == 1) {
-            inner = manager->AddURL(u"http://host/inner", u"", true);
-            EXPECT_EQ(testplatform::LiveProgressWindows(), 1);
-            manager->RemoveURL(manager->GetHDL(u"http://host/outer"));
-        } else {
-            testplatform::PressCancel();
-        }
-        return true;
+    constexpr std::u16string_view kOuter = u"http://host/outer";
+    constexpr std::u16string_view kInner = u"http://host/inner";
+    const auto remove = [this](std::u16string_view url) { manager->RemoveURL(manager->GetHDL(url)); };
+    const auto stop = [this](std::u16string_view url) {
+        manager->ChangeState(manager->GetHDL(url), tsdStopped);
     };
-    EXPECT_EQ(ErrorOf([&] { manager->AddURL(u"http://host/outer", u"", true); }).number, 0);
-    EXPECT_EQ(inner, u"");
-    EXPECT_EQ(manager->Jobs(), 1);
-    EXPECT_EQ(testplatform::LiveProgressWindows(), 0);
+    const auto cancel = [] { testplatform::PressCancel(); };
+    const struct {
+        const char* what;
+        std::u16string_view inner;
+        std::function<void()> before, inside, after;  // the inner AddURL
+        std::u16string_view stopped;                  // the job
+        std::int16_t jobs;
+    } rows[] = {
+        {"the outer job is removed after the inner one", kInner, [] {}, cancel, [&] { remove(kOuter); },
+         kInner, 1},
+        {"the outer job is removed under the inner one", kInner, [] {},
+         [&] {
+             remove(kOuter);
+             cancel();
+         },
+         [] {}, kInner, 1},
+        {"the outer one is cancelled", kInner, [] {}, cancel, cancel, kOuter, 2},
+        {"the inner one can't be shown", kInner, [] { testplatform::ProgressWindows().loadError = 7; },
+         cancel, cancel, kOuter, 2},
+        {"the job of the outer one begins anew", kOuter, [&] { stop(kOuter); }, cancel, [] {}, kOuter, 1},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        Restart();
+        std::map<std::u16string, TSDLStateEnum> states;
+        host.handler = [&](const auto& oI) { states[oI->URL()] = oI->State(); };
+        int depth = 0;
+        testplatform::ProgressWindows().whileShown = [&] {
+            if (++depth == 1) {
+                row.before();
+                ErrorOf([&] { manager->AddURL(row.inner, u"", true); });
+                testplatform::ProgressWindows().loadError = 0;
+                row.after();
+            } else if (depth == 2) {
+                row.inside();
+            }
+            return depth < 3;
+        };
+        EXPECT_NO_THROW(manager->AddURL(kOuter, u"", true));
+        EXPECT_EQ(states[std::u16string(row.stopped)], tsdStopped);
+        EXPECT_EQ(manager->Jobs(), row.jobs);
+        EXPECT_EQ(testplatform::LiveProgressWindows(), 0);
+        host.handler = nullptr;
+    }
 }
 
 }  // namespace

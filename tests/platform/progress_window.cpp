@@ -10,7 +10,8 @@ namespace {
 
 thread_local testplatform::ProgressWindowScript g_script;
 thread_local testplatform::ProgressWindowRecord g_record;
-thread_local platform::IProgressWindowEvents* g_events = nullptr;  // of the latest window, while it lives
+thread_local platform::IProgressWindowEvents* g_events = nullptr;  // of the latest window that lives
+thread_local const platform::ProgressWindow* g_recorded = nullptr;
 thread_local int g_live = 0;
 
 void ThrowWhenSet(std::int32_t number) {
@@ -21,11 +22,12 @@ class RecordingWindow final : public platform::ProgressWindow {
   public:
     explicit RecordingWindow(platform::IProgressWindowEvents& events) : m_events(events) {
         g_record = {};
+        g_recorded = this;
         g_events = &events;
         ++g_live;
     }
     ~RecordingWindow() override {
-        if (g_events == &m_events) g_events = nullptr;
+        if (g_events == &m_events) g_events = m_outer;
         --g_live;
     }
     RecordingWindow(const RecordingWindow&) = delete;
@@ -59,19 +61,24 @@ class RecordingWindow final : public platform::ProgressWindow {
     }
     void ShowModal() override {
         ++g_record.shows;
-        while (!g_record.unloaded) {
+        while (!m_unloaded) {
             const bool again = g_script.whileShown && g_script.whileShown();
             if (!m_isRunning()) Unload();
             if (!again) break;
         }
-        if (!g_record.unloaded) throw std::logic_error("nobody unloads the progress window");
+        if (!m_unloaded) throw std::logic_error("nobody unloads the progress window");
     }
     void Refresh() override { ++g_record.refreshes; }
-    void Unload() override { g_record.unloaded = true; }
+    void Unload() override {
+        m_unloaded = true;
+        if (g_recorded == this) g_record.unloaded = true;
+    }
 
   private:
     platform::IProgressWindowEvents& m_events;
+    platform::IProgressWindowEvents* const m_outer = g_events;
     std::function<bool()> m_isRunning = [] { return true; };
+    bool m_unloaded = false;
 };
 
 platform::IProgressWindowEvents& LiveEvents() {
