@@ -19,7 +19,7 @@ TEST(Answer, WithoutAnythingKeptIsContentOrARefusal) {
         std::string status, fields;
         Meaning meaning;
         std::int32_t failure = 0;
-        std::int64_t total = 0;
+        std::optional<std::int64_t> total = std::nullopt;
     } rows[] = {
         {"200 OK", "Content-Length: 7\r\n", Meaning::Content, 0, 7},
         {"200 OK", "Content-Length: 7\r\nContent-Encoding: gzip\r\n", Meaning::Content},
@@ -70,22 +70,26 @@ TEST(Answer, FitsWhatIsKeptOrIsAskedForAnew) {
     const PartialMeta endless{"", "", "\"v1\"", "", std::nullopt, false};
     const PartialMeta whole{"", "", "\"v1\"", "", 300, true};
     const PartialMeta dated{"", "", date, "", 300, true};
+    const PartialMeta datedPart{"", "", date, "", 1000, false};
     const std::string rest = "Content-Range: bytes 300-999/1000\r\n";
+    const std::string tag = "ETag: \"v1\"\r\n";
     const struct {
         const PartialMeta& meta;
         std::string status, fields;
         Meaning meaning;
-        std::int64_t total = 0;
+        std::optional<std::int64_t> total = std::nullopt;
     } rows[] = {
-        {part, "206 Part", rest, Meaning::Rest, 1000},
-        {part, "206 Part", rest + "ETag: \"v1\"\r\n", Meaning::Rest, 1000},
-        {part, "206 Part", "Content-Range: bytes 300-999/*\r\n", Meaning::Rest, 1000},
-        {endless, "206 Part", rest, Meaning::Rest, 1000},
-        {endless, "206 Part", "Content-Range: bytes 300-999/*\r\n", Meaning::Mismatch},
+        {part, "206 Part", rest + tag, Meaning::Rest, 1000},
+        {part, "206 Part", rest, Meaning::Mismatch},
+        {part, "206 Part", "Content-Range: bytes 300-999/*\r\n" + tag, Meaning::Rest, 1000},
+        {endless, "206 Part", rest + tag, Meaning::Rest, 1000},
+        {endless, "206 Part", "Content-Range: bytes 300-999/*\r\n" + tag, Meaning::Mismatch},
+        {datedPart, "206 Part", rest, Meaning::Rest, 1000},
+        {datedPart, "206 Part", rest + "Last-Modified: Mon, 01 Jan 2024 10:00:00 GMT\r\n", Meaning::Mismatch},
         {part, "206 Part", rest + "ETag: \"v2\"\r\n", Meaning::Mismatch},
-        {part, "206 Part", rest + "Content-Encoding: gzip\r\n", Meaning::Mismatch},
-        {part, "206 Part", "Content-Range: bytes 299-998/1000\r\n", Meaning::Mismatch},
-        {part, "206 Part", "Content-Range: bytes 300-999/1001\r\n", Meaning::Mismatch},
+        {part, "206 Part", rest + "Content-Encoding: gzip\r\n" + tag, Meaning::Mismatch},
+        {part, "206 Part", "Content-Range: bytes 299-998/1000\r\n" + tag, Meaning::Mismatch},
+        {part, "206 Part", "Content-Range: bytes 300-999/1001\r\n" + tag, Meaning::Mismatch},
         {part, "206 Part", "Content-Range: bytes\r\n", Meaning::Mismatch},
         {part, "206 Part", "", Meaning::Mismatch},
         {part, "200 OK", "Content-Length: 900\r\n", Meaning::Content, 900},
@@ -97,7 +101,7 @@ TEST(Answer, FitsWhatIsKeptOrIsAskedForAnew) {
         {endless, "416 No", "Content-Range: bytes */200\r\n", Meaning::Mismatch},
         {part, "304 Not Modified", "", Meaning::Refusal},
         {whole, "304 Not Modified", "", Meaning::Unchanged, 300},
-        {whole, "304 Not Modified", "ETag: \"v1\"\r\n", Meaning::Unchanged, 300},
+        {whole, "304 Not Modified", tag, Meaning::Unchanged, 300},
         {whole, "304 Not Modified", "ETag: \"v2\"\r\n", Meaning::Mismatch, 300},
         {dated, "304 Not Modified", "Last-Modified: " + date + "\r\n", Meaning::Unchanged, 300},
         {dated, "304 Not Modified", "", Meaning::Mismatch, 300},

@@ -50,6 +50,7 @@ TEST(ResponseHead, IsTrustedWhereItMakesSense) {
         {"Content-Length: -1", false},
         {"Content-Length: 99999999999999999999", false},
         {"no field", false},
+        {"HTTP/x: 200 OK", false},
         {" no field", false},
         {"X: a\rb", false},
         {"X: a\r\r\nY: b", false},

@@ -12,13 +12,20 @@ using Meaning = Answer::Meaning;
 // A validator is an entity tag or a date.
 bool IsTag(std::string_view validator) { return validator.starts_with('"'); }
 
-// Whether the answer, as far as it says, is about the version that we have something of.
+// Whether a part is of the version that we have something of. A server that knows entity tags sends them with
+// each part; one that does not repeat its date has compared it.
+bool IsOfVersion(const ResponseHead& head, const PartialMeta& ours) {
+    if (IsTag(ours.validator)) return head.etag == ours.validator;
+    return head.lastModified.empty() || head.lastModified == ours.validator;
+}
+
+// Whether the answer without content, as far as it says, is about that version.
 bool IsSameVersion(const ResponseHead& head, const PartialMeta& ours) {
     const std::string& theirs = IsTag(ours.validator) ? head.etag : head.lastModified;
     return theirs.empty() || theirs == ours.validator;
 }
 
-// The bytes of the whole, where the answer continues the part that is kept. 0: not known.
+// The bytes of the whole, where the answer continues the part that is kept.
 std::optional<std::int64_t> TotalOfContinued(const ResponseHead& head, const Kept& kept) {
     const auto range = ParseContentRange(head.contentRange);
     const auto& total = kept.meta->total;
@@ -26,7 +33,7 @@ std::optional<std::int64_t> TotalOfContinued(const ResponseHead& head, const Kep
     if (total && range->total && total != range->total) return std::nullopt;
     if (!total && !range->total) return std::nullopt;  // nobody could tell whether the rest is all of it
     // What is encoded is another representation than ours, which was not.
-    if (!head.contentCodings.empty() || !IsSameVersion(head, *kept.meta)) return std::nullopt;
+    if (!head.contentCodings.empty() || !IsOfVersion(head, *kept.meta)) return std::nullopt;
     return range->total ? *range->total : *total;
 }
 
@@ -41,7 +48,7 @@ Answer OfWhole(const ResponseHead& head, const Kept& kept, bool canDecode, std::
         answer.meaning = Meaning::Content;
         // Length and digests are those of what is sent.
         if (head.contentCodings.empty()) {
-            answer.total = head.contentLength.value_or(0);
+            answer.total = head.contentLength;
             answer.digests = head.digests;
         }
     }
@@ -52,7 +59,7 @@ Answer OfRest(const ResponseHead& head, const Kept& kept) {
     Answer answer;
     const auto total = TotalOfContinued(head, kept);
     answer.meaning = total ? Meaning::Rest : Meaning::Mismatch;
-    answer.total = total.value_or(0);
+    answer.total = total;
     answer.digests = head.digests;
     answer.digests.md5.clear();  // it is of the part
     return answer;
@@ -108,7 +115,7 @@ Answer Judge(const ResponseHead& head, const Kept& kept, bool canDecode, std::st
 std::optional<ReadFailure> Judge(const Answer& answer, const BodyEnd& end, std::string_view url) {
     if (!end.isMeant) return Failure(why::kNoEnd, url);
     if (!end.codingIsAtItsEnd) return Failure(why::kCutCoding, url);
-    if (answer.total > 0 && end.size != answer.total) return Failure(why::kOtherLength, url);
+    if (answer.total && end.size != *answer.total) return Failure(why::kOtherLength, url);
     return std::nullopt;
 }
 

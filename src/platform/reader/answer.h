@@ -39,9 +39,9 @@ struct Answer {
         Refusal,    // nothing of it is wanted
     };
     Meaning meaning = Meaning::Refusal;
-    std::int64_t total = 0;  // bytes of the file when it is whole; 0: not known beforehand
-    ReadFailure failure;     // of a refusal, and of a busy server that is not asked once more
-    Digests digests;         // that the whole file must agree with
+    std::optional<std::int64_t> total;  // bytes of the file when it is whole, if they are known beforehand
+    ReadFailure failure;                // of a refusal, and of a busy server that is not asked once more
+    Digests digests;                    // that the whole file must agree with
 
     bool IsSaved() const { return meaning == Meaning::Content || meaning == Meaning::Rest; }
 };

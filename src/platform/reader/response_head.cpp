@@ -20,6 +20,7 @@ std::string_view WithoutEnd(std::string_view line) {
 
 bool ResponseHead::AddLine(std::string_view line) {
     if (line.starts_with("HTTP/") && !m_last) {
+        if (m_lines > 0 && !m_complete) return false;  // no field has such a name
         *this = {};
         const std::size_t blank = line.find(' ');
         const std::string_view code = blank == line.npos ? std::string_view() : line.substr(blank + 1, 3);

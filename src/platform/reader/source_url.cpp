@@ -122,12 +122,17 @@ std::string EscapeUser(std::string_view text) {
     return escaped;
 }
 
-// The components of what somebody wrote for a URL: blanks around it don't count.
-Components Read(std::string_view text) {
+// Blanks around a URL don't count.
+std::string_view Trimmed(std::string_view text) {
     const auto outside = [](char c) { return static_cast<unsigned char>(c) <= 0x20; };
     while (!text.empty() && outside(text.front())) text.remove_prefix(1);
     while (!text.empty() && outside(text.back())) text.remove_suffix(1);
-    Components parts = Split(text);
+    return text;
+}
+
+// The components of what somebody wrote for a URL.
+Components Read(std::string_view text) {
+    Components parts = Split(Trimmed(text));
     // Letters of the host are a name in another script.
     if (parts.authority) parts.authority = Escape(*parts.authority, true);
     parts.path = Escape(parts.path);
@@ -253,15 +258,20 @@ std::variant<SourceUrl, ReadFailure> ResolveReference(const SourceUrl& base, std
     return Describe(Resolve(Split(base.text), parts), reference);
 }
 
-std::string WithoutUser(std::string_view url) {
+std::string WithoutUser(std::string_view text) {
+    const std::string_view url = Trimmed(text);
     const std::size_t colon = url.find(':');
     const bool hasScheme = colon != url.npos && colon > 1 && IsSchemeName(url.substr(0, colon));
     const bool isPath = !hasScheme && !url.starts_with("//");
-    if (isPath || Lower(url.substr(0, colon)) == "file") return std::string(url);
+    if (isPath || Lower(url.substr(0, colon)) == "file") return std::string(text);
     // Some take any number of slashes, of either kind, for the two.
     const std::size_t start = std::min(url.find_first_not_of("/\\", hasScheme ? colon + 1 : 0), url.size());
     const std::size_t end = std::min(url.find_first_of("/?#", start), url.size());
-    const std::size_t at = url.substr(0, end).rfind('@');
+    std::size_t at = url.substr(0, end).rfind('@');
+    SourceUrl source;
+    std::string place;
+    // In what is no URL the password may hold what would end it.
+    if (at == url.npos && !TakeAuthority(source, url.substr(start, end - start), place)) at = url.rfind('@');
     if (at == url.npos || at < start) return std::string(url);
     return std::string(url.substr(0, start)) + std::string(url.substr(at + 1));
 }

@@ -179,13 +179,16 @@ bool Transfer::TakeFirstData() {
     m_file.StartOver();
     m_request.answer.emplace();
     m_request.answer->meaning = Answer::Meaning::Content;
-    m_request.answer->total = length > 0 ? length : 0;
+    if (length >= 0) m_request.answer->total = length;
     return BeginSaving();
 }
 
 bool Transfer::TakeData(std::string_view bytes) {
     m_request.lastByte = Clock::now();
-    if (!m_request.answer && m_request.head.Status() == 0 && !TakeFirstData()) return false;
+    if (!m_request.answer && m_request.head.Status() == 0) {
+        if (Source().IsWeb()) return Stop(Failure(why::kUntrustedHead, Source().text));
+        if (!TakeFirstData()) return false;
+    }
     if (!m_request.answer) Ignore();  // libcurl has no name to answer with
     if (!IsSaved()) {
         m_request.ignored += bytes.size();
@@ -226,12 +229,12 @@ void Transfer::Announce(bool last) {
 }
 
 void Transfer::ReportBytes(Clock::time_point now) {
-    m_report.Bytes(m_file.Size(), m_request.answer->total, now);
+    m_report.Bytes(m_file.Size(), m_request.answer->total.value_or(0), now);
 }
 
 void Transfer::Keep(bool last) {
     if (IsSaved() && m_way.Asked().IsWeb())
-        KeepIfUseful(m_file, m_request.head, m_mediaType, m_request.answer->total, last);
+        KeepIfUseful(m_file, m_request.head, m_mediaType, m_request.answer->total.value_or(0), last);
 }
 
 Clock::time_point Transfer::Tick(Clock::time_point now) {
@@ -258,8 +261,7 @@ Verdict Transfer::Ended(CURLcode code, bool othersAreServed) {
 Verdict Transfer::Judge(CURLcode code, bool othersAreServed) {
     if (m_connectAnew) return {Verdict::Next::Again, {}, {}};
     if (m_request.stopped) return Verdict::Fail(*m_request.stopped);
-    if (!m_request.answer && m_request.head.Status() == 0 && code == CURLE_OK)
-        TakeFirstData();  // an empty file by ftp
+    if (!m_request.answer && !Source().IsWeb() && code == CURLE_OK) TakeFirstData();  // an empty file
     if (IsSaved()) return JudgeSaved(code);
     // The body of a response that is none of ours may end as it likes.
     if (m_request.head.Complete()) return JudgeUnsaved();

@@ -209,8 +209,8 @@ HRESULT UrlBinding::Progress(ULONG progressMax, ULONG code, LPCWSTR text) {
     }
     // A web server's answer says itself how much it brings.
     const bool tellsLength = code == kStatusBeginDownload || code == kStatusDownloading;
-    if (tellsLength && !Source().IsWeb() && m_answer)
-        m_answer->total = std::max<std::int64_t>(m_answer->total, progressMax);
+    if (tellsLength && !Source().IsWeb() && m_answer && progressMax > 0)
+        m_answer->total = std::max<std::int64_t>(m_answer->total.value_or(0), progressMax);
     if (!IsForwarded(code)) return S_OK;
     m_lastCode = static_cast<std::int32_t>(code);
     const bool isWanted = !m_answer || IsSaved() || Means(Meaning::Unchanged);
