@@ -10,7 +10,7 @@ void ConnectionGate::Enter(std::uint64_t read, const std::string& host) {
 }
 
 void ConnectionGate::Return(std::uint64_t read, const std::string& host) {
-    m_hosts[host].parked.push_front(read);
+    m_hosts[host].parked.insert(read);
     m_waiting.emplace(read, host);
     m_freed.push_back(host);
 }
@@ -18,15 +18,15 @@ void ConnectionGate::Return(std::uint64_t read, const std::string& host) {
 bool ConnectionGate::Leave(std::uint64_t read) { return m_waiting.erase(read) != 0; }
 
 std::optional<std::uint64_t> ConnectionGate::Next(Clock::time_point now) {
+    EndFewer(now);
     if (m_places >= m_limits.connections) return std::nullopt;
     // What is parked is older than all that is in the row.
     while (!m_freed.empty()) {
         const std::string name = m_freed.front();
         Host& host = m_hosts[name];
-        const std::size_t places = PlacesAt(name, now);
+        const std::size_t places = PlacesAt(name);
         while (!host.parked.empty() && host.places < places) {
-            const std::uint64_t read = host.parked.front();
-            host.parked.pop_front();
+            const std::uint64_t read = host.parked.extract(host.parked.begin()).value();
             if (m_waiting.contains(read)) return Admit(read, name);
         }
         m_freed.pop_front();
@@ -38,8 +38,8 @@ std::optional<std::uint64_t> ConnectionGate::Next(Clock::time_point now) {
         const auto waiting = m_waiting.find(read);
         if (waiting == m_waiting.end()) continue;
         Host& host = m_hosts[waiting->second];
-        if (host.places < PlacesAt(waiting->second, now)) return Admit(read, std::string(waiting->second));
-        host.parked.push_back(read);
+        if (host.places < PlacesAt(waiting->second)) return Admit(read, std::string(waiting->second));
+        host.parked.insert(read);
     }
     return std::nullopt;
 }
@@ -51,18 +51,32 @@ std::optional<std::uint64_t> ConnectionGate::Admit(std::uint64_t read, const std
     return read;
 }
 
-std::size_t ConnectionGate::PlacesAt(const std::string& host, Clock::time_point now) const {
+ConnectionGate::Clock::time_point ConnectionGate::Due() const {
+    return m_ends.empty() ? Clock::time_point::max() : m_ends.front().first;
+}
+
+// Hosts that have had fewer places for long enough have all of them again.
+void ConnectionGate::EndFewer(Clock::time_point now) {
+    for (; Due() <= now; m_ends.pop_front()) {
+        const auto fewer = m_fewer.find(m_ends.front().second);
+        if (fewer == m_fewer.end() || fewer->second.until > now) continue;  // turned reads away once more
+        m_freed.push_back(fewer->first);
+        m_fewer.erase(fewer);
+    }
+}
+
+std::size_t ConnectionGate::PlacesAt(const std::string& host) const {
     const auto fewer = m_fewer.find(host);
-    const bool counts = fewer != m_fewer.end() && now < fewer->second.until;
-    return counts ? fewer->second.places : m_limits.connectionsPerHost;
+    return fewer != m_fewer.end() ? fewer->second.places : m_limits.connectionsPerHost;
 }
 
 void ConnectionGate::TurnedAway(const std::string& host, Clock::time_point asked, Clock::time_point now) {
-    std::erase_if(m_fewer, [&](const auto& one) { return one.second.until <= now; });
+    EndFewer(now);
     const auto last = m_fewer.find(host);
     if (last != m_fewer.end() && asked < last->second.since) return;
-    const std::size_t half = std::max<std::size_t>(PlacesAt(host, now) / 2, 1);
+    const std::size_t half = std::max<std::size_t>(PlacesAt(host) / 2, 1);
     m_fewer.insert_or_assign(host, Fewer{half, now, now + m_limits.fewerFor});
+    m_ends.emplace_back(now + m_limits.fewerFor, host);
 }
 
 bool ConnectionGate::IsShared(const std::string& host) const {

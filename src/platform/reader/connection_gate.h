@@ -7,13 +7,15 @@
 #include <cstdint>
 #include <deque>
 #include <optional>
+#include <set>
 #include <string>
 #include <unordered_map>
+#include <utility>
 
 namespace tsasync::platform {
 
 // Decides which waiting read may use the network next: the oldest one whose host has a place free, while
-// there is a place in all. Every operation costs O(1), whatever waits.
+// there is a place in all. No operation costs more than O(log n), whatever waits.
 class ConnectionGate {
   public:
     using Clock = std::chrono::steady_clock;
@@ -22,12 +24,14 @@ class ConnectionGate {
 
     // `read` waits for a place at `host`, behind all others.
     void Enter(std::uint64_t read, const std::string& host);
-    // `read`, which was turned away there, waits for a place at `host` before all others.
+    // `read`, which was turned away there, waits for a place at `host` before all that are younger.
     void Return(std::uint64_t read, const std::string& host);
     // `read` waits no longer. Whether it did: one that did holds no place.
     bool Leave(std::uint64_t read);
     // Takes the next read that may start out of the waiting ones; it then holds a place at its host.
     std::optional<std::uint64_t> Next(Clock::time_point now);
+    // When more of them may start, if nothing else happens.
+    Clock::time_point Due() const;
     // Gives the place of a read at `host` back.
     void Release(const std::string& host);
     // Whether several reads hold places at `host`.
@@ -38,8 +42,9 @@ class ConnectionGate {
 
   private:
     struct Host {
-        std::size_t places = 0;            // held
-        std::deque<std::uint64_t> parked;  // reads that came to the head of the row while this host was full
+        std::size_t places = 0;  // held
+        // Reads that came to the head of the row while this host was full or were turned away, by age.
+        std::set<std::uint64_t> parked;
     };
 
     struct Fewer {
@@ -48,7 +53,8 @@ class ConnectionGate {
         Clock::time_point until;
     };
 
-    std::size_t PlacesAt(const std::string& host, Clock::time_point now) const;
+    void EndFewer(Clock::time_point now);
+    std::size_t PlacesAt(const std::string& host) const;
     std::optional<std::uint64_t> Admit(std::uint64_t read, const std::string& host);
 
     const Limits& m_limits;
@@ -57,7 +63,8 @@ class ConnectionGate {
     std::unordered_map<std::uint64_t, std::string> m_waiting;  // read → its host; what is not here has left
     std::unordered_map<std::string, Host> m_hosts;             // those with places held or reads parked
     std::unordered_map<std::string, Fewer> m_fewer;            // by host
-    std::deque<std::string> m_freed;  // hosts that got a place free while reads were parked
+    std::deque<std::pair<Clock::time_point, std::string>> m_ends;  // each `until` there has been of these
+    std::deque<std::string> m_freed;  // hosts that may have a place free while reads are parked
 };
 
 }  // namespace tsasync::platform

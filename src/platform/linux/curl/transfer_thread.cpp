@@ -358,7 +358,7 @@ int TransferThread::CheckTimes() {
         }
     }
     LetIn();
-    auto next = Clock::time_point::max();
+    auto next = m_gate.Due();
     for (const std::uint64_t id : m_busy) {
         const Job& job = m_jobs.at(id);
         // A slice of local work is due at once.

@@ -215,7 +215,8 @@ void UrlReader::Impl::StartNext() {
     read.hasPlace = true;
     if (!read.binding) {
         *read.binding.Put() = new UrlBinding(
-            read.url, m_folders.For(read.goal), [this, host = read.host] { return m_gate.IsShared(host); },
+            *id, read.url, m_folders.For(read.goal),
+            [this, host = read.host] { return m_gate.IsShared(host); },
             [this, id = *id](BindingNotice notice) { Queue(id, std::move(notice)); });
         if (m_bindings++ == 0) SetTimer(m_window.Get(), kWatchTimer, kWatchInterval, nullptr);
     }
@@ -326,7 +327,10 @@ void UrlReader::Impl::CallHandler(bool completion, const AsyncProperty& property
 }
 
 void UrlReader::Impl::OnTimer(UINT_PTR timer) {
-    if (timer == kWatchTimer) return EndOver();
+    if (timer == kWatchTimer) {
+        if (m_gate.Due() <= ConnectionGate::Clock::now()) Post(kStartNext);
+        return EndOver();
+    }
     KillTimer(m_window.Get(), timer);
     if (timer == kBytesTimer) {
         for (auto& [id, read] : m_reads) QueueBytes(read, true);
@@ -348,7 +352,13 @@ void UrlReader::Impl::EndOver() {
         read.binding->Tick();
         if (read.binding->IsOver()) over.push_back(id);
     }
-    for (const std::uint64_t id : over) m_reads.at(id).binding->EndOver();
+    // Inside an end the system may run the message loop, in which others may be cancelled.
+    for (const std::uint64_t id : over) {
+        const auto found = m_reads.find(id);
+        if (found == m_reads.end()) continue;
+        const ComPtr<UrlBinding> binding = found->second.binding;  // may be the last to hold it
+        if (binding) binding->EndOver();
+    }
 }
 
 UrlReader::UrlReader(IReadEvents& events) : m_impl(std::make_unique<Impl>(events)) {}
