@@ -13,6 +13,7 @@ namespace tsasync::platform::reader {
 namespace {
 
 constexpr std::size_t kMaxIgnored = 64 * 1024;  // of an unwanted body, to keep the connection usable
+constexpr int kMostUnusable = 3;                // connections in a row on which something came unasked
 
 // A proxy that refuses the user has let no response through; libcurl tells of it as of a broken connection.
 // Some proxies say 401 then.
@@ -259,7 +260,10 @@ Verdict Transfer::Ended(CURLcode code, bool othersAreServed) {
 }
 
 Verdict Transfer::Judge(CURLcode code, bool othersAreServed) {
-    if (m_connectAnew) return {Verdict::Next::Again, {}, {}};
+    // A new connection, too, has been kept by the time that libcurl answers a 401 on it.
+    if (m_connectAnew && ++m_unusable < kMostUnusable) return {Verdict::Next::Again, {}, {}};
+    if (m_connectAnew) return Verdict::Fail(Failure(why::kUntrustedHead, Source().text));
+    m_unusable = 0;
     if (m_request.stopped) return Verdict::Fail(*m_request.stopped);
     if (!m_request.answer && !Source().IsWeb() && code == CURLE_OK) TakeFirstData();  // an empty file
     if (IsSaved()) return JudgeSaved(code);

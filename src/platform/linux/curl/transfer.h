@@ -130,6 +130,7 @@ class Transfer {
     Patience m_patience{Timing()};
     bool m_lookedForEarlier = false;
     bool m_connectAnew = false;  // the connection that was kept for the request can't be used
+    int m_unusable = 0;          // how many in a row could not
     bool m_reportedConnecting = false;
     bool m_reportedRequest = false;
 

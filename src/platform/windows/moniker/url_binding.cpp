@@ -64,9 +64,10 @@ HRESULT Guarded(const auto& operation) {
 
 }  // namespace
 
-UrlBinding::UrlBinding(std::u16string url, Folder folder, std::function<bool()> othersAreServed,
-                       Report report)
-    : m_url(std::move(url)),
+UrlBinding::UrlBinding(std::uint64_t read, std::u16string url, Folder folder,
+                       std::function<bool()> othersAreServed, Report report)
+    : m_read(read),
+      m_url(std::move(url)),
       m_folder(std::move(folder)),
       m_target(m_url),
       m_othersAreServed(std::move(othersAreServed)),
@@ -131,7 +132,9 @@ bool UrlBinding::IsOver() const {
 }
 
 void UrlBinding::EndOver() {
-    if (IsUnwanted()) return StopBinding();
+    if (IsUnwanted() && m_binding) return StopBinding();
+    // It is stopped already, and the system has not told its end.
+    if (IsUnwanted()) return void(Guarded([&] { return End(E_ABORT); }));
     Fail(Failure(m_lastCode == kStatusConnecting ? why::kNoConnection : why::kSilent, Source().text));
 }
 
@@ -371,13 +374,12 @@ void UrlBinding::Succeed() {
 
 // Of a read that its server has turned away: until it is to ask again.
 std::optional<std::chrono::milliseconds> UrlBinding::PauseAfter(const ReadFailure& failure) {
-    const std::uint64_t own = GetTickCount64();  // any number
     if (Means(Meaning::Busy))
-        return m_patience.Next(reader::ParseRetryAfter(m_head.retryAfter, UnixTime()), own);
+        return m_patience.Next(reader::ParseRetryAfter(m_head.retryAfter, UnixTime()), m_read);
     // A server that serves nobody else of us either may be just starting, or not be there.
     const bool mayComeBack =
         failure.number == kErrCannotConnect && (!m_patience.IsTried() || m_othersAreServed());
-    return mayComeBack ? m_patience.Next(std::nullopt, own) : std::nullopt;
+    return mayComeBack ? m_patience.Next(std::nullopt, m_read) : std::nullopt;
 }
 
 void UrlBinding::BeginAgain(BindingNotice::Again again) {

@@ -52,9 +52,11 @@ class UrlBinding final : public IBindStatusCallback, public IHttpNegotiate, publ
 
     using Folder = std::variant<std::shared_ptr<reader::PrivateFolder>, reader::PrivateFolders::Refusal>;
 
-    // `folder`: of its data. `othersAreServed` tells whether other reads hold places at the host. `report`
-    // may be called from inside Start already. It is called last with a result, and never after Abort.
-    UrlBinding(std::u16string url, Folder folder, std::function<bool()> othersAreServed, Report report);
+    // `read`: a number that no other read of its time has. `folder`: of its data. `othersAreServed` tells
+    // whether other reads hold places at the host. `report` may be called from inside Start already. It is
+    // called last with a result, and never after Abort.
+    UrlBinding(std::uint64_t read, std::u16string url, Folder folder, std::function<bool()> othersAreServed,
+               Report report);
     UrlBinding(const UrlBinding&) = delete;
     UrlBinding& operator=(const UrlBinding&) = delete;
 
@@ -130,6 +132,7 @@ class UrlBinding final : public IBindStatusCallback, public IHttpNegotiate, publ
     void Wait(BindingNotice::Again again);
     void StopBinding();
 
+    const std::uint64_t m_read;
     const std::u16string m_url;  // as asked for
     Folder m_folder;
     std::u16string m_target;                    // after redirections
