@@ -105,7 +105,7 @@ class UrlBinding final : public IBindStatusCallback, public IHttpNegotiate, publ
     // There is an answer, and nothing of the rest of it is to be waited for.
     bool IsUnwanted() const { return m_answer && !IsSaved(); }
     bool IsSaved() const { return m_answer && m_answer->IsSaved(); }
-    std::int64_t Total() const { return m_answer ? m_answer->total : 0; }
+    std::int64_t Total() const { return m_answer ? m_answer->total.value_or(0) : 0; }
 
     HRESULT Bind();
     HRESULT Progress(ULONG progressMax, ULONG code, LPCWSTR text);
