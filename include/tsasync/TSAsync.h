@@ -4,11 +4,12 @@
 // and its hosts. Identifiers, the order of the members, dispatch identifiers, parameter lists and defaults
 // never change.
 //
-// Every object is used on the thread that created the manager; there a manager answers no other one. That
-// thread must run a message loop (Windows) or its default GLib main context (Linux); transfers make progress
-// and events arrive from there. Use one manager a thread: all managers of a thread share its jobs, and each
-// of them handles every notification, so that with two the second finds a finished file moved away and makes
-// its job pending again.
+// Every object is used, and released, on the thread that created the manager. To any other thread a manager
+// answers with an error, and when its last reference is dropped there, its jobs run on until its own thread
+// ends. A manager's thread must run a message loop (Windows) or its default GLib main context (Linux);
+// transfers make progress and events arrive from there. Use one manager a thread: all managers of a thread
+// share its jobs, and each of them handles every notification, so that with two the second finds a finished
+// file moved away and makes its job pending again.
 //
 // Strings are automation strings: [in] ones stay the caller's, [out] ones become the caller's, null is empty.
 //

@@ -32,6 +32,7 @@ HRESULT ConnectionPoint::GetConnectionPointContainer(IConnectionPointContainer**
 HRESULT ConnectionPoint::Advise(IUnknown* sink, DWORD* cookie) {
     if (sink == nullptr || cookie == nullptr) return E_POINTER;
     *cookie = 0;
+    if (!m_thread.IsCurrent()) return RPC_E_WRONG_THREAD;
     for (const IID& iid : {DIID___CDLManager, DIID___CDLManager___v0, IID_IDispatch}) {
         host::ComPtr<IDispatch> events;
         if (FAILED(sink->QueryInterface(iid, events.PutVoid())) || !events) continue;
@@ -41,12 +42,14 @@ HRESULT ConnectionPoint::Advise(IUnknown* sink, DWORD* cookie) {
 }
 
 HRESULT ConnectionPoint::Unadvise(DWORD cookie) {
+    if (!m_thread.IsCurrent()) return RPC_E_WRONG_THREAD;
     return m_sinks.Disconnect(cookie) ? S_OK : CONNECT_E_NOCONNECTION;
 }
 
 HRESULT ConnectionPoint::EnumConnections(IEnumConnections** connections) {
     if (connections == nullptr) return E_POINTER;
     *connections = nullptr;
+    if (!m_thread.IsCurrent()) return RPC_E_WRONG_THREAD;
     return Guarded(IID_NULL, [&] {
         *connections = new Enumerator<IEnumConnections, ConnectedSink>(IID_IEnumConnections, m_sinks.All());
     });

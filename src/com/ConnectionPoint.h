@@ -1,6 +1,7 @@
 #pragma once
 
 #include "com/EventSinks.h"
+#include "com/OwnThread.h"
 #include "tsasync/TSAsync.h"
 
 namespace tsasync::com {
@@ -9,7 +10,8 @@ namespace tsasync::com {
 // A sink is taken when it has one of the two identifiers of the event interface, or IDispatch alone.
 class ConnectionPoint final : public IConnectionPoint {
   public:
-    ConnectionPoint(IConnectionPointContainer& owner, EventSinks& sinks) : m_owner(owner), m_sinks(sinks) {}
+    ConnectionPoint(IConnectionPointContainer& owner, EventSinks& sinks, const OwnThread& thread)
+        : m_owner(owner), m_sinks(sinks), m_thread(thread) {}
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** object) override;
     ULONG STDMETHODCALLTYPE AddRef() override { return m_owner.AddRef(); }
@@ -24,6 +26,7 @@ class ConnectionPoint final : public IConnectionPoint {
   private:
     IConnectionPointContainer& m_owner;
     EventSinks& m_sinks;
+    const OwnThread& m_thread;
 };
 
 }  // namespace tsasync::com

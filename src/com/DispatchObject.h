@@ -38,8 +38,7 @@ class DispatchObject : public Interface, public ISupportErrorInfo {
         const ULONG left = --m_references;
         if (left == 0) {
             ++m_references;  // what the end calls may take and drop references
-            End();
-            delete this;
+            if (End()) delete this;
         }
         return left;
     }
@@ -76,8 +75,8 @@ class DispatchObject : public Interface, public ISupportErrorInfo {
   protected:
     virtual ~DispatchObject() = default;
 
-    // The last reference has been dropped.
-    virtual void End() noexcept {}
+    // The last reference has been dropped. Whether the object may go.
+    virtual bool End() noexcept { return true; }
     // A further interface of the object, not counted; null when it has none of this identifier.
     virtual void* FindOther(REFIID) { return nullptr; }
 

@@ -4,6 +4,7 @@
 #include "com/Enumerator.h"
 #include "com/ErrorBoundary.h"
 #include "com/ItemObject.h"
+#include "platform/app_log.h"
 
 #include <optional>
 #include <string>
@@ -50,9 +51,17 @@ const MemberTable& ManagerMembers() {
 ManagerObject::ManagerObject()
     : DispatchObject(ManagerMembers(), kIdentifiers), m_manager(CDLManager::Create(*this)) {}
 
-void ManagerObject::End() noexcept {
+// The manager of another thread can't be ended here: what it would end is this thread's.
+bool ManagerObject::End() noexcept {
+    if (!m_thread.IsCurrent()) {
+        Guarded(IID_NULL, [] {
+            platform::LogEntry(u"A manager's last reference was dropped on another thread: it lives on");
+        });
+        return false;
+    }
     m_sinks->DisconnectAll();
     m_manager->Terminate();
+    return true;
 }
 
 // Every operation holds the manager by a reference of its own: the object may end while it runs.
@@ -60,7 +69,7 @@ template <typename Operation>
 HRESULT ManagerObject::Do(const Operation& operation) {
     const std::shared_ptr<CDLManager> own = m_manager;
     return Guarded(IID__CDLManager, [&] {
-        if (std::this_thread::get_id() != m_thread) Raise(RPC_E_WRONG_THREAD);
+        if (!m_thread.IsCurrent()) Raise(RPC_E_WRONG_THREAD);
         operation(*own);
     });
 }
@@ -156,6 +165,7 @@ void* ManagerObject::FindOther(REFIID riid) {
 HRESULT ManagerObject::EnumConnectionPoints(IEnumConnectionPoints** points) {
     if (points == nullptr) return E_POINTER;
     *points = nullptr;
+    if (!m_thread.IsCurrent()) return RPC_E_WRONG_THREAD;
     return Guarded(IID_NULL, [&] {
         using Point = host::ComPtr<IConnectionPoint>;
         *points = new Enumerator<IEnumConnectionPoints, Point>(IID_IEnumConnectionPoints,
@@ -165,9 +175,11 @@ HRESULT ManagerObject::EnumConnectionPoints(IEnumConnectionPoints** points) {
 
 HRESULT ManagerObject::FindConnectionPoint(REFIID riid, IConnectionPoint** point) {
     if (point == nullptr) return E_POINTER;
+    *point = nullptr;
+    if (!m_thread.IsCurrent()) return RPC_E_WRONG_THREAD;
     const bool known = riid == DIID___CDLManager || riid == DIID___CDLManager___v0;
-    *point = known ? &m_connectionPoint : nullptr;
     if (!known) return CONNECT_E_NOCONNECTION;
+    *point = &m_connectionPoint;
     AddRef();
     return S_OK;
 }

@@ -3,11 +3,11 @@
 #include "com/ConnectionPoint.h"
 #include "com/DispatchObject.h"
 #include "com/EventSinks.h"
+#include "com/OwnThread.h"
 #include "manager/CDLManager.h"
 #include "tsasync/TSAsync.h"
 
 #include <memory>
-#include <thread>
 
 namespace tsasync::com {
 
@@ -18,7 +18,8 @@ const MemberTable& ManagerMembers();
 // inside an event: the operation that raised it then ends on what is left. Script hosts learn from its
 // class's description, where there is a type library, which events they can connect.
 //
-// Its members work on the thread that created it only, and fail elsewhere with RPC_E_WRONG_THREAD.
+// Its members, and those by which sinks connect, work on the thread that created it only, and fail elsewhere
+// with RPC_E_WRONG_THREAD. When its last reference is dropped elsewhere, it lives on.
 class ManagerObject final : public DispatchObject<_CDLManager>,
                             IConnectionPointContainer,
                             IProvideClassInfo,
@@ -58,7 +59,7 @@ class ManagerObject final : public DispatchObject<_CDLManager>,
     template <typename T, typename Operation>
     HRESULT Give(T* result, const Operation& operation);
 
-    void End() noexcept override;
+    bool End() noexcept override;
     void* FindOther(REFIID riid) override;
 
     HRESULT STDMETHODCALLTYPE EnumConnectionPoints(IEnumConnectionPoints** points) override;
@@ -68,10 +69,10 @@ class ManagerObject final : public DispatchObject<_CDLManager>,
 
     void StateChanged(const std::shared_ptr<CDLItem>& oI) override;
 
+    const OwnThread m_thread;
     std::shared_ptr<EventSinks> m_sinks = std::make_shared<EventSinks>();
-    ConnectionPoint m_connectionPoint{*this, *m_sinks};
+    ConnectionPoint m_connectionPoint{*this, *m_sinks, m_thread};
     std::shared_ptr<CDLManager> m_manager;
-    const std::thread::id m_thread = std::this_thread::get_id();
 };
 
 }  // namespace tsasync::com

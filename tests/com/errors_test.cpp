@@ -2,6 +2,7 @@
 #include "com/ErrorBoundary.h"
 #include "tests/com/com_test.h"
 #include "tests/com/late_bound.h"
+#include "tests/com/test_sink.h"
 
 #include <gtest/gtest.h>
 
@@ -55,11 +56,33 @@ TEST_F(Errors, ReachLateBoundHostsInTheExceptionRecord) {
 }
 
 TEST_F(Errors, NameAnotherThread) {
-    std::thread([this] {
+    Add(u"http://host/a.png");
+    const auto point = PointOf(manager.Get());
+    const auto container =
+        host::Query<IConnectionPointContainer>(manager.Get(), IID_IConnectionPointContainer);
+    TestSink sink(nullptr);
+    const DWORD cookie = Advise(point, sink);
+    std::thread([&] {
         const Outcome outcome = Read(Late(), DISPID_CDLManager_Jobs);
         EXPECT_EQ(outcome.scode, RPC_E_WRONG_THREAD);
         EXPECT_EQ(outcome.description, u"The object was created on another thread");
+        DWORD other = 0;
+        host::ComPtr<IEnumConnections> connections;
+        host::ComPtr<IEnumConnectionPoints> points;
+        host::ComPtr<IConnectionPoint> same;
+        const HRESULT answers[] = {point->Advise(&sink, &other), point->Unadvise(cookie),
+                                   point->EnumConnections(connections.Put()),
+                                   container->EnumConnectionPoints(points.Put()),
+                                   container->FindConnectionPoint(DIID___CDLManager, same.Put())};
+        for (const HRESULT answer : answers) EXPECT_EQ(answer, RPC_E_WRONG_THREAD);
     }).join();
+    EXPECT_EQ(point->Unadvise(cookie), S_OK);
+}
+
+TEST_F(Errors, LastReleaseOnAnotherThreadEndsNothing) {
+    Add(u"http://host/a.png");
+    std::thread([this] { EXPECT_EQ(manager->Release(), 0u); }).join();
+    EXPECT_EQ(Read(Late(), DISPID_CDLManager_Jobs).value.Number(), 1) << "the object lives on";
 }
 
 TEST_F(Errors, AreAnnouncedForTheInterfacesOfTheObject) {
