@@ -252,12 +252,14 @@ class Sink final : public IDispatch {
     HRESULT STDMETHODCALLTYPE Invoke(DISPID member, REFIID, LCID, WORD, DISPPARAMS* arguments, VARIANT*,
                                      EXCEPINFO* error, UINT*) override {
         try {
-            return Dispatch(member, *arguments);
-        } catch (const Error& failure) {
-            return Report(failure, error);
-        } catch (const std::exception& failure) {
-            return Report(Error(E_FAIL, {}, Utf16(failure.what())), error);
-        } catch (...) {
+            try {
+                return Dispatch(member, *arguments);
+            } catch (const Error& failure) {
+                return Report(failure, error);
+            } catch (const std::exception& failure) {
+                return Report(Error(E_FAIL, {}, Utf16(failure.what())), error);
+            }
+        } catch (...) {  // also where there is no memory for the report
             return E_FAIL;
         }
     }

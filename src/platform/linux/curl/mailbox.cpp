@@ -1,5 +1,7 @@
 #include "platform/linux/curl/mailbox.h"
 
+#include "base/LogError.h"
+
 #include <iterator>
 #include <utility>
 
@@ -125,7 +127,12 @@ bool Mailbox::CanDeliver() const {
 
 gboolean Mailbox::OnDispatch(gpointer self) {
     // A handler may release the last reader of the thread, and this with it.
-    if (const auto mailbox = static_cast<std::weak_ptr<Mailbox>*>(self)->lock()) mailbox->DeliverForAWhile();
+    const auto mailbox = static_cast<std::weak_ptr<Mailbox>*>(self)->lock();
+    try {
+        if (mailbox) mailbox->DeliverForAWhile();
+    } catch (...) {
+        LogCurrentError();  // GLib, which called, knows no exceptions
+    }
     return G_SOURCE_CONTINUE;
 }
 

@@ -140,19 +140,16 @@ UrlReader::Impl::~Impl() {
 
 LRESULT CALLBACK UrlReader::Impl::OnMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
     auto* const self = reinterpret_cast<Impl*>(GetWindowLongPtrW(window, GWLP_USERDATA));
-    if (self != nullptr && message == kStartNext) {
-        self->StartNext();
-        return 0;
+    const bool isOwn = message == kStartNext || message == kDeliver || message == WM_TIMER;
+    if (self == nullptr || !isOwn) return DefWindowProcW(window, message, wParam, lParam);
+    try {
+        if (message == kStartNext) self->StartNext();
+        if (message == kDeliver) self->DeliverOne();
+        if (message == WM_TIMER) self->OnTimer(wParam);
+    } catch (...) {
+        LogCurrentError();  // the system, which called, knows no exceptions
     }
-    if (self != nullptr && message == kDeliver) {
-        self->DeliverOne();
-        return 0;
-    }
-    if (self != nullptr && message == WM_TIMER) {
-        self->OnTimer(wParam);
-        return 0;
-    }
-    return DefWindowProcW(window, message, wParam, lParam);
+    return 0;
 }
 
 std::int32_t UrlReader::Impl::Start(std::u16string_view target, std::u16string_view name) {

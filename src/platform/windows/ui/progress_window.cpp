@@ -66,7 +66,7 @@ thread_local std::vector<Win32ProgressWindow*>
 class Win32ProgressWindow final : public ProgressWindow {
   public:
     explicit Win32ProgressWindow(IProgressWindowEvents& events);
-    ~Win32ProgressWindow() override = default;
+    ~Win32ProgressWindow() override { LeaveScreen(); }
     Win32ProgressWindow(const Win32ProgressWindow&) = delete;
     Win32ProgressWindow& operator=(const Win32ProgressWindow&) = delete;
 
@@ -313,8 +313,8 @@ void Win32ProgressWindow::CentreOnScreen() {
 
 void Win32ProgressWindow::ShowModal() {
     if (m_unloaded) return;
-    EnumThreadWindows(GetCurrentThreadId(), &Disable, reinterpret_cast<LPARAM>(this));
     g_shown.push_back(this);
+    EnumThreadWindows(GetCurrentThreadId(), &Disable, reinterpret_cast<LPARAM>(this));
     CentreOnScreen();
     ShowWindow(m_window.Get(), SW_SHOW);
     SetFocus(Control(ProgressControl::Cancel));
@@ -342,8 +342,9 @@ bool Win32ProgressWindow::IsIdleKey(const MSG& message) const {
 BOOL CALLBACK Win32ProgressWindow::Disable(HWND window, LPARAM self) {
     auto* const dialog = reinterpret_cast<Win32ProgressWindow*>(self);
     const bool isOwn = window == dialog->m_window.Get() || window == dialog->m_tooltip;
-    if (!isOwn && IsWindowVisible(window) != FALSE && EnableWindow(window, FALSE) == FALSE)
-        dialog->m_disabled.push_back(window);
+    if (isOwn || IsWindowVisible(window) == FALSE || IsWindowEnabled(window) == FALSE) return TRUE;
+    dialog->m_disabled.push_back(window);
+    EnableWindow(window, FALSE);
     return TRUE;
 }
 
