@@ -22,16 +22,16 @@ struct GenericText {
 };
 
 constexpr GenericText kGenericTexts[] = {
-    {5, u"Invalid procedure call or argument"},
-    {6, u"Overflow"},
-    {7, u"Out of memory"},
-    {13, u"Type mismatch"},
-    {53, u"File not found"},
-    {70, u"Permission denied"},
+    {kErrInvalidProcedureCall, u"Invalid procedure call or argument"},
+    {kErrOverflow, u"Overflow"},
+    {kErrOutOfMemory, u"Out of memory"},
+    {kErrTypeMismatch, u"Type mismatch"},
+    {kErrFileNotFound, u"File not found"},
+    {kErrPermissionDenied, u"Permission denied"},
     {75, u"Path/File access error"},
-    {76, u"Path not found"},
-    {91, u"Object variable or With block variable not set"},
-    {457, u"This key is already associated with an element of this collection"},
+    {kErrPathNotFound, u"Path not found"},
+    {kErrObjectNotSet, u"Object variable or With block variable not set"},
+    {kErrDuplicateKey, u"This key is already associated with an element of this collection"},
     {RPC_E_WRONG_THREAD, u"The object was created on another thread"},
 };
 

@@ -33,7 +33,7 @@ std::u16string UniqueFileName(std::u16string_view sPath, std::u16string_view sTo
 
 // One shell operation (platform/file_system.h has the codes and flags). With kFlagRenameOnCollision a taken
 // destination is never replaced: the file gets a name of its own. Returns the destination used. Throws 53
-// when the source is missing, else one of the numbers above.
+// when the source is missing, else another number of base/ErrorNumbers.h.
 std::u16string FileOperation(std::u16string_view sSource, std::u16string_view sDest, std::int32_t lOperation,
                              std::int32_t lFlags, std::intptr_t hWnd);
 
