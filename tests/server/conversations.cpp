@@ -299,6 +299,20 @@ std::vector<Case> Contents() {
         "\x1f\x8b\x08\0\0\0\0\0\0\x03\xcbH\xcd\xc9\xc9\x07\0\x86\xa6\x10\x36\x05\0\0\0"s);
     const std::string packedTwice(
         "\037\213\010\000\000\000\000\000\002\003\253\230\163\332\343\354\311\223\354\014\154\072\114\242\000\104\376\205\252\015\000\000\000"s);
+    const std::string packedThrice(
+        "\037\213\010\000\000\000\000\000\002\003\223\357\346\140\000\001\046\346\311\357"
+        "\237\045\060\060\252\075\273\054\227\356\077\057\045\075\043\132\055\341\030\227"
+        "\010\003\303\362\374\055\256\222\100\025\000\323\310\031\026\052\000\000\000"s);
+    // 2000 streams of nothing, packed once more
+    const std::string nothing(
+        "\037\213\010\000\000\000\000\000\002\003\355\310\261\015\000\040\010\000\060\042"
+        "\213\137\160\060\117\023\006\257\260\035\133\175\143\235\314\170\312\071\347\234"
+        "\163\316\071\347\234\163\316\071\347\234\163\316\071\347\234\163\316\071\347\234"
+        "\163\316\071\347\234\163\316\071\347\234\163\316\071\347\234\163\316\071\347\234"
+        "\163\316\071\347\234\163\316\071\347\234\163\316\071\347\234\163\316\071\347\234"
+        "\163\316\071\347\234\163\316\071\347\234\163\316\071\347\234\163\316\071\347\234"
+        "\163\316\071\347\234\163\316\071\347\234\163\316\271\117\157\000\073\156\171\072"
+        "\100\234\000\000"s);
     return {
         {"digest right", {Ask(), Send(Head(five + right) + "hello")}, "hello"},
         {"digest wrong", {Ask(), Send(Head(five + kTag + wrong) + "hello")}, "", kErrDownloadFailure},
@@ -372,6 +386,14 @@ std::vector<Case> Contents() {
         {"deflated, then compressed, in one list",
          {Ask(), Send(Head("Content-Encoding: deflate, gzip\r\n") + packedTwice)},
          "hello"},
+        {"compressed three times",
+         {Ask(), Send(Head("Content-Encoding: gzip, gzip, gzip\r\n") + packedThrice)},
+         "",
+         kErrDownloadFailure},
+        {"compressed twice, far too well in between",
+         {Ask(), Send(Head("Content-Encoding: gzip, gzip\r\n") + nothing)},
+         "",
+         kErrDownloadFailure},
         {"in no coding", {Ask(), Send(Head("Content-Encoding: none\r\n" + five) + "hello")}, "hello"},
         {"compressed, cut",
          {Ask(),

@@ -7,7 +7,7 @@ namespace tsasync::platform::reader {
 
 namespace {
 
-constexpr std::size_t kMostCodings = 5;
+constexpr std::size_t kMostCodings = 2;
 
 // Whether deflated content has the wrapper that it should have: many servers send it without, and every
 // browser reads it so.
@@ -19,8 +19,10 @@ bool IsWrapped(std::string_view start) {
 
 }  // namespace
 
-std::unique_ptr<ContentDecoder> ContentDecoder::For(const std::vector<std::string>& codings) {
+std::unique_ptr<ContentDecoder> ContentDecoder::For(const std::vector<std::string>& codings,
+                                                    const Limits& limits) {
     auto decoder = std::make_unique<ContentDecoder>();
+    decoder->m_limits = limits;
     if (codings.size() > kMostCodings) return nullptr;
     for (auto coding = codings.rbegin(); coding != codings.rend(); ++coding) {
         const bool isGzip = *coding == "gzip" || *coding == "x-gzip";
@@ -30,10 +32,18 @@ std::unique_ptr<ContentDecoder> ContentDecoder::For(const std::vector<std::strin
     return decoder;
 }
 
+bool ContentDecoder::Decode(std::string_view bytes, const Take& take) {
+    m_sent += static_cast<std::int64_t>(bytes.size());
+    return DecodeFrom(0, bytes, take);
+}
+
 bool ContentDecoder::DecodeFrom(std::size_t stage, std::string_view bytes, const Take& take) {
     if (stage == m_stages.size()) return take(bytes);
-    return m_stages[stage].Decode(
-        bytes, [&](std::string_view decoded) { return DecodeFrom(stage + 1, decoded, take); });
+    return m_stages[stage].Decode(bytes, [&](std::string_view decoded) {
+        m_stages[stage].made += static_cast<std::int64_t>(decoded.size());
+        m_isTooMuch = m_isTooMuch || IsInflated(m_stages[stage].made, m_sent, m_limits);
+        return !m_isTooMuch && DecodeFrom(stage + 1, decoded, take);
+    });
 }
 
 bool ContentDecoder::AtEnd() const {

@@ -1,7 +1,10 @@
 #pragma once
 
+#include "platform/reader/limits.h"
+
 #include <gio/gio.h>
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -18,11 +21,14 @@ class ContentDecoder {
 
     // For the codings of a response, in the order in which they were applied: gzip, x-gzip or deflate. Null
     // when there are others, or more than anybody means.
-    static std::unique_ptr<ContentDecoder> For(const std::vector<std::string>& codings);
+    static std::unique_ptr<ContentDecoder> For(const std::vector<std::string>& codings, const Limits& limits);
 
     // Hands what `bytes`, the next ones of the stream, stand for to `take`, piece by piece. False when they
-    // are not of the coding, or `take` says so.
-    bool Decode(std::string_view bytes, const Take& take) { return DecodeFrom(0, bytes, take); }
+    // are not of the coding, stand for far too much, or `take` says so.
+    bool Decode(std::string_view bytes, const Take& take);
+    // Whether it was too much. What comes out of each coding counts: one that makes next to nothing of it
+    // hides from the file what the one before it makes.
+    bool IsTooMuch() const { return m_isTooMuch; }
     // Whether the stream is complete.
     bool AtEnd() const;
 
@@ -33,6 +39,8 @@ class ContentDecoder {
         explicit Stage(bool isGzip);
         bool Decode(std::string_view bytes, const Take& take);
         bool AtEnd() const { return m_atEnd; }
+
+        std::int64_t made = 0;  // bytes that have come out
 
       private:
         struct Release {
@@ -46,6 +54,9 @@ class ContentDecoder {
     bool DecodeFrom(std::size_t stage, std::string_view bytes, const Take& take);
 
     std::vector<Stage> m_stages;  // the coding applied last at the front
+    Limits m_limits;
+    std::int64_t m_sent = 0;  // bytes that have come in
+    bool m_isTooMuch = false;
 };
 
 }  // namespace tsasync::platform::reader

@@ -139,7 +139,7 @@ bool Transfer::TakeHead() {
     if (status == 401 || status == 407) return true;  // perhaps libcurl answers it with the user's name
     m_request.head.End();
     const bool isEncoded = !m_request.head.contentCodings.empty();
-    if (isEncoded) m_request.decoder = ContentDecoder::For(m_request.head.contentCodings);
+    if (isEncoded) m_request.decoder = ContentDecoder::For(m_request.head.contentCodings, Timing());
     m_request.answer =
         reader::Judge(m_request.head, KeptOf(m_file), !isEncoded || m_request.decoder, Source().text);
     if (m_request.answer->meaning == Answer::Meaning::Content) m_file.StartOver();
@@ -196,14 +196,11 @@ bool Transfer::TakeData(std::string_view bytes) {
         return m_request.ignored <= kMaxIgnored;
     }
     if (!m_request.decoder) return Save(bytes);
-    m_request.sent += static_cast<std::int64_t>(bytes.size());
-    const auto take = [this](std::string_view decoded) {
-        const std::int64_t all = m_file.Size() + static_cast<std::int64_t>(decoded.size());
-        if (!IsInflated(all, m_request.sent, Timing())) return Save(decoded);
-        return Stop(Failure(why::kInflated, Source().text));
-    };
-    if (m_request.decoder->Decode(bytes, take)) return true;
-    return m_request.stopped ? false : Stop(Failure(why::kBrokenCoding, Source().text));
+    if (m_request.decoder->Decode(bytes, [this](std::string_view decoded) { return Save(decoded); }))
+        return true;
+    if (m_request.stopped) return false;
+    const bool isTooMuch = m_request.decoder->IsTooMuch();
+    return Stop(Failure(isTooMuch ? why::kInflated : why::kBrokenCoding, Source().text));
 }
 
 bool Transfer::Save(std::string_view bytes) {

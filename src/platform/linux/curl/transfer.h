@@ -87,7 +87,6 @@ class Transfer {
         std::optional<Answer> answer;  // what it means, once its head is there
         std::size_t ignored = 0;       // bytes of a body that nobody wants
         std::optional<Clock::time_point> ignoredUntil;
-        std::int64_t sent = 0;                    // bytes of an encoded body
         std::unique_ptr<ContentDecoder> decoder;  // null when what comes is the content itself
         std::optional<ReadFailure> stopped;       // why we ended it ourselves
         bool triedToKeep = false;
