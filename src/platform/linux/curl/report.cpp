@@ -34,7 +34,7 @@ void Report::Status(ReadStatus code, std::string_view text) {
 void Report::Begin(std::string_view mediaType) {
     if (std::exchange(m_begun, true)) return;
     Status(kStatusMimeTypeAvailable, mediaType);
-    Status(kStatusBeginDownload, m_read->url);
+    Status(kStatusBeginDownload, m_url);
 }
 
 void Report::Bytes(std::int64_t soFar, std::int64_t max, Clock::time_point now) {
@@ -52,12 +52,12 @@ void Report::SendBytes(Clock::time_point now) {
     m_held = false;
     m_next = now + kBetweenProgress;
     // A notice that still waits will tell the newest numbers.
-    if (!m_read->progressWaits.exchange(true)) Status(kStatusDownloading, m_read->url);
+    if (!m_read->progressWaits.exchange(true)) Status(kStatusDownloading, m_url);
 }
 
 void Report::Succeed(const std::string& path) {
     if (m_held) SendBytes(m_next);
-    Status(kStatusEndDownload, m_read->url);
+    Status(kStatusEndDownload, m_url);
     m_outbox.Add({m_read, 0, {}, FromNativeBytes(path)});
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/linux/curl/read.h"
+#include "platform/reader/source_url.h"
 
 #include <chrono>
 #include <cstdint>
@@ -26,7 +27,8 @@ class Outbox {
 // What one read's owner hears, in the right order: status changes all of them, byte progress coalesced.
 class Report {
   public:
-    Report(std::shared_ptr<Read> read, Outbox& outbox) : m_read(std::move(read)), m_outbox(outbox) {}
+    Report(std::shared_ptr<Read> read, Outbox& outbox)
+        : m_read(std::move(read)), m_url(WithoutUser(m_read->url)), m_outbox(outbox) {}
 
     void Status(ReadStatus code, std::string_view text);
     // The data begins: its media type, then the begin of the download. Counts once.
@@ -45,6 +47,7 @@ class Report {
     void SendBytes(Clock::time_point now);
 
     std::shared_ptr<Read> m_read;
+    const std::string m_url;  // as it may be shown
     Outbox& m_outbox;
     Clock::time_point m_next{};  // before this no further byte progress is sent
     bool m_held = false;
