@@ -142,6 +142,19 @@ TEST_F(SilentServerTest, IsNotAskedForEverWhenItSaysMoreThanItsAnswers) {
     EXPECT_EQ(server.Complaint(), "");
 }
 
+TEST_F(SilentServerTest, TellsTheTypeOfWhatTurnsOutToBeWholeByItsBeginning) {
+    MisbehavingServer server(
+        {Ask(), Send(Head("Transfer-Encoding: chunked\r\nETag: \"v1\"\r\n") + "b\r\nGIF89a, and\r\n"),
+         Close(), Ask("Range: bytes=11-"),
+         Send(Head("Content-Length: 0\r\nContent-Range: bytes */11\r\n", "416 No"))});
+    const std::string url = UrlOf(server);
+    host.Read(url);
+    const Heard heard = host.Read(url);
+    EXPECT_EQ(heard.mimeType, "image/gif") << heard.description;
+    EXPECT_EQ(server.Complaint(), "");
+    std::filesystem::remove(heard.path);
+}
+
 TEST_F(SilentServerTest, LosesItsConnectionWhenNothingIsRead) {
     MisbehavingServer server({Ask(), Send(Head("Content-Length: 5\r\n") + "hello"), Silence()});
     EXPECT_EQ(host.Read(UrlOf(server)).failure, 0);

@@ -1,5 +1,7 @@
 #include "platform/reader/kept_data.h"
 
+#include "platform/reader/media_types.h"
+
 #include <optional>
 
 namespace tsasync::platform::reader {
@@ -18,6 +20,11 @@ void KeepIfUseful(PartialFile& file, const ResponseHead& head, const std::string
     file.Keep(validator, mediaType, known);
     // Less of it on a full disk is better than nothing.
     if (last && !file.IsKept() && file.Shorten()) file.Keep(validator, mediaType, known);
+}
+
+std::string KeptTypeOf(const PartialFile& file, std::string_view url) {
+    const std::string& kept = file.Earlier()->mediaType;
+    return kept.empty() ? EffectiveMediaType({}, url, file.Beginning(kSniffSize)) : kept;
 }
 
 std::string ValidatorOf(const PartialFile& file, const ResponseHead& head) {

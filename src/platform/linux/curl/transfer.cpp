@@ -320,7 +320,7 @@ Verdict Transfer::JudgeUnsaved() {
             m_file.StartOver();
             return {Verdict::Next::Again, {}, {}};
         case Answer::Meaning::Unchanged:
-            m_mediaType = m_file.Earlier()->mediaType;
+            m_mediaType = KeptTypeOf(m_file, Source().text);
             ReportBytes(m_request.lastByte);
             m_report.Begin(m_mediaType);
             return {};
