@@ -10,6 +10,7 @@
 #include <array>
 #include <cwchar>
 #include <exception>
+#include <limits>
 #include <utility>
 #include <vector>
 
@@ -41,10 +42,10 @@ bool IsToldOnce(ULONG code) {
 
 // The others are told when the reader itself knows.
 bool IsForwarded(ULONG code) {
-    constexpr std::array kCodes{kStatusFindingResource,    kStatusConnecting,
-                                kStatusRedirecting,        kStatusUsingCachedCopy,
-                                kStatusSendingRequest,     kStatusCacheFileNameAvailable,
-                                kStatusBeginSyncOperation, kStatusEndSyncOperation};
+    constexpr std::array kCodes{kStatusFindingResource,        kStatusConnecting,
+                                kStatusUsingCachedCopy,        kStatusSendingRequest,
+                                kStatusCacheFileNameAvailable, kStatusBeginSyncOperation,
+                                kStatusEndSyncOperation};
     return std::find(kCodes.begin(), kCodes.end(), static_cast<std::int32_t>(code)) != kCodes.end();
 }
 
@@ -69,6 +70,7 @@ UrlBinding::UrlBinding(std::uint64_t read, std::u16string url, Folder folder,
     : m_read(read),
       m_url(std::move(url)),
       m_folder(std::move(folder)),
+      m_shownUrl(FromUtf8(reader::WithoutUser(ToUtf8(m_url)))),
       m_target(m_url),
       m_othersAreServed(std::move(othersAreServed)),
       m_report(std::move(report)) {}
@@ -202,13 +204,12 @@ HRESULT UrlBinding::OnProgress(ULONG, ULONG progressMax, ULONG code, LPCWSTR tex
 
 HRESULT UrlBinding::Progress(ULONG progressMax, ULONG code, LPCWSTR text) {
     m_lastSign = GetTickCount64();
-    // Of a system that follows redirections without asking.
+    // A system that follows redirections without asking is kept from it: Redirect.
     if (code == kStatusRedirecting) {
-        if (auto failure = m_way->Follow(ToUtf8(FromWide(text)))) {
-            Fail(std::move(*failure));
-            return E_ABORT;
-        }
-        m_target = FromUtf8(Source().text);
+        ReadHead(HTTP_STATUS_REDIRECT, {});
+        m_head.location = ToUtf8(FromWide(text));
+        StopBinding();
+        return E_ABORT;
     }
     // A web server's answer says itself how much it brings.
     const bool tellsLength = code == kStatusBeginDownload || code == kStatusDownloading;
@@ -290,20 +291,21 @@ void UrlBinding::Announce(std::string_view bytes) {
         m_finder.Add(bytes, std::chrono::steady_clock::now());
         if (m_finder.IsSure()) Begin();
     }
-    if (m_begun) Tell(kStatusDownloading, m_url);
+    if (m_begun) Tell(kStatusDownloading, m_shownUrl);
 }
 
 void UrlBinding::Begin() {
     if (std::exchange(m_begun, true)) return;
-    m_mediaType = Means(Meaning::Unchanged) ? m_file->Earlier()->mediaType : m_finder.TypeOf(Source().text);
+    const std::string& url = Source().text;
+    m_mediaType = Means(Meaning::Unchanged) ? KeptTypeOf(*m_file, url) : m_finder.TypeOf(url);
     Tell(kStatusMimeTypeAvailable, FromUtf8(m_mediaType));
-    Tell(kStatusBeginDownload, m_url);
+    Tell(kStatusBeginDownload, m_shownUrl);
 }
 
 void UrlBinding::Tick() {
     if (m_begun || !IsSaved() || std::chrono::steady_clock::now() < m_finder.Due()) return;
     Begin();
-    Tell(kStatusDownloading, m_url);
+    Tell(kStatusDownloading, m_shownUrl);
 }
 
 HRESULT UrlBinding::OnObjectAvailable(REFIID, IUnknown*) { return S_OK; }
@@ -362,8 +364,8 @@ void UrlBinding::CheckOn() {
 
 void UrlBinding::Succeed() {
     Begin();
-    Tell(kStatusDownloading, m_url);
-    Tell(kStatusEndDownload, m_url);
+    Tell(kStatusDownloading, m_shownUrl);
+    Tell(kStatusEndDownload, m_shownUrl);
     if (m_file->Size() >= reader::kWorthKeeping) Keep(false);  // more than whoever was in the way had
     auto result = m_file->Finish(ValidatorOf(*m_file, m_head), m_mediaType, true);
     if (const int* error = std::get_if<int>(&result))
@@ -417,9 +419,11 @@ std::optional<ReadFailure> UrlBinding::FailureOf(HRESULT result) {
     if (!m_answer) return Failure(why::kNoAnswer, Source().text);
     if (m_head.contentLength && *m_head.contentLength != m_received)
         return Failure(why::kOtherLength, Source().text);
-    if (!Source().IsWeb()) return std::nullopt;
+    if (Source().scheme == "file") return std::nullopt;
+    // Of a length that a file server tells, the system hands on 32 bits.
+    if (!Source().IsWeb() && m_file->Size() > std::numeric_limits<ULONG>::max()) return std::nullopt;
     // The system ends a head that broke off, as if the rest were missing on purpose.
-    const bool isMeant = m_received > 0 || m_head.contentLength || m_head.isChunked;
+    const bool isMeant = !Source().IsWeb() || m_received > 0 || m_head.contentLength || m_head.isChunked;
     return reader::Judge(*m_answer, {m_file->Size(), isMeant}, Source().text);
 }
 

@@ -135,6 +135,7 @@ class UrlBinding final : public IBindStatusCallback, public IHttpNegotiate, publ
     const std::uint64_t m_read;
     const std::u16string m_url;  // as asked for
     Folder m_folder;
+    const std::u16string m_shownUrl;            // without user and password
     std::u16string m_target;                    // after redirections
     std::optional<reader::Redirections> m_way;  // set by the first start
     std::function<bool()> m_othersAreServed;
